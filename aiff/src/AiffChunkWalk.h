@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstdint>
+#include <list>
+
+#include "AiffFormatInfo.h"
+#include "kelcore/filesupport.h"
+
+namespace kelaudiofile::aiff {
+
+/// Walks over a file from its start and reads its form and its chunk headers. Throws nothing.
+/// @param inFile  the file of the stream.
+/// @param outChunks  receives every chunk up to the end or the failure.
+/// @return a code of AiffFile::ExtendedErrorInfo: kNoError, kNotAiffFile or kChunkScanFailed.
+std::int32_t WalkChunks(kelcore::filesupport::IByteStream& inStream, const kelcore::filesupport::File& inFile,
+                        std::uint32_t& outFormType, std::list<AiffChunkInfo>& outChunks);
+
+} // namespace kelaudiofile::aiff

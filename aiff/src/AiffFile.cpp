@@ -1,0 +1,79 @@
+#include "kelaudiofile/AiffFile.h"
+
+#include "AiffFileImpl.h"
+
+namespace kelaudiofile {
+
+AiffFile::AiffFile() : mImpl(std::make_unique<Impl>()) {}
+
+AiffFile::~AiffFile() = default;
+
+std::int64_t AiffFile::GetSampleCount() const {
+    return mImpl->format.sampleCount;
+}
+
+double AiffFile::GetSampleRate() const {
+    return mImpl->format.sampleRate;
+}
+
+std::int32_t AiffFile::GetNumChannels() const {
+    return mImpl->format.numChannels;
+}
+
+std::int32_t AiffFile::GetBytesPerSample() const {
+    return mImpl->format.bitsPerSample / 8;
+}
+
+AiffFile::SampleType AiffFile::GetSampleType() const {
+    return mImpl->format.sampleType;
+}
+
+kelmediatypes::ChannelLayout AiffFile::GetAudioChannelLayout() const {
+    return mImpl->format.channelLayout;
+}
+
+kelcore::UTF8String AiffFile::GetCompressionCode() const {
+    return mImpl->format.compressionCode;
+}
+
+kelcore::UTF8String AiffFile::GetCompressionDescription() const {
+    return mImpl->format.compressionDescription;
+}
+
+DeinterleaveFunction GetDeinterleaveFunction(const AiffFile& inFile) {
+    const bool isFloat = inFile.GetSampleType() == AiffFile::kFloatSamples;
+    switch (inFile.GetBytesPerSample()) {
+    case 1:
+        return DeInterleave8Bit;
+    case 2:
+        return DeInterleave16Bit;
+    case 3:
+        return DeInterleave24Bit;
+    case 4:
+        return isFloat ? DeInterleave32BitFloat_1 : DeInterleave32Bit;
+    case 8:
+        return isFloat ? DeInterleave64BitFloat : DeInterleave64Bit;
+    default:
+        return nullptr;
+    }
+}
+
+ConversionFunction GetConversionFunction(const AiffFile& inFile) {
+    const std::int32_t bytesPerSample = inFile.GetBytesPerSample();
+    if (bytesPerSample == 1)
+        return ConvertBetweenSigned8BitAudioAndUnsigned;
+    if (inFile.GetSampleType() == AiffFile::kLittleEndianIntegerSamples)
+        return nullptr;
+    switch (bytesPerSample) {
+    case 2:
+        return Swizzle16Bit;
+    case 3:
+        return Swizzle24Bit;
+    case 4:
+        return Swizzle32Bit;
+    default:
+        return nullptr;
+    }
+}
+
+} // namespace kelaudiofile

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <cstdint>
+#include <list>
+#include <memory>
+#include <vector>
+
+#include "AiffFormatInfo.h"
+#include "kelcore/filesupport.h"
+
+namespace kelaudiofile {
+
+/// An object either reads, with readStream, or writes, with the two write streams; a finished one has
+/// neither.
+struct KELAUDIOFILE_HIDDEN AiffFile::Impl {
+    using Error = ExtendedErrorInfo;
+    using File = kelcore::filesupport::File;
+
+    File file;
+
+    std::unique_ptr<kelcore::filesupport::IPlatformByteStream> readStream;
+    std::list<AiffChunkInfo> chunks;           ///< all, in the order of the file
+    std::vector<AiffChunkInfo> metadataChunks; ///< those that are handed out, in the same order
+    std::uint64_t fileSize = 0;
+    std::int64_t sampleDataOffset = 0; ///< 0 without sample data
+    std::int64_t sampleDataSize = 0;   ///< negative if the samples are said to begin behind their chunk
+
+    std::unique_ptr<kelcore::filesupport::OPlatformByteStream> writeStream;
+    std::unique_ptr<kelcore::filesupport::OBufferedByteStream>
+        bufferedStream; ///< goes down before writeStream
+    std::int64_t sampleBytesWritten = 0;
+    /// Where the next chunk or its data go on. It moves once a step is wholly done; the stream's own position
+    /// may be left anywhere by a step that failed, and is set anew by the next one.
+    std::int64_t writePosition = 0;
+    /// Places of chunk headers; 0 where there is no such chunk.
+    std::int64_t commChunkPosition = 0;
+    std::int64_t ssndChunkPosition = 0;
+    std::int64_t metadatumPosition = 0;
+    std::uint32_t metadatumID = 0;
+
+    AiffFormatInfo format;
+
+    /// @name Reading
+    /// @{
+    bool OpenForRead(const kelcore::UTF8String& inFilePath, bool inAssumeChannelOrder, Error& outError);
+    const AiffChunkInfo* FindChunk(std::uint32_t inId) const;
+    const AiffChunkInfo* FindMetadatum(std::int32_t inIndex) const;
+    /// Steps of OpenForRead that can refuse the file: they return a code.
+    std::int32_t ReadFormat();
+    std::int32_t LocateSamples();
+    kelmediatypes::ChannelLayout ReadChannelLayout(bool inAssumeChannelOrder);
+    void LimitSampleCountToData();
+    void ListMetadata();
+    double PositionAgainstAudio(const AiffChunkInfo& inChunk) const;
+    /// @return false after any exception, and without a stream.
+    bool ReadAt(std::int64_t inPosition, void* outBytes, std::int64_t inCount);
+    bool ReadChunkData(const AiffChunkInfo& inChunk, std::vector<unsigned char>& outData);
+    /// @}
+
+    /// @name Writing
+    /// @{
+    bool WriteHeader(const File& inFile, AiffFormatInfo&& inFormat, Error& outError);
+    void WriteHeaderChunks();
+    void WriteChunk(std::uint32_t inId, const std::vector<unsigned char>& inData);
+    void WriteOwedMetadatumHeader();
+    void WriteOwedSsndHeader();
+    void CompleteMetadatum();
+    void CompleteSizes();
+    bool HasSsnd() const;
+    std::uint32_t FramesWritten() const;
+    void MoveTo(std::int64_t inPosition);
+    void WriteAt(std::int64_t inPosition, const void* inBytes, std::size_t inCount);
+    void Append(const void* inBytes, std::size_t inCount);
+    void PatchNumber(std::int64_t inPosition, std::uint32_t inValue);
+    void CloseWriteStreams() noexcept;
+    /// @}
+};
+
+} // namespace kelaudiofile

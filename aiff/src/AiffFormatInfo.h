@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstdint>
+
+#include "kelaudiofile/AiffFile.h"
+#include "kelcore/string.h"
+#include "kelmediatypes/AudioChannelDescription.h"
+
+namespace kelaudiofile {
+
+/// One chunk of a file.
+struct AiffChunkInfo {
+    std::uint32_t id;
+    std::int64_t size;   ///< bytes of data, no more than the file holds
+    std::int64_t offset; ///< of the header, from the start of the file
+};
+
+/// The format of a file, read or to be written.
+struct AiffFormatInfo {
+    std::uint32_t formType = 0;
+    std::uint32_t compressionCodeId = 0; ///< 0 if the file has none
+    kelcore::UTF8String compressionDescription;
+    kelcore::UTF8String compressionCode; ///< compressionCodeId as text
+    AiffFile::SampleType sampleType = AiffFile::kBigEndianIntegerSamples;
+    std::int16_t numChannels = 0;
+    kelmediatypes::ChannelLayout channelLayout;
+    std::uint32_t sampleCount = 0; ///< frames
+    std::int16_t bitsPerSample = 0;
+    double sampleRate = 0; ///< frames per second
+};
+
+/// @return bytes of one sample of every channel; negative if one of the two numbers is.
+inline std::int32_t FrameBytes(const AiffFormatInfo& inFormat) {
+    return inFormat.numChannels * inFormat.bitsPerSample / 8;
+}
+
+} // namespace kelaudiofile

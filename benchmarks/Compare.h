@@ -1,0 +1,50 @@
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <functional>
+#include <string>
+#include <vector>
+
+/// Two ways to do the same work, timed side by side in one run. Other work on the machine slows both sides of
+/// a round alike, so the ratio of a round says more than a time, and the median of the ratios more than any
+/// one of them.
+namespace compare {
+
+using Work = std::function<void()>;
+
+inline constexpr int kRounds = 25;
+inline constexpr double kSecondsPerSide =
+    0.02; ///< small work is repeated within a round until it takes this long
+
+inline double Seconds(const Work& inWork, int inRepeats) {
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < inRepeats; ++i)
+        inWork();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+/// @return how many times as fast as the other work ours is: above 1 is faster.
+inline double Speed(const Work& inOurs, const Work& inOther) {
+    const double once = std::max(Seconds(inOurs, 1), 1e-7);
+    const int repeats = std::max(1, static_cast<int>(kSecondsPerSide / once));
+    std::vector<double> ratios;
+    for (int round = 0; round < kRounds; ++round) {
+        const bool oursFirst = round % 2 == 0;
+        const double first = Seconds(oursFirst ? inOurs : inOther, repeats);
+        const double second = Seconds(oursFirst ? inOther : inOurs, repeats);
+        ratios.push_back(oursFirst ? second / first : first / second);
+    }
+    std::nth_element(ratios.begin(), ratios.begin() + kRounds / 2, ratios.end());
+    return ratios[kRounds / 2];
+}
+
+/// One row of the table in docs/performance.md.
+inline void PrintRow(const std::string& inJob, const std::string& inAgainst, double inSpeed, double inGoal) {
+    const std::string goal = inGoal > 0 ? std::to_string(inGoal).substr(0, 4) : "";
+    std::printf("| %s | %s | %.2f | %s |\n", inJob.c_str(), inAgainst.c_str(), inSpeed, goal.c_str());
+    std::fflush(stdout);
+}
+
+} // namespace compare

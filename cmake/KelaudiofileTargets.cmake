@@ -1,0 +1,38 @@
+# Settings are given to our own targets one by one, so that a host that takes us in by add_subdirectory keeps its own.
+
+function(kelaudiofile_sanitize target)
+    if(KELAUDIOFILE_SANITIZE)
+        set(flags -fsanitize=${KELAUDIOFILE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+        target_compile_options(${target} PRIVATE ${flags})
+        target_link_options(${target} PRIVATE ${flags})
+    endif()
+endfunction()
+
+function(kelaudiofile_warnings target)
+    target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wno-psabi
+        $<$<BOOL:${KELAUDIOFILE_WARNINGS_AS_ERRORS}>:-Werror>)
+endfunction()
+
+# Warnings, language and sanitizers for any target of ours. How vectors are passed differs between processors of one
+# family, but inlined functions alone pass them here.
+function(kelaudiofile_settings target)
+    target_compile_features(${target} PRIVATE cxx_std_20)
+    set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF POSITION_INDEPENDENT_CODE ON)
+    kelaudiofile_warnings(${target})
+    kelaudiofile_sanitize(${target})
+endfunction()
+
+# The object library of one folder. It sees its own headers and those of the targets named, nothing else.
+#   kelaudiofile_part(<target> SOURCES <files> [SEES <targets>])
+function(kelaudiofile_part target)
+    cmake_parse_arguments(PART "" "" "SOURCES;SEES" ${ARGN})
+    add_library(${target} OBJECT ${PART_SOURCES})
+    kelaudiofile_settings(${target})
+    set_target_properties(${target} PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+    target_link_libraries(${target} PRIVATE ${PART_SEES})
+endfunction()
+
+# Loops over samples: vector code wants -O3, also where the host builds with -O2.
+function(kelaudiofile_optimize_loops target)
+    target_compile_options(${target} PRIVATE $<$<CONFIG:Release,RelWithDebInfo>:-O3>)
+endfunction()

@@ -1,0 +1,221 @@
+#include "kelaudiofile/DeInterleave.h"
+
+#include <cfloat>
+#include <utility>
+
+#include "ByteShuffle.h"
+#include "SampleLanes.h"
+#include "Strides.h"
+
+namespace kelaudiofile {
+
+namespace {
+
+using namespace convert;
+
+/// Samples in one turn of a loop. With fewer, where the loop starts in memory would decide over its speed.
+constexpr std::size_t kGroupSize = 8;
+
+/// One sample in the upper bits of a word, so that the sign of every width lies in one place.
+/// @tparam kReadable  bytes that may be read from the sample's first; a fourth one makes one load of three.
+template <typename Word, std::size_t kBytes, std::size_t kReadable = kBytes>
+Word LoadUpper(const Byte* in) {
+    constexpr unsigned kLowerBits = 8 * (sizeof(Word) - kBytes);
+    if constexpr (kBytes == 3 && kReadable > 3)
+        return LoadLittle<Word>(in) << kLowerBits;
+    else if constexpr (kBytes == 3)
+        return Word{in[0]} << 8 | Word{in[1]} << 16 | Word{in[2]} << 24;
+    else
+        return Word{LoadLittle<Unsigned<kBytes>>(in)} << kLowerBits;
+}
+
+/// Samples of one channel in the upper bits of words, a few vectors full.
+template <typename Word>
+struct Group {
+    Lanes<Word> vectors[kGroupSize / kLaneCount<Word>];
+};
+
+/// Puts zeros below each byte of a number, which lie in it as in memory.
+Lanes<std::uint16_t> UpperBytes(std::uint64_t in) {
+    const auto bytes = reinterpret_cast<Lanes<std::uint8_t>>(Lanes<std::uint64_t>{in});
+    const Lanes<std::uint8_t> zero = {};
+    return reinterpret_cast<Lanes<std::uint16_t>>(
+        __builtin_shufflevector(zero, bytes, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23));
+}
+
+/// Puts zeros below each half word.
+Group<std::uint32_t> UpperHalves(Lanes<std::uint16_t> in) {
+    const Lanes<std::uint16_t> zero = {};
+    return {
+        {reinterpret_cast<Lanes<std::uint32_t>>(__builtin_shufflevector(zero, in, 0, 8, 1, 9, 2, 10, 3, 11)),
+         reinterpret_cast<Lanes<std::uint32_t>>(
+             __builtin_shufflevector(zero, in, 4, 12, 5, 13, 6, 14, 7, 15))}};
+}
+
+template <typename Word, std::size_t kBytes, std::size_t... kIndex>
+Lanes<Word> LoadOneByOne(const Byte* in, std::size_t inStep, std::index_sequence<kIndex...>) {
+    return Lanes<Word>{LoadUpper<Word, kBytes, kBytes + 1>(in + kIndex * inStep)...};
+}
+
+/// In mono the samples are read as they lie. In stereo a sample and its neighbour are one number of twice the
+/// width, which loses its upper half. All others, and 24-bit samples, are read one by one.
+/// @tparam kStride  the distance of the samples if it is known to the compiler, else 0.
+template <typename Word, std::size_t kBytes, std::size_t kStride>
+Group<Word> LoadGroup(const Byte* in, std::size_t inStep) {
+    constexpr bool kLittle = std::endian::native == std::endian::little;
+    if constexpr (kLittle && kBytes == 1 && kStride == 1)
+        return UpperHalves(UpperBytes(Load<std::uint64_t>(in)));
+    else if constexpr (kLittle && kBytes == 1 && kStride == 2)
+        return UpperHalves(Load<Lanes<std::uint16_t>>(in) << 8);
+    else if constexpr (kLittle && kBytes == 2 && kStride == 1)
+        return UpperHalves(Load<Lanes<std::uint16_t>>(in));
+    else if constexpr (kLittle && kBytes == 2 && kStride == 2)
+        return {{Load<Lanes<Word>>(in) << 16, Load<Lanes<Word>>(in + 16) << 16}};
+    else if constexpr (kLittle && kBytes == 4 && kStride == 1)
+        return {{Load<Lanes<Word>>(in), Load<Lanes<Word>>(in + 16)}};
+    else if constexpr (kLittle && kBytes == 4 && kStride == 2)
+        return {
+            {__builtin_shufflevector(Load<Lanes<Word>>(in), Load<Lanes<Word>>(in + 16), 0, 2, 4, 6),
+             __builtin_shufflevector(Load<Lanes<Word>>(in + 32), Load<Lanes<Word>>(in + 48), 0, 2, 4, 6)}};
+    else {
+        Group<Word> group;
+        for (auto& vector : group.vectors) {
+            vector = LoadOneByOne<Word, kBytes>(in, inStep, std::make_index_sequence<kLaneCount<Word>>());
+            in += kLaneCount<Word> * inStep;
+        }
+        return group;
+    }
+}
+
+// Each kind of sample has a width, a word that takes it into its upper bits, and the value of such words.
+
+/// One scale serves every width up to 32 bits. The conversion rounds 32-bit samples alone.
+template <std::size_t kWidth>
+struct Integer {
+    static constexpr std::size_t kBytes = kWidth;
+    using Word = std::uint32_t;
+    static Lanes<float> Convert(Lanes<Word> inUpper) {
+        return __builtin_convertvector(reinterpret_cast<Lanes<std::int32_t>>(inUpper), Lanes<float>) *
+               0x1p-31f;
+    }
+};
+
+struct Integer64 {
+    static constexpr std::size_t kBytes = 8;
+    using Word = std::uint64_t;
+    static FloatPair Convert(Lanes<Word> inUpper) {
+        const auto integers = reinterpret_cast<Lanes<std::int64_t>>(inUpper);
+#if FLT_EVAL_METHOD == 0
+        const Lanes<double> rounded = __builtin_convertvector(integers, Lanes<double>);
+#else
+        // Registers wider than a double would round once, on the way to float. Memory rounds to double first.
+        const volatile Lanes<double> stored = __builtin_convertvector(integers, Lanes<double>);
+        const Lanes<double> rounded = stored;
+#endif
+        return __builtin_convertvector(rounded * 0x1p-63, FloatPair);
+    }
+};
+
+/// Never passes through a float register, which may change the bits of a signalling NaN.
+struct FloatBits {
+    static constexpr std::size_t kBytes = 4;
+    using Word = std::uint32_t;
+    static Lanes<Word> Convert(Lanes<Word> inBits) { return inBits; }
+};
+
+template <int kFullScale>
+struct ScaledFloat {
+    static constexpr std::size_t kBytes = 4;
+    using Word = std::uint32_t;
+    static Lanes<float> Convert(Lanes<Word> inBits) {
+        return reinterpret_cast<Lanes<float>>(inBits) * (1.0f / kFullScale);
+    }
+};
+
+struct Double {
+    static constexpr std::size_t kBytes = 8;
+    using Word = std::uint64_t;
+    static auto Convert(Lanes<Word> inBits) {
+        return __builtin_convertvector(reinterpret_cast<Lanes<double>>(inBits), FloatPair);
+    }
+};
+
+template <typename Sample>
+void Gather(const void* source, float* destination, std::int64_t sampleCount, std::int32_t numChannels) {
+    using Word = typename Sample::Word;
+    const auto* in = static_cast<const Byte*>(source);
+    auto* out = reinterpret_cast<Byte*>(destination);
+    const auto count = static_cast<std::size_t>(sampleCount);
+
+    WithStride(numChannels, [=](auto stride) {
+        // Where lanes are read with what follows them, another sample must follow.
+        constexpr std::size_t kBehind = Sample::kBytes == 3 || kConstantOr0<decltype(stride)> == 2 ? 1 : 0;
+        const std::size_t step = Sample::kBytes * stride;
+        std::size_t i = 0;
+        if constexpr (Sample::kBytes == 3 && kConstantOr0<decltype(stride)> != 0)
+            i = GatherByShuffling24(in, out, count, stride);
+        for (; i + kGroupSize + kBehind <= count; i += kGroupSize) {
+            const auto group =
+                LoadGroup<Word, Sample::kBytes, kConstantOr0<decltype(stride)>>(in + i * step, step);
+            Byte* place = out + i * sizeof(float);
+            for (const auto& vector : group.vectors) {
+                const auto lanes = Sample::Convert(vector);
+                std::memcpy(place, &lanes, sizeof lanes);
+                place += sizeof lanes;
+            }
+        }
+        for (; i < count; ++i) {
+            const auto lanes = Sample::Convert(Lanes<Word>{LoadUpper<Word, Sample::kBytes>(in + i * step)});
+            std::memcpy(out + i * sizeof(float), &lanes, sizeof(float));
+        }
+    });
+}
+
+} // namespace
+
+void DeInterleave8Bit(const void* source, float* destination, std::int64_t sampleCount,
+                      std::int32_t numChannels) {
+    Gather<Integer<1>>(source, destination, sampleCount, numChannels);
+}
+
+void DeInterleave16Bit(const void* source, float* destination, std::int64_t sampleCount,
+                       std::int32_t numChannels) {
+    Gather<Integer<2>>(source, destination, sampleCount, numChannels);
+}
+
+void DeInterleave24Bit(const void* source, float* destination, std::int64_t sampleCount,
+                       std::int32_t numChannels) {
+    Gather<Integer<3>>(source, destination, sampleCount, numChannels);
+}
+
+void DeInterleave32Bit(const void* source, float* destination, std::int64_t sampleCount,
+                       std::int32_t numChannels) {
+    Gather<Integer<4>>(source, destination, sampleCount, numChannels);
+}
+
+void DeInterleave64Bit(const void* source, float* destination, std::int64_t sampleCount,
+                       std::int32_t numChannels) {
+    Gather<Integer64>(source, destination, sampleCount, numChannels);
+}
+
+void DeInterleave32BitFloat_1(const void* source, float* destination, std::int64_t sampleCount,
+                              std::int32_t numChannels) {
+    Gather<FloatBits>(source, destination, sampleCount, numChannels);
+}
+
+void DeInterleave32BitFloat_32768(const void* source, float* destination, std::int64_t sampleCount,
+                                  std::int32_t numChannels) {
+    Gather<ScaledFloat<32768>>(source, destination, sampleCount, numChannels);
+}
+
+void DeInterleave32BitFloat_8388608(const void* source, float* destination, std::int64_t sampleCount,
+                                    std::int32_t numChannels) {
+    Gather<ScaledFloat<8388608>>(source, destination, sampleCount, numChannels);
+}
+
+void DeInterleave64BitFloat(const void* source, float* destination, std::int64_t sampleCount,
+                            std::int32_t numChannels) {
+    Gather<Double>(source, destination, sampleCount, numChannels);
+}
+
+} // namespace kelaudiofile

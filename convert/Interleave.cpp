@@ -1,0 +1,254 @@
+#include "kelaudiofile/Interleave.h"
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+#include "SampleLanes.h"
+#include "Strides.h"
+#include "kelaccelerate/SwapBytes.h"
+
+namespace kelaudiofile {
+
+namespace {
+
+using namespace convert;
+
+// Each kind of written sample is made of a vector of floats, into words that hold the file's bits.
+
+/// Never passes through a float register, which may change the bits of a signalling NaN.
+struct FloatBits {
+    using Source = Lanes<std::uint32_t>;
+    static Lanes<std::uint32_t> Convert(Source in) { return in; }
+};
+
+template <int kFullScale>
+struct ScaledFloat {
+    using Source = Lanes<float>;
+    static auto Convert(Source in) { return reinterpret_cast<Lanes<std::uint32_t>>(in * float{kFullScale}); }
+};
+
+struct Double {
+    using Source = FloatPair;
+    static auto Convert(Source in) {
+        return reinterpret_cast<Lanes<std::uint64_t>>(__builtin_convertvector(in, Lanes<double>));
+    }
+};
+
+/// Cut towards zero. What does not fit, and NaN, becomes the most negative integer.
+Lanes<std::int32_t> Truncate(Lanes<float> in) {
+#if defined(__SSE2__)
+    return reinterpret_cast<Lanes<std::int32_t>>(_mm_cvttps_epi32(in));
+#else
+    const Lanes<float> lowest = Lanes<float>{} - 0x1p31f;
+    const Lanes<float> fitting = lowest < in ? in : lowest; // and no NaN
+    return __builtin_convertvector(fitting < 0x1p31f ? fitting : lowest, Lanes<std::int32_t>);
+#endif
+}
+
+/// The product is as exact in single precision as in double, and no float lies between the upper clip and
+/// 2^31. So it is enough to turn the most negative integer into the largest from 2^31 on.
+struct Integer32 {
+    using Source = Lanes<float>;
+    static auto Convert(Source in) {
+        const Lanes<float> product = in * 0x1p31f;
+        return reinterpret_cast<Lanes<std::uint32_t>>(Truncate(product) ^ (product >= 0x1p31f));
+    }
+};
+
+struct Integer64 {
+    using Source = FloatPair;
+    static auto Convert(Source in) { return Lanes<std::uint64_t>{Convert(in[0]), Convert(in[1])}; }
+    static std::uint64_t Convert(float in) {
+        constexpr double kLowest = -0x1p63, kHighest = 0x1p63 - 1024;
+        const double product = in * 0x1p63;
+        const double atLeastLowest = kLowest < product ? product : kLowest; // and no NaN
+        return static_cast<std::uint64_t>(
+            static_cast<std::int64_t>(atLeastLowest < kHighest ? atLeastLowest : kHighest));
+    }
+};
+
+/// @tparam kStride  the distance of the written samples if it is known to the compiler, else 0.
+template <std::size_t kStride, typename Word>
+void StoreLanes(Byte* out, const Lanes<Word>& inLanes, std::size_t inStep) {
+    if constexpr (kStride == 1 && std::endian::native == std::endian::little)
+        std::memcpy(out, &inLanes, sizeof inLanes);
+    else
+        for (std::size_t i = 0; i < kLaneCount<Word>; ++i)
+            StoreLittle<Word>(out + i * inStep, inLanes[i]);
+}
+
+/// Floats to samples of another form.
+template <typename Sample>
+void Scatter(const void* source, void* destination, std::int32_t inCount, std::int32_t numChannels) {
+    using Source = typename Sample::Source;
+    using Word = std::remove_reference_t<decltype(Sample::Convert(Source{})[0])>;
+    constexpr std::size_t kLanes = kLaneCount<Word>;
+    const auto* in = static_cast<const Byte*>(source);
+    auto* out = static_cast<Byte*>(destination);
+    const auto count = static_cast<std::size_t>(inCount);
+
+    WithStride(numChannels, [=](auto stride) {
+        const std::size_t step = sizeof(Word) * stride;
+        const auto convertLanes = [=](std::size_t first) {
+            const Lanes<Word> lanes = Sample::Convert(Load<Source>(in + first * sizeof(float)));
+            StoreLanes<kConstantOr0<decltype(stride)>, Word>(out + first * step, lanes, step);
+        };
+        std::size_t i = 0;
+        // With one vector a turn, where the loop starts in memory would decide over its speed.
+        for (; i + 2 * kLanes <= count; i += 2 * kLanes) {
+            convertLanes(i);
+            convertLanes(i + kLanes);
+        }
+        for (; i < count; ++i) {
+            Source single = {};
+            std::memcpy(&single, in + i * sizeof(float), sizeof(float));
+            StoreLittle<Word>(out + i * step, Sample::Convert(single)[0]);
+        }
+    });
+}
+
+// Samples that keep their width are numbers of 8, 16, 24 or 32 bits, and each change a function of them.
+
+template <std::size_t kBytes>
+std::uint32_t LoadSample(const Byte* in) {
+    if constexpr (kBytes == 3)
+        return LoadLittle<std::uint16_t>(in) | std::uint32_t{in[2]} << 16;
+    else
+        return LoadLittle<Unsigned<kBytes>>(in);
+}
+
+template <std::size_t kBytes>
+void StoreSample(Byte* out, std::uint32_t inSample) {
+    if constexpr (kBytes == 3) {
+        StoreLittle(out, static_cast<std::uint16_t>(inSample));
+        out[2] = static_cast<Byte>(inSample >> 16);
+    } else
+        StoreLittle(out, static_cast<Unsigned<kBytes>>(inSample));
+}
+
+std::uint32_t Same(std::uint32_t inSample) {
+    return inSample;
+}
+
+std::uint32_t WithTopBitFlipped(std::uint32_t inSample) {
+    return inSample ^ 0x80;
+}
+
+template <std::size_t kBytes>
+std::uint32_t Reversed(std::uint32_t inSample) {
+    if constexpr (kBytes == 2)
+        return __builtin_bswap16(static_cast<std::uint16_t>(inSample));
+    else
+        return __builtin_bswap32(inSample) >> (32 - 8 * kBytes);
+}
+
+template <std::size_t kBytes, std::uint32_t (*kChange)(std::uint32_t)>
+void Spread(const void* source, void* destination, std::size_t inCount, std::int32_t numChannels) {
+    const auto* in = static_cast<const Byte*>(source);
+    auto* out = static_cast<Byte*>(destination);
+    const std::size_t step = kBytes * static_cast<std::size_t>(numChannels);
+    for (std::size_t i = 0; i < inCount; ++i)
+        StoreSample<kBytes>(out + i * step, kChange(LoadSample<kBytes>(in + i * kBytes)));
+}
+
+template <std::size_t kBytes>
+void Copy(const void* source, void* destination, std::int32_t count, std::int32_t numChannels) {
+    const auto sampleCount = static_cast<std::size_t>(count);
+    if (numChannels == 1 && count != 0)
+        std::memcpy(destination, source, sampleCount * kBytes);
+    else
+        Spread<kBytes, Same>(source, destination, sampleCount, numChannels);
+}
+
+void FlipTopBits(const void* source, void* destination, std::size_t inCount, std::int32_t numChannels) {
+    using Samples = Lanes<std::uint8_t>;
+    const auto* in = static_cast<const Byte*>(source);
+    auto* out = static_cast<Byte*>(destination);
+    const auto flipVector = [=](std::size_t first) {
+        const Samples flipped = Load<Samples>(in + first) ^ 0x80;
+        std::memcpy(out + first, &flipped, sizeof flipped);
+    };
+    std::size_t i = 0;
+    if (numChannels == 1)
+        for (; i + 2 * sizeof(Samples) <= inCount; i += 2 * sizeof(Samples)) {
+            flipVector(i);
+            flipVector(i + sizeof(Samples));
+        }
+    Spread<1, WithTopBitFlipped>(in + i, out + i, inCount - i, numChannels);
+}
+
+/// @tparam Element  what SwapBytes takes for a sample of this width.
+template <typename Element>
+void Swizzle(const void* source, void* destination, std::int32_t byteCount, std::int32_t numChannels) {
+    constexpr std::size_t kBytes = sizeof(Element);
+    const std::size_t sampleCount = static_cast<std::size_t>(byteCount) / kBytes;
+    if (numChannels == 1)
+        kelaccelerate::utility::SwapBytes(sampleCount, static_cast<const Element*>(source),
+                                          static_cast<Element*>(destination));
+    else
+        Spread<kBytes, Reversed<kBytes>>(source, destination, sampleCount, numChannels);
+}
+
+} // namespace
+
+void Interleave8Bits(const void* source, void* destination, std::int32_t count, std::int32_t numChannels) {
+    Copy<1>(source, destination, count, numChannels);
+}
+
+void Interleave16Bits(const void* source, void* destination, std::int32_t count, std::int32_t numChannels) {
+    Copy<2>(source, destination, count, numChannels);
+}
+
+void Interleave24Bits(const void* source, void* destination, std::int32_t count, std::int32_t numChannels) {
+    Copy<3>(source, destination, count, numChannels);
+}
+
+void Interleave32BitFloat_1(const void* source, void* destination, std::int32_t count,
+                            std::int32_t numChannels) {
+    Scatter<FloatBits>(source, destination, count, numChannels);
+}
+
+void Interleave32BitFloat_32768(const void* source, void* destination, std::int32_t count,
+                                std::int32_t numChannels) {
+    Scatter<ScaledFloat<32768>>(source, destination, count, numChannels);
+}
+
+void Interleave32BitFloat_8388608(const void* source, void* destination, std::int32_t count,
+                                  std::int32_t numChannels) {
+    Scatter<ScaledFloat<8388608>>(source, destination, count, numChannels);
+}
+
+void Interleave64BitFloat(const void* source, void* destination, std::int32_t count,
+                          std::int32_t numChannels) {
+    Scatter<Double>(source, destination, count, numChannels);
+}
+
+void Interleave32BitInteger(const void* source, void* destination, std::int32_t count,
+                            std::int32_t numChannels) {
+    Scatter<Integer32>(source, destination, count, numChannels);
+}
+
+void Interleave64BitInteger(const void* source, void* destination, std::int32_t count,
+                            std::int32_t numChannels) {
+    Scatter<Integer64>(source, destination, count, numChannels);
+}
+
+void ConvertBetweenSigned8BitAudioAndUnsigned(const void* source, void* destination, std::int32_t count,
+                                              std::int32_t numChannels) {
+    FlipTopBits(source, destination, static_cast<std::size_t>(count), numChannels);
+}
+
+void Swizzle16Bit(const void* source, void* destination, std::int32_t count, std::int32_t numChannels) {
+    Swizzle<std::uint16_t>(source, destination, count, numChannels);
+}
+
+void Swizzle24Bit(const void* source, void* destination, std::int32_t count, std::int32_t numChannels) {
+    Swizzle<kelcore::utility::int24_t>(source, destination, count, numChannels);
+}
+
+void Swizzle32Bit(const void* source, void* destination, std::int32_t count, std::int32_t numChannels) {
+    Swizzle<std::uint32_t>(source, destination, count, numChannels);
+}
+
+} // namespace kelaudiofile

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+namespace kelaudiofile::convert {
+
+/// The distance where the compiler knows it, else 0.
+template <typename Stride>
+inline constexpr std::size_t kConstantOr0 = 0;
+template <std::size_t kStride>
+inline constexpr std::size_t kConstantOr0<std::integral_constant<std::size_t, kStride>> = kStride;
+
+/// Calls inRun with the distance between two samples of a channel, counted in samples: as a compile-time
+/// constant for mono and stereo, where compilers make vector code of the loop, and as a number for all
+/// others.
+template <typename Run>
+inline void WithStride(std::int32_t numChannels, Run inRun) {
+    if (numChannels == 1)
+        inRun(std::integral_constant<std::size_t, 1>());
+    else if (numChannels == 2)
+        inRun(std::integral_constant<std::size_t, 2>());
+    else
+        inRun(static_cast<std::size_t>(numChannels));
+}
+
+} // namespace kelaudiofile::convert

@@ -1,0 +1,26 @@
+// The sample routines against their plain models, between bytes that must stay as they are.
+
+#include "Fuzz.h"
+#include "convert/SampleModels.h"
+
+using namespace convert_tests;
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    fuzz::Choices choose(data, size);
+    const Routine& routine = choose.Of(kRoutines);
+    const auto channels = static_cast<std::int32_t>(1 + choose(12));
+    const fuzz::Bytes input = choose.Rest();
+
+    // As many samples as the input has bytes for, in blocks of exactly the size that the call may touch.
+    const std::size_t gap = routine.strided == Routine::kSource
+                                ? routine.sourceBytes * (static_cast<std::size_t>(channels) - 1)
+                                : 0;
+    const auto count = static_cast<std::int32_t>((input.size() + gap) / (routine.sourceBytes + gap));
+    const Call call{routine, count, channels};
+    const fuzz::Bytes source(input.end() - static_cast<std::ptrdiff_t>(call.sourceReach), input.end());
+    fuzz::Bytes written(call.writtenReach, 0xA5), expected = written;
+    call.Run(source.data(), written.data());
+    call.RunModel(source.data(), expected.data());
+    FUZZ_REQUIRE(written == expected);
+    return 0;
+}

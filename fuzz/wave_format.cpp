@@ -1,0 +1,105 @@
+// The `fmt ` chunk alone: the input is its data, decoded once more field by field.
+
+#include "Fuzz.h"
+#include "kelaudiofile/ChannelMask.h"
+#include "kelaudiofile/WaveFormatChunkReader.h"
+
+using kelaudiofile::AudioCharacteristics;
+using kelmediatypes::ChannelLayout;
+
+namespace {
+
+/// Bytes 4 to 15 of the subformats: what tells a tag in the first four as a plain one, or as Ambisonic.
+constexpr unsigned char kPlain[] = {0, 0, 0x10, 0, 0x80, 0, 0, 0xAA, 0, 0x38, 0x9B, 0x71};
+constexpr unsigned char kAmbisonic[] = {0x21, 7, 0xD3, 0x11, 0x86, 0x44, 0xC8, 0xC1, 0xCA, 0, 0, 0};
+
+int CategoryOfTag(std::uint64_t inTag) {
+    switch (inTag) {
+    case 1:
+        return AudioCharacteristics::kWaveFormatPCM;
+    case 2:
+        return AudioCharacteristics::kWaveFormatADPCM;
+    case 3:
+        return AudioCharacteristics::kWaveFormatFloat;
+    case 6:
+        return AudioCharacteristics::kWaveFormatALaw;
+    case 7:
+        return AudioCharacteristics::kWaveFormatMuLaw;
+    default:
+        return AudioCharacteristics::kWaveFormatUnknown;
+    }
+}
+
+int CategoryOfSubformat(const fuzz::Bytes& inChunk) {
+    const std::uint64_t tag = fuzz::Little(inChunk, 24, 4);
+    if (std::equal(std::begin(kPlain), std::end(kPlain), inChunk.begin() + 28))
+        return CategoryOfTag(tag);
+    if (std::equal(std::begin(kAmbisonic), std::end(kAmbisonic), inChunk.begin() + 28))
+        return tag == 1   ? AudioCharacteristics::kWaveFormatAmbisonicPCM
+               : tag == 3 ? AudioCharacteristics::kWaveFormatAmbisonicFloat
+                          : AudioCharacteristics::kWaveFormatUnknown;
+    return AudioCharacteristics::kWaveFormatUnknown;
+}
+
+ChannelLayout LayoutOf(std::uint64_t inMask, int inChannels) {
+    static constexpr std::uint32_t kInMaskOrder[] = {100, 101, 102, 103, 104, 105, 107, 108, 106,
+                                                     109, 110, 111, 112, 114, 113, 115, 117, 116};
+    ChannelLayout layout;
+    for (std::size_t bit = 0; bit < 18; ++bit)
+        if ((inMask >> bit & 1) != 0 && (layout.empty() || static_cast<int>(layout.size()) < inChannels))
+            layout.emplace_back(kInMaskOrder[bit]);
+    while (static_cast<int>(layout.size()) < inChannels)
+        layout.emplace_back(0);
+    return layout;
+}
+
+void Compare(const AudioCharacteristics& inRecord, const fuzz::Bytes& inChunk) {
+    const auto field = [&inChunk](std::uint64_t inPlace) {
+        return static_cast<int>(fuzz::Little(inChunk, inPlace, 2));
+    };
+    const int channels = static_cast<std::int16_t>(field(2));
+    const int bytesPerSample = channels > 0 ? field(12) / channels : field(12);
+    const int bits = inChunk.size() < 16 ? bytesPerSample * 8 : field(14);
+    FUZZ_REQUIRE(inRecord.status == AudioCharacteristics::kChunkReadOK && inRecord.containerKind == 0);
+    FUZZ_REQUIRE(inRecord.formatTag == static_cast<std::uint32_t>(field(0)));
+    FUZZ_REQUIRE(inRecord.sampleRate == fuzz::Little(inChunk, 4, 4));
+    FUZZ_REQUIRE(inRecord.numChannels == channels && inRecord.bytesPerSample == bytesPerSample);
+    FUZZ_REQUIRE(inRecord.bitsPerSample == bits);
+    if (field(0) == 0xFFFE && inChunk.size() >= 40) {
+        FUZZ_REQUIRE(inRecord.validBitsPerSample == field(18) && inRecord.extraFormatBytes.empty());
+        FUZZ_REQUIRE(inRecord.formatCategory == CategoryOfSubformat(inChunk));
+        FUZZ_REQUIRE(inRecord.channelLayout == LayoutOf(fuzz::Little(inChunk, 20, 4), channels));
+        return;
+    }
+    const auto extra = static_cast<std::size_t>(field(16));
+    const bool fits = inChunk.size() >= 18 && extra <= inChunk.size() - 18;
+    const int category = field(0) == 0x11   ? AudioCharacteristics::kWaveFormatIMAADPCM
+                         : field(0) == 0x31 ? AudioCharacteristics::kWaveFormatGSM610
+                                            : CategoryOfTag(fuzz::Little(inChunk, 0, 2));
+    FUZZ_REQUIRE(inRecord.validBitsPerSample == bits && inRecord.channelLayout.empty());
+    FUZZ_REQUIRE(inRecord.extraFormatBytes == (fits ? fuzz::Part(inChunk, 18, extra) : fuzz::Bytes()));
+    FUZZ_REQUIRE(inRecord.formatCategory == category);
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const fuzz::Bytes chunk(data, data + size);
+    const kelaudiofile::RiffChunkReader::RiffChunkInfo info{0, static_cast<std::int64_t>(size), 0, 0, false};
+    Compare(kelaudiofile::WaveFormatChunkReader(fuzz::FileOf(chunk), info, false).GetAudioCharacteristics(),
+            chunk);
+
+    // A layout that a mask gave gives the mask back, but for the bits that had no channel.
+    const auto mask = static_cast<std::uint32_t>(fuzz::Little(chunk, 20, 4));
+    const int channels = static_cast<int>(size % 24);
+    ChannelLayout layout;
+    kelaudiofile::GetChannelLayoutFromWaveFormatExtensibleChannelMask(mask, layout, channels);
+    std::uint32_t named = 0;
+    for (const bool tableOrder : {false, true}) {
+        const bool allFound =
+            kelaudiofile::GetWaveFormatExtensibleChannelMaskFromChannelLayout(layout, named, tableOrder);
+        FUZZ_REQUIRE(allFound == (std::count(layout.begin(), layout.end(), 0) == 0));
+        FUZZ_REQUIRE(LayoutOf(named, channels) == layout);
+    }
+    return 0;
+}

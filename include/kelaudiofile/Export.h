@@ -1,0 +1,21 @@
+#pragma once
+
+/// Marks what leaves the shared library; everything else is hidden, and so is what a class
+/// that leaves keeps for itself.
+#if defined(_WIN32)
+#define KELAUDIOFILE_EXPORT
+#define KELAUDIOFILE_HIDDEN
+#else
+#define KELAUDIOFILE_EXPORT __attribute__((visibility("default")))
+#define KELAUDIOFILE_HIDDEN __attribute__((visibility("hidden")))
+#endif
+
+/// Uncompressed audio files: wave and AIFF in and out, sample conversion, peak timelines, hashes, ID3 probes.
+///
+/// Offsets and counts of sample data are bytes unless a name says frames; a frame is one sample of every
+/// channel. A chunk's id is a number whose lowest byte is the first character on disk. Paths are byte strings
+/// that reach the system as they are.
+///
+/// Nothing here locks: an object belongs to one thread at a time, separate objects on one file are
+/// independent, and the conversion routines may run on any thread.
+namespace kelaudiofile {}

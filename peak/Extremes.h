@@ -1,0 +1,98 @@
+#pragma once
+
+#include <cstddef>
+#include <cstring>
+
+#include "kelaudiofile/PeakDataSegment.h"
+
+namespace kelaudiofile::detail {
+
+// Smaller and Larger keep the first value unless the second is less or greater. So a NaN in a datum is passed
+// over, one in the extremes stays, and of 0.0 and -0.0 the first to come counts. They also take vectors.
+template <typename Value>
+Value Smaller(Value a, Value b) {
+    return b < a ? b : a;
+}
+template <typename Value>
+Value Larger(Value a, Value b) {
+    return b > a ? b : a;
+}
+
+/// The extremes after one more datum.
+inline PeakDatum TakeIn(const PeakDatum& inDatum, PeakDatum inExtremes) {
+    return {Smaller(inExtremes.min, inDatum.min), Larger(inExtremes.max, inDatum.max)};
+}
+
+/// The extremes of many datums in vectors of two, as they lie in memory. Every lane keeps both extremes: the
+/// even ones of `low` and the odd ones of `high` are what is wanted, and leaving the others in costs less
+/// than taking datums apart.
+class LaneExtremes {
+public:
+    static constexpr std::ptrdiff_t kDatumsPerStep = 4;
+
+    /// All lanes begin with the extremes so far, so a NaN there stays in each of them.
+    explicit LaneExtremes(const PeakDatum& inExtremes) {
+        const Lanes min = {inExtremes.min, inExtremes.min, inExtremes.min, inExtremes.min};
+        const Lanes max = {inExtremes.max, inExtremes.max, inExtremes.max, inExtremes.max};
+        for (int i = 0; i < 2; ++i) {
+            low[i] = min;
+            high[i] = max;
+        }
+    }
+
+    void TakeStep(const PeakDatum* inDatums) {
+        Lanes values[2];
+        std::memcpy(values, inDatums, sizeof values);
+        for (int i = 0; i < 2; ++i) {
+            low[i] = Smaller(low[i], values[i]);
+            high[i] = Larger(high[i], values[i]);
+        }
+    }
+
+    PeakDatum Result() const {
+        const Lanes lowest = Smaller(low[0], low[1]), highest = Larger(high[0], high[1]);
+        return TakeIn({lowest[2], highest[3]}, {lowest[0], highest[1]});
+    }
+
+private:
+    using Lanes = float __attribute__((vector_size(16)));
+    static_assert(kDatumsPerStep * sizeof(PeakDatum) == 2 * sizeof(Lanes));
+
+    Lanes low[2], high[2];
+};
+
+/// Lanes don't know which zero came first. Extremes that have become zero lay on the other side of it before,
+/// so it is the first zero of the datums.
+inline PeakDatum RestoreFirstZeros(const PeakDatum* inFirst, const PeakDatum& inBefore,
+                                   PeakDatum inExtremes) {
+    if (inExtremes.min == 0.0f && inBefore.min != 0.0f) {
+        const PeakDatum* zero = inFirst;
+        while (zero->min != 0.0f)
+            ++zero;
+        inExtremes.min = zero->min;
+    }
+    if (inExtremes.max == 0.0f && inBefore.max != 0.0f) {
+        const PeakDatum* zero = inFirst;
+        while (zero->max != 0.0f)
+            ++zero;
+        inExtremes.max = zero->max;
+    }
+    return inExtremes;
+}
+
+/// The extremes after the datums from inFirst up to inLast, bit for bit those of taking them in one by one.
+inline PeakDatum TakeIn(const PeakDatum* inFirst, const PeakDatum* inLast, PeakDatum inExtremes) {
+    if (inLast - inFirst < LaneExtremes::kDatumsPerStep) {
+        for (; inFirst != inLast; ++inFirst)
+            inExtremes = TakeIn(*inFirst, inExtremes);
+        return inExtremes;
+    }
+    LaneExtremes lanes(inExtremes);
+    for (const PeakDatum* next = inFirst; inLast - next > LaneExtremes::kDatumsPerStep;
+         next += LaneExtremes::kDatumsPerStep)
+        lanes.TakeStep(next);
+    lanes.TakeStep(inLast - LaneExtremes::kDatumsPerStep); // some once more, which changes nothing
+    return RestoreFirstZeros(inFirst, inExtremes, lanes.Result());
+}
+
+} // namespace kelaudiofile::detail

@@ -1,0 +1,36 @@
+#!/usr/bin/env bash
+# Builds the benchmarks and runs them; prints one table and writes it to docs/performance.md.
+#   scripts/bench.sh                          peers: libsndfile and FFmpeg's libraries, where their headers are found
+#   DR_WAV_FOLDER=/path scripts/bench.sh      also dr_wav, whose header lies there
+set -euo pipefail
+top=$(cd "$(dirname "$0")/.." && pwd)
+cd "$top"
+sh scripts/setup.sh bench
+cmake --preset bench -DDR_WAV_FOLDER="${DR_WAV_FOLDER:-}" > /dev/null
+cmake --build --preset bench
+programs=build/bench/benchmarks
+processor=$(sed -n 's/^model name[^:]*: //p' /proc/cpuinfo | head -n 1)
+{
+    cat <<TEXT
+# Performance
+
+Ratios, not times: each row sets two ways to do the same work side by side in one run, in turns, and gives the median of
+how many times as fast ours is. 1.00 is as fast; against a plain copy or bare system calls, 1.00 is the limit of the
+machine. Each benchmark checks first that both sides give the same samples. A goal is a figure that we hold ourselves to.
+
+- machine: $(nproc) cores of ${processor:-$(uname -m)}, $(uname -s) $(uname -r)
+- compiler: $(c++ --version | head -n 1), Release
+- date: $(date +%F)
+- again: \`scripts/bench.sh\`
+
+## Whole jobs
+
+20 seconds at 48 kHz in memory-backed storage. Decoding goes by blocks of 16 KiB, encoding by 4,096 frames.
+
+TEXT
+    $programs/whole_job_benchmarks
+    printf '\n## Sample routines, in cache\n\n'
+    $programs/kernel_benchmarks --benchmark_format=csv 2> /dev/null | python3 benchmarks/table.py kernels
+    printf '\n## Peaks: ten million blocks, by the length of a point\n\n'
+    $programs/resample_benchmarks --benchmark_format=csv 2> /dev/null | python3 benchmarks/table.py peaks
+} | tee docs/performance.md

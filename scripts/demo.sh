@@ -1,0 +1,55 @@
+#!/bin/sh
+# The main job on FILE, a wave or AIFF file, or without one on a sample that the library makes itself: describe,
+# decode, hash, draw the waveform, write as RF64-capable wave and as AIFF, read back and compare. Results go to
+# $DEMO_OUT, or to build/demo.
+set -eu
+root=$(cd "$(dirname "$0")/.." && pwd)
+. "$root/scripts/setup.sh"
+
+case "${1:-}" in
+-h | --help)
+    echo "usage: scripts/demo.sh [FILE]"
+    exit 0
+    ;;
+esac
+if [ $# -gt 0 ] && [ ! -f "$1" ]; then
+    echo "demo: there is no file $1" >&2
+    exit 1
+fi
+
+say() { printf '\n--- %s\n' "$*"; }
+
+out=${DEMO_OUT:-$root/build/demo}
+mkdir -p "$out"
+setup build
+(cd "$root" && cmake --preset release && cmake --build --preset release) >"$out/build.log" 2>&1 || {
+    cat "$out/build.log" >&2
+    exit 1
+}
+PATH="$root/build/release/examples:$PATH"
+
+file=${1:-}
+if [ -z "$file" ]; then
+    file=$out/sample.wav
+    say "A sample, recorded with checkpoints"
+    record "$file"
+fi
+say "What the file says"
+describe "$file"
+say "What is in it"
+decode "$file"
+say "The hash of its audio"
+hash_compare "$file"
+say "The same audio as a wave file that may pass 4 GiB, with all chunks"
+case "$(dd if="$file" bs=4 count=1 2>/dev/null)" in
+FORM) transcode --rf64 "$file" "$out/copy.wav" && hash_compare "$file" "$out/copy.wav" ;;
+*) copy_chunks "$file" "$out/copy.wav" ;;
+esac
+say "The same audio as AIFF"
+transcode "$file" "$out/copy.aiff"
+hash_compare "$file" "$out/copy.aiff" || [ $? = 1 ] # doubles and 64-bit integers do not fit in an AIFF file
+say "The picture"
+waveform "$file" "$out/waveform.svg" --peaks "$out/waveform.peaks"
+command -v rsvg-convert >/dev/null && rsvg-convert "$out/waveform.svg" -o "$out/waveform.png" &&
+    echo "$out/waveform.png"
+echo "Open $out/waveform.svg in a browser."

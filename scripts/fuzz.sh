@@ -1,0 +1,40 @@
+#!/bin/sh
+# Fuzzes each target for a while: scripts/fuzz.sh SECONDS [TARGET...]. Without targets, all of them, as many at a time
+# as there are processors. Fails with the input in hex where one finds something. The corpora stay under
+# build/fuzz/corpus and grow from run to run.
+set -eu
+cd "$(dirname "$0")/.."
+
+# Runs one target on the files that the main run has made.
+if [ "${1:-}" = --one ]; then
+    seconds=$2 target=$3 log=$TMPDIR/$3.log
+    mkdir -p "build/fuzz/corpus/$target" build/fuzz/finds
+    if build/fuzz/fuzz/"fuzz_$target" -max_total_time="$seconds" -max_len=40000 -timeout=60 -rss_limit_mb=1024 \
+        -print_final_stats=1 -artifact_prefix="build/fuzz/finds/$target-" \
+        "build/fuzz/corpus/$target" "build/fuzz/seeds/$target" >"$log" 2>&1; then
+        runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
+        echo "$target: $runs inputs in $seconds seconds, nothing found"
+        exit 0
+    fi
+    echo "$target: a find"
+    tail -n 60 "$log"
+    artifact=$(sed -n 's/.*Test unit written to //p' "$log" | tail -n 1)
+    [ -z "$artifact" ] || od -An -v -tx1 "$artifact"
+    exit 1
+fi
+
+seconds=${1:?usage: scripts/fuzz.sh SECONDS [TARGET...]}
+shift
+. scripts/setup.sh
+setup fuzz
+cmake --preset fuzz >/dev/null
+cmake --build --preset fuzz
+python3 fuzz/make_seeds.py build/fuzz/seeds
+[ $# -gt 0 ] || set -- $(ls build/fuzz/seeds)
+
+# Files of the targets live in memory where the system has such a folder.
+TMPDIR=$(mktemp -d "$([ -w /dev/shm ] && echo /dev/shm || echo /tmp)/kelaudiofile-fuzz-XXXXXX")
+export TMPDIR
+trap 'rm -rf "$TMPDIR"' EXIT
+trap 'exit 1' INT TERM
+printf '%s\n' "$@" | xargs -n 1 -P "$(nproc)" scripts/fuzz.sh --one "$seconds"

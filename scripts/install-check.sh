@@ -1,0 +1,136 @@
+#!/usr/bin/env bash
+# Installs the library shared and static, and builds and runs a small host against it in every way a host may take it:
+# find_package, pkg-config, both again after the install tree was moved, and add_subdirectory; with g++ and clang++, as
+# C++17 and C++20. Then: headers alone, exported symbols, nothing that runs at load, Debian packages.
+#   scripts/install-check.sh [--quick]    --quick: g++ as C++17 and clang++ as C++20 only
+#   UPDATE_SYMBOLS=1 scripts/install-check.sh    takes the exported symbols as they are for the list to compare with
+set -euo pipefail
+top=$(cd "$(dirname "$0")/.." && pwd)
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+warnings=(-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+passed=0
+ways="g++:17 g++:20 clang++:17 clang++:20"
+if [ "${1:-}" = --quick ]; then ways="g++:17 clang++:20"; fi
+
+pass() { passed=$((passed + 1)); echo "ok: $*"; }
+
+run_host() { "$1" "$work/host.wav" | grep -qx 'host: ok'; }
+
+logged() { # command: its output is shown only if it fails
+    if ! "$@" > "$work/log" 2>&1; then
+        cat "$work/log"
+        exit 1
+    fi
+}
+
+configure_and_build() { # source, build folder, arguments
+    local source=$1 build=$2; shift 2
+    logged cmake -G Ninja -S "$source" -B "$build" "$@"
+    logged cmake --build "$build" --parallel 2
+}
+
+check_find_package() { # prefix, kind, name
+    for way in $ways; do
+        local compiler=${way%:*} standard=${way#*:}
+        rm -rf "$work/host"
+        configure_and_build "$top/tests/package/find_package" "$work/host" -DCMAKE_PREFIX_PATH="$1" \
+            -DCMAKE_CXX_COMPILER=$compiler -DCMAKE_CXX_STANDARD=$standard
+        run_host "$work/host/host"
+        pass "find_package, $2, $3, $compiler, C++$standard"
+    done
+}
+
+check_pkg_config() { # prefix, kind, name
+    local flags
+    read -ra flags <<< "$(PKG_CONFIG_PATH=$1/lib/pkgconfig pkg-config --cflags --libs kelaudiofile)"
+    for way in $ways; do
+        local compiler=${way%:*} standard=${way#*:}
+        $compiler -std=c++$standard "${warnings[@]}" "$top/tests/package/host.cpp" -o "$work/pc-host" "${flags[@]}" \
+            -Wl,-rpath,"$1/lib"
+        run_host "$work/pc-host"
+        pass "pkg-config, $2, $3, $compiler, C++$standard"
+    done
+}
+
+check_headers_alone() { # prefix
+    for header in "$1"/include/{kelaudiofile,kelcore,kelmediatypes}/*.h; do
+        for compiler in g++ clang++; do for standard in 17 20; do
+            $compiler -std=c++$standard "${warnings[@]}" -I"$1/include" -fsyntax-only -x c++ - <<< "#include \"$header\""
+        done; done
+    done
+    pass "each header alone, g++ and clang++, C++17 and C++20"
+}
+
+check_exports() { # library
+    nm -D --defined-only -C "$1" | sed -E 's/^[0-9a-f]+ . //' | LC_ALL=C sort -u > "$work/symbols"
+    if [ "${UPDATE_SYMBOLS:-}" = 1 ]; then cp "$work/symbols" "$top/tests/package/symbols.txt"; fi
+    diff "$top/tests/package/symbols.txt" "$work/symbols"
+    pass "exported symbols are those of tests/package/symbols.txt"
+}
+
+initializers() { # library: its initializer sections with their sizes
+    readelf -SW "$1" | sed 's/^ *\[[ 0-9]*\] *//' | awk '$1 == ".init_array" || $1 == ".ctors" { print $1, $5 }'
+}
+
+check_nothing_runs_at_load() { # library; the measure is what the compiler's start-up files put into any library
+    echo 'int nothing;' | g++ -shared -fPIC -x c++ - -o "$work/empty.so"
+    [ -n "$(initializers "$work/empty.so")" ]
+    [ "$(initializers "$1")" = "$(initializers "$work/empty.so")" ]
+    if readelf -sW "$1" | grep -w IFUNC; then exit 1; fi
+    pass "nothing of ours runs at load: no initializers, no ifuncs"
+}
+
+check_needs_nothing_else() { # library
+    if readelf -d "$1" | grep NEEDED | grep -vE 'libstdc\+\+|libm\.|libgcc_s|libc\.|ld-linux'; then exit 1; fi
+    readelf -d "$1" | grep -q 'SONAME.*libkelaudiofile\.so\.1'
+    pass "SONAME, and no library needed but the compiler's and the system's"
+}
+
+check_debian_packages() { # build folder
+    if ! command -v dpkg-shlibdeps > /dev/null || [ "$(id -u)" != 0 ]; then
+        echo "skipped: Debian packages (needs root on Debian, with dpkg-dev)"
+        return
+    fi
+    (cd "$1" && logged cpack -G DEB -B "$work/packages")
+    logged dpkg -i "$work"/packages/libkelaudiofile1_*.deb "$work"/packages/libkelaudiofile-dev_*.deb
+    local flags
+    read -ra flags <<< "$(PKG_CONFIG_PATH=/usr/lib/pkgconfig pkg-config --cflags --libs kelaudiofile)"
+    g++ -std=c++17 "$top/tests/package/host.cpp" -o "$work/deb-host" "${flags[@]}"
+    run_host "$work/deb-host"
+    logged dpkg -P libkelaudiofile-dev libkelaudiofile1
+    if find /usr/include /usr/lib -name '*kelaudiofile*' | grep .; then exit 1; fi
+    pass "Debian packages install, serve a host, and go without a trace"
+}
+
+for shared in ON OFF; do
+    kind=$([ $shared = ON ] && echo shared || echo static)
+    configure_and_build "$top" "$work/build-$kind" -DBUILD_SHARED_LIBS=$shared -DKELAUDIOFILE_BUILD_TESTS=OFF \
+        -DKELAUDIOFILE_BUILD_EXAMPLES=OFF -DCMAKE_INSTALL_LIBDIR=lib
+    logged cmake --install "$work/build-$kind" --prefix "$work/first-$kind"
+    check_find_package "$work/first-$kind" $kind installed
+    check_pkg_config "$work/first-$kind" $kind installed
+    mv "$work/first-$kind" "$work/moved-$kind"
+    check_find_package "$work/moved-$kind" $kind moved
+    check_pkg_config "$work/moved-$kind" $kind moved
+done
+check_headers_alone "$work/moved-shared"
+check_exports "$work/moved-shared/lib/libkelaudiofile.so"
+check_nothing_runs_at_load "$work/moved-shared/lib/libkelaudiofile.so"
+check_needs_nothing_else "$work/moved-shared/lib/libkelaudiofile.so"
+check_debian_packages "$work/build-shared"
+
+check_add_subdirectory() { # shared, compiler, standard
+    rm -rf "$work/sub"
+    configure_and_build "$top/tests/package/add_subdirectory" "$work/sub" -DBUILD_SHARED_LIBS=$1 \
+        -DCMAKE_CXX_COMPILER=$2 -DCMAKE_CXX_STANDARD=$3
+    run_host "$work/sub/host"
+    pass "add_subdirectory, shared $1, $2, C++$3"
+}
+if [ "${1:-}" = --quick ]; then
+    check_add_subdirectory ON g++ 17
+    check_add_subdirectory OFF clang++ 20
+else
+    for shared in ON OFF; do for way in $ways; do check_add_subdirectory $shared ${way%:*} ${way#*:}; done; done
+fi
+echo "$passed passed, 0 failed"

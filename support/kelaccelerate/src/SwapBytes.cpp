@@ -1,0 +1,88 @@
+#include "kelaccelerate/SwapBytes.h"
+
+#include <cstddef>
+#include <cstring>
+
+namespace kelaccelerate::utility {
+
+namespace {
+
+// Vectors of 16 bytes, as both compilers know them without naming a processor.
+typedef std::uint8_t Bytes __attribute__((vector_size(16)));
+typedef std::uint16_t HalfWords __attribute__((vector_size(16)));
+
+struct Swap16 {
+    static constexpr std::size_t kWidth = 2, kBytesAtOnce = 16;
+    static Bytes Swap(Bytes in) {
+        const auto samples = reinterpret_cast<HalfWords>(in);
+        return reinterpret_cast<Bytes>(samples << 8 | samples >> 8);
+    }
+};
+
+/// Five samples and a byte of the next. The middle bytes stay; the outer ones come from two bytes away.
+struct Swap24 {
+    static constexpr std::size_t kWidth = 3, kBytesAtOnce = 15;
+    static Bytes Swap(Bytes in) {
+        const Bytes zero = {};
+        const Bytes first = {255, 0, 0, 255, 0, 0, 255, 0, 0, 255, 0, 0, 255, 0, 0, 0};
+        const Bytes middle = {0, 255, 0, 0, 255, 0, 0, 255, 0, 0, 255, 0, 0, 255, 0, 0};
+        const Bytes last = {0, 0, 255, 0, 0, 255, 0, 0, 255, 0, 0, 255, 0, 0, 255, 0};
+        const Bytes fromAbove =
+            __builtin_shufflevector(in, zero, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17);
+        const Bytes fromBelow =
+            __builtin_shufflevector(zero, in, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29);
+        return (fromAbove & first) | (in & middle) | (fromBelow & last);
+    }
+};
+
+/// The bytes of each half, and then the halves.
+struct Swap32 {
+    static constexpr std::size_t kWidth = 4, kBytesAtOnce = 16;
+    static Bytes Swap(Bytes in) {
+        const auto halves = reinterpret_cast<HalfWords>(Swap16::Swap(in));
+        return reinterpret_cast<Bytes>(__builtin_shufflevector(halves, halves, 1, 0, 3, 2, 5, 4, 7, 6));
+    }
+};
+
+template <typename Element>
+void SwapVector(const unsigned char* in, unsigned char* out) {
+    Bytes bytes;
+    std::memcpy(&bytes, in, sizeof bytes);
+    bytes = Element::Swap(bytes);
+    std::memcpy(out, &bytes, sizeof bytes);
+}
+
+/// What a vector stores beyond its samples is overwritten by the next one, and the last samples go one by
+/// one.
+template <typename Element>
+void SwapElements(std::uint64_t inCount, const void* inElements, void* outElements) {
+    constexpr std::size_t kAtOnce = Element::kBytesAtOnce, kWidth = Element::kWidth;
+    const auto* in = static_cast<const unsigned char*>(inElements);
+    auto* out = static_cast<unsigned char*>(outElements);
+    const std::size_t byteCount = static_cast<std::size_t>(inCount) * kWidth;
+    std::size_t at = 0;
+    for (; at + kAtOnce + sizeof(Bytes) <= byteCount; at += 2 * kAtOnce) {
+        SwapVector<Element>(in + at, out + at);
+        SwapVector<Element>(in + at + kAtOnce, out + at + kAtOnce);
+    }
+    for (; at < byteCount; at += kWidth)
+        for (std::size_t b = 0; b < kWidth; ++b)
+            out[at + b] = in[at + kWidth - 1 - b];
+}
+
+} // namespace
+
+void SwapBytes(std::uint64_t inCount, const std::uint16_t* inElements, std::uint16_t* outElements) {
+    SwapElements<Swap16>(inCount, inElements, outElements);
+}
+
+void SwapBytes(std::uint64_t inCount, const kelcore::utility::int24_t* inElements,
+               kelcore::utility::int24_t* outElements) {
+    SwapElements<Swap24>(inCount, inElements, outElements);
+}
+
+void SwapBytes(std::uint64_t inCount, const std::uint32_t* inElements, std::uint32_t* outElements) {
+    SwapElements<Swap32>(inCount, inElements, outElements);
+}
+
+} // namespace kelaccelerate::utility

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+/// The operating system as this library needs it, and the only place that knows it. Nothing here retries,
+/// completes or throws. Results below zero are negated error numbers of <cerrno>. Tests link another set of
+/// these functions that counts the calls and lets chosen ones fail.
+namespace kelcore::system {
+
+enum class Access { kRead, kWrite, kCreate, kCreateOrEmpty };
+
+/// @return a descriptor that is closed on exec. kCreate fails where something exists.
+int Open(const char* inPath, Access inAccess) noexcept;
+int Close(int inDescriptor) noexcept;
+
+/// At most kLargestTransfer bytes; may deliver fewer. 0 is the end of the file.
+std::int64_t ReadAt(int inDescriptor, void* outBytes, std::size_t inCount, std::uint64_t inPosition) noexcept;
+std::int64_t WriteAt(int inDescriptor, const void* inBytes, std::size_t inCount,
+                     std::uint64_t inPosition) noexcept;
+inline constexpr std::size_t kLargestTransfer = 1u << 30;
+
+std::int64_t LengthOf(int inDescriptor) noexcept;
+
+/// The size of a regular file; an error for anything else.
+std::int64_t SizeOfRegularFile(const char* inPath) noexcept;
+int Remove(const char* inPath) noexcept;
+
+} // namespace kelcore::system

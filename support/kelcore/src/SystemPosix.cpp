@@ -1,0 +1,78 @@
+#include "System.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <limits>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace kelcore::system {
+
+namespace {
+
+static_assert(sizeof(off_t) == 8, "compile with _FILE_OFFSET_BITS=64");
+
+bool FitsOffset(std::uint64_t inPosition) {
+    return inPosition <= static_cast<std::uint64_t>(std::numeric_limits<off_t>::max());
+}
+
+} // namespace
+
+// Not blocking matters for pipes alone: to open one must fail or pass, never wait for a partner.
+int Open(const char* inPath, Access inAccess) noexcept {
+    int flags = O_CLOEXEC | O_NONBLOCK;
+    switch (inAccess) {
+    case Access::kRead:
+        flags |= O_RDONLY;
+        break;
+    case Access::kWrite:
+        flags |= O_WRONLY;
+        break;
+    case Access::kCreate:
+        flags |= O_WRONLY | O_CREAT | O_EXCL;
+        break;
+    case Access::kCreateOrEmpty:
+        flags |= O_WRONLY | O_CREAT | O_TRUNC;
+        break;
+    }
+    const int descriptor = ::open(inPath, flags, 0666);
+    return descriptor < 0 ? -errno : descriptor;
+}
+
+int Close(int inDescriptor) noexcept {
+    return ::close(inDescriptor) < 0 ? -errno : 0;
+}
+
+std::int64_t ReadAt(int inDescriptor, void* outBytes, std::size_t inCount,
+                    std::uint64_t inPosition) noexcept {
+    if (!FitsOffset(inPosition))
+        return 0; // no file reaches there
+    const auto count = ::pread(inDescriptor, outBytes, inCount, static_cast<off_t>(inPosition));
+    return count < 0 ? -errno : count;
+}
+
+std::int64_t WriteAt(int inDescriptor, const void* inBytes, std::size_t inCount,
+                     std::uint64_t inPosition) noexcept {
+    if (!FitsOffset(inPosition))
+        return -EFBIG;
+    const auto count = ::pwrite(inDescriptor, inBytes, inCount, static_cast<off_t>(inPosition));
+    return count < 0 ? -errno : count;
+}
+
+std::int64_t LengthOf(int inDescriptor) noexcept {
+    struct stat status;
+    return ::fstat(inDescriptor, &status) < 0 ? -errno : std::int64_t{status.st_size};
+}
+
+std::int64_t SizeOfRegularFile(const char* inPath) noexcept {
+    struct stat status;
+    if (::stat(inPath, &status) < 0)
+        return -errno;
+    return S_ISREG(status.st_mode) ? std::int64_t{status.st_size} : -EINVAL;
+}
+
+int Remove(const char* inPath) noexcept {
+    return ::unlink(inPath) < 0 ? -errno : 0;
+}
+
+} // namespace kelcore::system

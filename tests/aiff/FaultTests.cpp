@@ -1,0 +1,293 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+
+#include "AiffImage.h"
+#include "support/Faults.h"
+
+namespace aiff_tests {
+namespace {
+
+using faults::System;
+using kelcore::filesupport::file_exception;
+
+// Every system call of an open, in their order, and what its failure gives. Chunks lie so far apart that each
+// needs a read of its own.
+TEST(AiffFaults, EverySystemCallOfReading) {
+    struct Outcome {
+        const char* call;
+        std::int32_t code;
+    };
+    const Outcome kOutcomes[] = {{"does it exist", 1},
+                                 {"its size", kUntouched},
+                                 {"open", kUntouched},
+                                 {"FORM", 2},
+                                 {"its size again", 3},
+                                 {"header of COMM", 3},
+                                 {"header of CHAN", 3},
+                                 {"header of SSND", 3},
+                                 {"COMM", 4},
+                                 {"SSND", 5},
+                                 {"CHAN, passed over", 0},
+                                 {"samples", 0},
+                                 {"metadata", 0},
+                                 {"none", 0}};
+    const TemporaryFolder folder;
+    const Bytes filler(20000, 'x');
+    WriteFile(folder.Path("a.aif"), AiffImage()
+                                        .Chunk("ANNO", filler)
+                                        .Comm({.channels = 3, .frames = 2000})
+                                        .Chunk("ANNO", filler)
+                                        .Chunk("CHAN", Big32(0x10000) + Big32(7))
+                                        .Chunk("ANNO", filler)
+                                        .Ssnd(Counting(12000)));
+    const auto path = folder.PathText("a.aif");
+    Bytes samples(12000), metadatum(20008);
+    for (const auto mode : {System::Mode::kFailOnce, System::Mode::kFailForGood}) {
+        for (std::size_t call = 0; call < std::size(kOutcomes); ++call) {
+            SCOPED_TRACE(kOutcomes[call].call);
+            const auto fails = [&](std::size_t inCall) {
+                return call == inCall || (mode == System::Mode::kFailForGood && call < inCall);
+            };
+            const faults::Scope scope;
+            auto& system = faults::SystemCalls();
+            system.mode = mode;
+            system.failAt = call;
+            Error error{kUntouched, {}, {}, kUntouched};
+            auto file = AiffFile::OpenForRead(path, false, error);
+            EXPECT_EQ(error.code, kOutcomes[call].code);
+            ASSERT_EQ(file != nullptr, kOutcomes[call].code == 0);
+            if (file) {
+                EXPECT_EQ(file->GetAudioChannelLayout()[0].Value(), fails(10) ? 0u : 100u);
+                EXPECT_EQ(file->ReadSampleBytes(0, 12000, samples.data()), !fails(11));
+                EXPECT_EQ(file->ReadMetadataChunk(1, 0, 20008, metadatum.data()), !fails(12));
+                EXPECT_EQ(system.fired != 0, fails(12) || call < 12) << "these are all calls there are";
+                system.failAt = faults::kNever;
+                EXPECT_TRUE(file->ReadSampleBytes(0, 12000, samples.data())) << "usable after a failed read";
+                EXPECT_EQ(samples, Counting(12000));
+            }
+            file.reset();
+            EXPECT_EQ(system.OpenDescriptors(), 0);
+        }
+    }
+}
+
+/// Fails one allocation after the other until all are through, and looks for what is left behind.
+/// @param inRun  @return whether all worked.
+template <typename Run>
+void SweepAllocations(const Run& inRun) {
+    std::uint64_t fired = 1;
+    for (std::uint64_t allocation = 0; fired != 0; ++allocation) {
+        const faults::Scope scope;
+        faults::Heap().failAt = allocation;
+        const bool worked = inRun();
+        faults::Heap().failAt = faults::kNever;
+        EXPECT_EQ(faults::Heap().liveBytes, 0) << allocation;
+        EXPECT_EQ(faults::SystemCalls().OpenDescriptors(), 0) << allocation;
+        fired = faults::Heap().fired;
+        EXPECT_EQ(worked, fired == 0) << allocation;
+    }
+}
+
+TEST(AiffFaults, EveryAllocation) {
+    const TemporaryFolder folder;
+    const auto path = folder.PathText("a.aif");
+    const Bytes bytes(40000);
+    SweepAllocations([&, layout = ChannelLayout(100, 100)] {
+        try {
+            Error error;
+            const std::unique_ptr<AiffFile> file(
+                AiffFile::OpenForWrite(path, 44100, 100, 32, AiffFile::kFloatSamples, layout, error));
+            EXPECT_EQ(error.code, file ? 0 : 10);
+            if (!file)
+                return false;
+            const std::uint64_t before = faults::Heap().allocations;
+            EXPECT_TRUE(
+                file->StartMetadatumWrite(1) && file->MetadatumWrite(bytes.data(), 40000) &&
+                file->FinishMetadatumWrite() && file->WriteSampleBytes(0, 40000, bytes.data(), error) &&
+                file->WriteSampleBytes(40000, 3, bytes.data(), error) && file->FinishWrite(false, error));
+            EXPECT_EQ(faults::Heap().allocations, before) << "nothing after the open allocates";
+            return true;
+        } catch (const std::bad_alloc&) {
+            return false;
+        }
+    });
+    std::vector<std::int32_t> codes;
+    codes.reserve(100);
+    SweepAllocations([&] {
+        Error error{kUntouched, {}, {}, kUntouched};
+        const auto file = AiffFile::OpenForRead(path, false, error);
+        codes.push_back(error.code);
+        return file != nullptr;
+    });
+    // Before the walk; the stream's first window; the list of chunks; what comes after, or nothing failed.
+    codes.erase(std::unique(codes.begin(), codes.end()), codes.end());
+    EXPECT_EQ(codes, (std::vector<std::int32_t>{kUntouched, 2, 3, 0}));
+}
+
+// A recording that calls again, a few times, whatever fails.
+class Recording {
+public:
+    /// @return whether all worked in the end.
+    bool Run(const kelcore::UTF8String& inPath) {
+        const Bytes bytes = Counting(50000);
+        std::int64_t offset = 0;
+        const auto open = [&] {
+            mFile.reset(AiffFile::OpenForWrite(inPath, 44100, 1, 16, AiffFile::kBigEndianIntegerSamples,
+                                               {100}, error));
+            return mFile != nullptr;
+        };
+        const auto writeText = [&](std::int32_t inCount) {
+            return [&, inCount] { return mFile->MetadatumWrite(bytes.data(), inCount); };
+        };
+        const auto write = [&](std::int32_t inCount) {
+            return [&, inCount] {
+                const bool written = mFile->WriteSampleBytes(offset, inCount, bytes.data(), error);
+                offset += written ? inCount : 0;
+                return written;
+            };
+        };
+        const auto finish = [&] {
+            try {
+                return mFile->FinishWrite(false, error);
+            } catch (const file_exception&) {
+                return false;
+            }
+        };
+        const std::function<bool()> kSteps[] = {open,
+                                                [&] { return mFile->StartMetadatumWrite(1); },
+                                                writeText(30001),
+                                                writeText(33333),
+                                                writeText(7),
+                                                [&] { return mFile->FinishMetadatumWrite(); },
+                                                write(0),
+                                                write(20001),
+                                                write(20000),
+                                                write(50000),
+                                                write(2),
+                                                finish};
+        return std::all_of(std::begin(kSteps), std::end(kSteps),
+                           [](const auto& step) { return step() || step() || step(); });
+    }
+    static constexpr std::int64_t kFrames = (20001 + 20000 + 50000 + 2) / 2;
+
+    Error error;
+
+private:
+    std::unique_ptr<AiffFile> mFile;
+};
+
+TEST(AiffFaults, EverySystemCallOfWriting) {
+    const TemporaryFolder folder;
+    const auto path = folder.PathText("a.aif");
+    ASSERT_TRUE(Recording().Run(path));
+    const Bytes reference = ReadFile(folder.Path("a.aif"));
+    for (const auto mode : {System::Mode::kFailOnce, System::Mode::kFailForGood, System::Mode::kStop}) {
+        bool fired = true;
+        for (std::uint64_t call = 0; fired; ++call) {
+            SCOPED_TRACE(::testing::Message() << "call " << call << ", mode " << static_cast<int>(mode));
+            std::filesystem::remove(folder.Path("a.aif"));
+            {
+                const faults::Scope scope;
+                auto& system = faults::SystemCalls();
+                system.mode = mode;
+                system.failAt = call;
+                system.largestTransfer = 9999;
+                auto recording = std::make_unique<Recording>();
+                const bool worked = recording->Run(path);
+                const std::int32_t code = recording->error.code;
+                EXPECT_TRUE(code == 0 || (!worked && (code == 10 || code == 11))) << code;
+                recording.reset();
+                EXPECT_EQ(system.OpenDescriptors(), 0);
+                fired = system.fired != 0;
+                EXPECT_TRUE(worked || mode != System::Mode::kFailOnce);
+                if (worked && mode != System::Mode::kStop) {
+                    ASSERT_EQ(ReadFile(folder.Path("a.aif")), reference) << "what failed was made good";
+                }
+            }
+            // Wherever the process stopped: no file yet, an empty one, or one with all samples or none.
+            Error error;
+            const auto left = AiffFile::OpenForRead(path, false, error);
+            ASSERT_TRUE(left || error.code == 1 || error.code == 2) << error.code;
+            if (left && left->GetSampleCount() != 0) {
+                EXPECT_EQ(left->GetSampleCount(), Recording::kFrames);
+            }
+        }
+    }
+}
+
+// A failed FinishWrite leaves a patch waiting and the stream in a header. Whatever comes next goes on at the
+// end, and pays the header that it could not write at first.
+TEST(AiffFaults, GoingOnAfterAFailedFinish) {
+    const TemporaryFolder folder;
+    const auto write = [&](const char* inWhat, bool inFaulty) {
+        const bool isMetadatum = *inWhat != 'S';
+        const faults::Scope scope;
+        auto& system = faults::SystemCalls();
+        system.mode = System::Mode::kFailForGood;
+        Error error;
+        const std::unique_ptr<AiffFile> file(AiffFile::OpenForWrite(
+            folder.PathText("a.aif"), 44100, 1, 8, AiffFile::kBigEndianIntegerSamples, {}, error));
+        const Bytes bytes = Counting(5);
+        if (inFaulty) {
+            system.failAt = system.calls;
+            EXPECT_THROW(file->FinishWrite(false, error), file_exception);
+            EXPECT_TRUE(isMetadatum || !file->WriteSampleBytes(0, 5, bytes.data(), error));
+            EXPECT_EQ(error.code, isMetadatum ? 0 : 11);
+            EXPECT_FALSE(file->StartMetadatumWrite(1)) << "the first one fails, or samples have begun";
+            EXPECT_FALSE(file->MetadatumWrite(bytes.data(), 5));
+            EXPECT_FALSE(file->FinishMetadatumWrite());
+            EXPECT_THROW(file->FinishWrite(false, error), file_exception);
+            system.failAt = faults::kNever;
+        }
+        if (isMetadatum) {
+            EXPECT_EQ(file->StartMetadatumWrite(1), !inFaulty);
+            EXPECT_TRUE(*inWhat == 'E' || file->MetadatumWrite(bytes.data(), 5));
+            EXPECT_TRUE(file->FinishMetadatumWrite());
+        } else {
+            EXPECT_TRUE(file->WriteSampleBytes(0, 5, bytes.data(), error));
+        }
+        EXPECT_TRUE(file->FinishWrite(false, error));
+        return ReadFile(folder.Path("a.aif"));
+    };
+    for (const char* what : {"Samples", "Metadatum", "Empty metadatum"})
+        EXPECT_EQ(write(what, true), write(what, false)) << what;
+}
+
+// Whoever abandons a file has a reason, such as a full disk.
+TEST(AiffFaults, AbandoningSucceedsOnAFullDisk) {
+    const TemporaryFolder folder;
+    const faults::Scope scope;
+    Error error;
+    const std::unique_ptr<AiffFile> file(AiffFile::OpenForWrite(
+        folder.PathText("a.aif"), 44100, 1, 8, AiffFile::kBigEndianIntegerSamples, {}, error));
+    const Bytes bytes = Counting(5);
+    EXPECT_TRUE(file->WriteSampleBytes(0, 5, bytes.data(), error));
+    auto& system = faults::SystemCalls();
+    system.mode = System::Mode::kFailForGood;
+    system.error = ENOSPC;
+    system.outputOnly = true;
+    system.failAt = system.calls = 0;
+    EXPECT_THROW(file->FinishWrite(false, error), file_exception);
+    EXPECT_TRUE(file->FinishWrite(true, error));
+    EXPECT_EQ(system.OpenDescriptors(), 0);
+    EXPECT_TRUE(file->FinishWrite(false, error)) << "finished already";
+}
+
+TEST(AiffFaults, CostOfReads) {
+    OpenedImage opened(AiffImage().Comm({}).Ssnd(Bytes(1 << 20)));
+    Bytes block(4096);
+    const faults::Scope scope;
+    for (std::int64_t i = 256; i-- > 0;)
+        EXPECT_TRUE(opened.file->ReadSampleBytes(i * 4096, 4096, block.data()));
+    EXPECT_EQ(faults::Heap().allocations, 0u);
+    EXPECT_EQ(faults::SystemCalls().reads, 256u) << "one positioned read each";
+    EXPECT_EQ(faults::SystemCalls().calls, 256u);
+    for (std::int64_t i = 0; i < 1 << 20; ++i)
+        ASSERT_TRUE(opened.file->ReadSampleBytes(i, 1, block.data()));
+    EXPECT_LE(faults::Heap().allocations, 4u) << "for small reads the window grows a few times";
+}
+
+} // namespace
+} // namespace aiff_tests

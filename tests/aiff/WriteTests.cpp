@@ -1,0 +1,343 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "AiffImage.h"
+#include "WriterModel.h"
+#include "support/Faults.h"
+#include "support/Random.h"
+
+namespace aiff_tests {
+namespace {
+
+struct Format {
+    int rate = 44100, channels = 2, bits = 16, type = 1;
+    ChannelLayout layout = {100, 101};
+};
+
+std::unique_ptr<AiffFile> Create(const TemporaryFolder& inFolder, const Format& inFormat = {}) {
+    Error error{kUntouched, {}, {}, kUntouched};
+    std::unique_ptr<AiffFile> file(
+        AiffFile::OpenForWrite(inFolder.PathText("a.aif"), inFormat.rate, inFormat.channels, inFormat.bits,
+                               static_cast<AiffFile::SampleType>(inFormat.type), inFormat.layout, error));
+    EXPECT_EQ(error.code, 0);
+    EXPECT_EQ(error.bitsPerSample, kUntouched);
+    return file;
+}
+
+std::int32_t CodeOfWrite(AiffFile& inFile, std::int64_t inOffset, const Bytes& inSamples) {
+    Error error{kUntouched, {}, {}, kUntouched};
+    const bool written = inFile.WriteSampleBytes(inOffset, static_cast<std::int32_t>(inSamples.size()),
+                                                 inSamples.data(), error);
+    EXPECT_EQ(written, error.code == 0);
+    return error.code;
+}
+
+bool WriteMetadatum(AiffFile& inFile, const Bytes& inData) {
+    return inFile.MetadatumWrite(inData.data(), static_cast<std::int32_t>(inData.size()));
+}
+
+bool Finish(AiffFile& inFile, bool inAbandon = false) {
+    Error error{kUntouched, {}, {}, kUntouched};
+    const bool finished = inFile.FinishWrite(inAbandon, error);
+    EXPECT_EQ(error.code, kUntouched);
+    return finished;
+}
+
+TEST(AiffWrite, Images) {
+    struct Row {
+        const char* name;
+        Format format;
+        Bytes samples;
+        Bytes image;
+    };
+    // All of the first one written out; the others say what differs.
+    const Bytes kFirst = Text("FORM") + Bytes{0, 0, 0, 0x74} + Text("AIFFCOMM") + Bytes{0, 0, 0, 0x12} +
+                         Bytes{0, 2, 0, 0, 0, 1, 0, 0x10} + kRate44100 + Text("CHAN") + Bytes{0, 0, 0, 0x38} +
+                         Bytes(8) + Bytes{0, 0, 0, 2} + Bytes{0, 0, 0, 1} + Bytes(16) + Bytes{0, 0, 0, 2} +
+                         Bytes(16) + Bytes(4) + Text("SSND") + Bytes{0, 0, 0, 13} + Bytes(8) +
+                         Bytes{1, 2, 3, 4, 5, 0};
+    const Bytes kRate48000 = {0x40, 0x0E, 0xBB, 0x80, 0, 0, 0, 0, 0, 0};
+    const Bytes kRateOfZero = {0x3C, 0x00, 0x80, 0, 0, 0, 0, 0, 0, 0};
+    const Bytes kRateOfMinusOne = {0xBF, 0xFF, 0x80, 0, 0, 0, 0, 0, 0, 0};
+    const Bytes kVersion = {0xA2, 0x80, 0x51, 0x40};
+    const Row kRows[] = {
+        {"big-endian, partial last frame, odd end", {}, Counting(5), kFirst},
+        {"little-endian",
+         {.rate = 48000, .channels = 1, .bits = 24, .type = 2, .layout = {}},
+         Counting(6),
+         AiffImage("AIFC")
+             .Chunk("FVER", kVersion)
+             .Comm({.channels = 1, .frames = 2, .bits = 24, .rate = kRate48000, .code = "sowt"})
+             .Chunk("CHAN", Bytes(16))
+             .Ssnd(Counting(6))},
+        {"float, values without a label",
+         {.rate = 0, .channels = 3, .bits = 32, .type = 3, .layout = {0, 120, 113}},
+         Counting(13),
+         AiffImage("AIFC")
+             .Chunk("FVER", kVersion)
+             .Comm({.channels = 3,
+                    .frames = 1,
+                    .bits = 32,
+                    .rate = kRateOfZero,
+                    .code = "fl32",
+                    .rest = Bytes{21} + Text("32-bit floating point")})
+             .Chunk("CHAN", Chan({42, 42, 15}))
+             .Ssnd(Counting(13))},
+        {"frames of less than a byte, negative rate",
+         {.rate = -1, .channels = 1, .bits = 7},
+         Counting(2),
+         AiffImage()
+             .Comm({.channels = 1, .frames = 0, .bits = 7, .rate = kRateOfMinusOne})
+             .Chunk("CHAN", Chan({1, 2}))
+             .Ssnd(Counting(2))},
+        {"numbers cut to 16 bits, frames of negative size",
+         {.channels = 0x1FFFE, .bits = 0x70008, .layout = {}},
+         Counting(2),
+         AiffImage()
+             .Comm({.channels = -2, .frames = 0, .bits = 8})
+             .Chunk("CHAN", Bytes(16))
+             .Ssnd(Counting(2))},
+    };
+    for (const Row& row : kRows) {
+        SCOPED_TRACE(row.name);
+        const TemporaryFolder folder;
+        WriteFile(folder.Path("a.aif"), Bytes(1000, 'x')); // is replaced
+        const auto file = Create(folder, row.format);
+        EXPECT_EQ(CodeOfWrite(*file, 0, row.samples), 0);
+        EXPECT_EQ(file->GetSampleCount(), 0);
+        EXPECT_EQ(file->GetNumChannels(), static_cast<std::int16_t>(row.format.channels));
+        EXPECT_EQ(Values(file->GetAudioChannelLayout()), Values(row.format.layout));
+        EXPECT_FALSE(file->ReadSampleBytes(0, 0, nullptr));
+        EXPECT_TRUE(Finish(*file));
+        EXPECT_EQ(ReadFile(folder.Path("a.aif")), row.image);
+    }
+}
+
+TEST(AiffWrite, EveryValueAndItsLabel) {
+    ChannelLayout layout;
+    for (std::uint32_t value = 99; value <= 138; ++value)
+        layout.push_back(value);
+    const TemporaryFolder folder;
+    ASSERT_TRUE(Finish(*Create(folder, {.layout = layout})));
+    const Bytes chan =
+        Chan({42, 1,  2,  3,  4,  5,  6,  9,  7,  8,  10, 11, 12, 13, 15, 14,  16,  18,  17,  35,
+              36, 42, 42, 42, 42, 42, 42, 42, 42, 42, 33, 34, 37, 38, 39, 200, 201, 202, 203, 42});
+    EXPECT_EQ(ReadFilePart(folder.Path("a.aif"), 46, 1000), chan);
+}
+
+TEST(AiffWrite, Routines64Bit) {
+    const TemporaryFolder folder;
+    EXPECT_EQ(GetDeinterleaveFunction(*Create(folder, {.bits = 64})), kelaudiofile::DeInterleave64Bit);
+    EXPECT_EQ(GetDeinterleaveFunction(*Create(folder, {.bits = 64, .type = 2})),
+              kelaudiofile::DeInterleave64Bit);
+    const auto file = Create(folder, {.bits = 64, .type = 3});
+    EXPECT_EQ(GetDeinterleaveFunction(*file), kelaudiofile::DeInterleave64BitFloat);
+    EXPECT_EQ(GetConversionFunction(*file), nullptr);
+    EXPECT_EQ(GetDeinterleaveFunction(*Create(folder, {.bits = 40})), nullptr);
+}
+
+TEST(AiffWrite, Refused) {
+    const TemporaryFolder folder;
+    const auto open = [&](const char* inName, int inType) {
+        Error error{kUntouched, {}, {}, kUntouched};
+        EXPECT_FALSE(AiffFile::OpenForWrite(folder.PathText(inName), 44100, 2, 16,
+                                            static_cast<AiffFile::SampleType>(inType), {}, error));
+        return error.code;
+    };
+    WriteFile(folder.Path("there.aif"), Text("kept"));
+    for (const int type : {0, 4, -1})
+        EXPECT_EQ(open("there.aif", type), 8);
+    EXPECT_EQ(ReadFile(folder.Path("there.aif")), Text("kept"));
+    EXPECT_EQ(open("no/such/folder.aif", 1), 10);
+    EXPECT_EQ(open("", 1), 10) << "a folder";
+    EXPECT_EQ(open(".", 3), 10);
+
+    OpenedImage reading(AiffImage().Comm({}).Ssnd(Counting(16)));
+    EXPECT_EQ(CodeOfWrite(*reading.file, 0, {}), 9);
+    EXPECT_FALSE(reading.file->StartMetadatumWrite(1));
+    EXPECT_FALSE(WriteMetadatum(*reading.file, {}));
+    EXPECT_FALSE(reading.file->FinishMetadatumWrite());
+    EXPECT_TRUE(Finish(*reading.file) && Finish(*reading.file, true));
+    EXPECT_TRUE(reading.file->ReadSampleBytes(0, 0, nullptr));
+
+    const auto file = Create(folder);
+    Error error;
+    EXPECT_FALSE(file->WriteSampleBytes(0, -1, nullptr, error));
+    EXPECT_EQ(error.code, 9);
+    EXPECT_TRUE(file->StartMetadatumWrite(1)) << "samples have not begun";
+    EXPECT_FALSE(file->MetadatumWrite(nullptr, -1));
+    EXPECT_TRUE(file->FinishMetadatumWrite());
+}
+
+// Calls in every order, samples inside an open metadatum included, against the model.
+TEST(AiffWrite, AnyOrderOfCalls) {
+    testing_support::Random random(4);
+    const TemporaryFolder folder;
+    const Bytes header =
+        AiffImage().Comm({.channels = 1, .frames = 0}).Chunk("CHAN", Chan({1, 2})).FormSize(0);
+    for (std::uint32_t round = 0; round < 600; ++round) {
+        SCOPED_TRACE(round);
+        auto file = Create(folder, {.channels = 1});
+        ASSERT_EQ(ReadFile(folder.Path("a.aif")), header) << "it goes out at once";
+        WriterModel model(header, 2);
+        const std::uint32_t longest = round % 16 == 0 ? 50000 : 8;
+        for (std::uint32_t calls = random.Below(20); calls > 0; --calls) {
+            const Bytes bytes = Counting(random.Below(longest));
+            const std::uint32_t id = random();
+            const std::int64_t offset = model.Written() + (id % 4 == 0 ? 1 : 0);
+            switch (random.Below(10)) {
+            case 0:
+            case 1:
+                ASSERT_EQ(file->StartMetadatumWrite(id), model.Start(id));
+                break;
+            case 2:
+            case 3:
+                ASSERT_EQ(WriteMetadatum(*file, bytes), model.Metadatum(bytes));
+                break;
+            case 4:
+            case 5:
+                ASSERT_EQ(file->FinishMetadatumWrite(), model.FinishMetadatum());
+                break;
+            case 6:
+                ASSERT_TRUE(id % 8 != 0 || Finish(*file, id % 16 == 0));
+                if (id % 8 == 0)
+                    model.Finish(id % 16 == 0);
+                break;
+            default:
+                ASSERT_EQ(CodeOfWrite(*file, offset, bytes), model.WriteSamples(offset, bytes));
+            }
+        }
+        if (round % 3 != 0) { // else it is deleted as it is
+            ASSERT_TRUE(Finish(*file, round % 4 == 0));
+            model.Finish(round % 4 == 0);
+        }
+        file.reset();
+        ASSERT_EQ(ReadFile(folder.Path("a.aif")), model.File());
+    }
+}
+
+// Header of 62 bytes: "SSND" and metadata begin there. The largest FORM that is even has 0xFFFFFFFE bytes.
+TEST(AiffWrite, TheFormatsLimit) {
+    constexpr std::int32_t kBlock = 1 << 30;
+    constexpr auto kRoom =
+        static_cast<std::int32_t>(0xFFFFFFFE + std::int64_t{8} - 62 - 3 * std::int64_t{kBlock});
+    const faults::ZeroBytes zeros(kBlock);
+    struct Row {
+        const char* name;
+        bool samples;
+        std::int32_t lastCount; // after three blocks
+        bool fits;
+        std::int32_t further; // what then fits
+    };
+    const Row kRows[] = {
+        {"samples that fit exactly", true, kRoom - 16, true, 0},
+        {"samples whose pad byte fits", true, kRoom - 17, true, 1},
+        {"samples whose pad byte does not fit", true, kRoom - 15, false, kRoom - 16},
+        {"samples of a whole block", true, kBlock, false, 4},
+        {"samples that our own reader takes", true, kRoom - 16 - 8, true, 0},
+        {"metadata that fit exactly", false, kRoom - 8, true, 0},
+        {"metadata whose pad byte does not fit", false, kRoom - 7, false, kRoom - 8},
+        {"metadata that leave room for a header", false, kRoom - 8 - 18, true, 0},
+    };
+    for (const Row& row : kRows) {
+        SCOPED_TRACE(row.name);
+        const TemporaryFolder folder;
+        const auto path = folder.Path("a.aif");
+        const auto file = Create(folder, {.channels = 1, .bits = 8, .layout = {}});
+        std::int64_t written = 0;
+        const auto write = [&](std::int32_t inCount) {
+            Error error;
+            const bool taken = row.samples ? file->WriteSampleBytes(written, inCount, zeros.Data(), error)
+                                           : file->MetadatumWrite(zeros.Data(), inCount);
+            EXPECT_EQ(error.code, taken || !row.samples ? 0 : 11);
+            written += taken ? inCount : 0;
+            return taken;
+        };
+        EXPECT_TRUE(row.samples || file->StartMetadatumWrite(1));
+        EXPECT_TRUE(write(kBlock) && write(kBlock) && write(kBlock));
+        EXPECT_EQ(write(row.lastCount), row.fits);
+        EXPECT_TRUE(write(row.further)) << "the file can go on";
+        bool another = false;
+        if (!row.samples) {
+            const bool roomForHeader = write(2);
+            EXPECT_EQ(roomForHeader, row.lastCount == kRoom - 8 - 18);
+            EXPECT_TRUE(file->FinishMetadatumWrite());
+            EXPECT_EQ(CodeOfWrite(*file, 0, Counting(1)), 11);
+            another = file->StartMetadatumWrite(2);
+            EXPECT_EQ(another, roomForHeader) << "the samples have not begun";
+        }
+        EXPECT_TRUE(Finish(*file));
+
+        const std::int64_t end = 62 + (row.samples ? 16 : 8) + written + written % 2 + (another ? 8 : 0);
+        EXPECT_EQ(static_cast<std::int64_t>(std::filesystem::file_size(path)), end);
+        EXPECT_EQ(ReadFilePart(path, 4, 4), Big32(static_cast<std::uint32_t>(end - 8)));
+        EXPECT_EQ(ReadFilePart(path, 66, 4),
+                  Big32(static_cast<std::uint32_t>(written + (row.samples ? 8 : 0))));
+        Error error;
+        const auto opened = AiffFile::OpenForRead(folder.PathText("a.aif"), false, error);
+        EXPECT_EQ(error.code, end - 8 < 0xFFFFFFF8 ? 0 : 4)
+            << "the last sizes wrap in every reader of 32 bits";
+        if (!opened)
+            continue;
+        EXPECT_EQ(opened->GetSampleCount(), row.samples ? written : 0);
+        unsigned char byte = 1;
+        EXPECT_EQ(opened->ReadSampleBytes(written - 1, 1, &byte), row.samples);
+        EXPECT_EQ(byte, row.samples ? 0 : 1);
+        const faults::Scope scope;
+        EXPECT_FALSE(opened->ReadSampleBytes(0, 2147483648, nullptr)) << "though it is there";
+        EXPECT_EQ(faults::SystemCalls().calls, 0u);
+    }
+}
+
+TEST(AiffWrite, ComesBackAsItWent) {
+    testing_support::Random random(31);
+    const TemporaryFolder folder;
+    const auto path = folder.PathText("a.aif");
+    for (int round = 0; round < 300; ++round) {
+        SCOPED_TRACE(round);
+        const auto type = static_cast<int>(1 + random.Below(3));
+        const int bytesPerSample =
+            type == AiffFile::kFloatSamples ? 4 : static_cast<int>(1 + random.Below(4));
+        ChannelLayout layout(1 + random.Below(9));
+        std::generate(layout.begin(), layout.end(), [&] { return 100 + random.Below(20); });
+        const Format format{.rate = static_cast<int>(1 + random.Below(0x7FFFFFFF)),
+                            .channels = static_cast<int>(layout.size()),
+                            .bits = 8 * bytesPerSample,
+                            .type = type,
+                            .layout = layout};
+        const Bytes samples =
+            Counting(random.Below(1000) * static_cast<unsigned>(bytesPerSample) * layout.size());
+        const Bytes text = Counting(random.Below(20));
+        const auto out = Create(folder, format);
+        EXPECT_TRUE(out->StartMetadatumWrite(0x4F4E4E41) && WriteMetadatum(*out, text) &&
+                    out->FinishMetadatumWrite());
+        const Bytes annotation = Text("ANNO") + Big32(static_cast<std::uint32_t>(text.size())) + text;
+        const Bytes onDisk = ReadFile(folder.Path("a.aif"));
+        EXPECT_TRUE(std::equal(annotation.rbegin(), annotation.rend(), onDisk.rbegin() + text.size() % 2))
+            << "a finished chunk is on the disk";
+        EXPECT_EQ(CodeOfWrite(*out, 0, samples), 0);
+        EXPECT_TRUE(Finish(*out));
+
+        Error error;
+        const auto in = AiffFile::OpenForRead(path, true, error);
+        ASSERT_TRUE(in);
+        EXPECT_EQ(in->GetSampleRate(), format.rate);
+        EXPECT_EQ(in->GetNumChannels(), format.channels);
+        EXPECT_EQ(in->GetBytesPerSample(), bytesPerSample);
+        EXPECT_EQ(in->GetSampleType(), type);
+        EXPECT_EQ(in->GetAudioChannelLayout(), layout);
+        EXPECT_EQ(in->GetSampleCount() * format.channels * bytesPerSample,
+                  static_cast<std::int64_t>(samples.size()));
+        EXPECT_EQ(in->GetCompressionCode(), out->GetCompressionCode());
+        EXPECT_EQ(in->GetCompressionDescription(), out->GetCompressionDescription());
+        Bytes read(samples.size()), chunk(text.size() + 8);
+        EXPECT_TRUE(in->ReadSampleBytes(0, static_cast<std::int64_t>(read.size()), read.data()));
+        EXPECT_EQ(read, samples);
+        EXPECT_TRUE(in->ReadMetadataChunk(0, 0, static_cast<std::int64_t>(chunk.size()), chunk.data()));
+        EXPECT_EQ(chunk, annotation);
+    }
+}
+
+} // namespace
+} // namespace aiff_tests

@@ -1,0 +1,135 @@
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <cstring>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <sstream>
+#include <string>
+
+#include <kelaudiofile/kelaudiofile.h>
+
+#include "support/Files.h"
+
+namespace {
+
+using kelaudiofile::AiffFile;
+using kelaudiofile::WaveFile;
+using testing_support::Bytes;
+using testing_support::TemporaryFolder;
+
+/// A dump as a page shows it: lines of an offset, bytes and a remark. "..." stands for bytes left out, and an
+/// offset without bytes is the end of the file.
+struct Dump {
+    std::map<std::uint64_t, Bytes> lines;
+    std::uint64_t end = 0;
+};
+
+/// Lines must follow each other without a hole, but for those left out.
+Dump ReadDump(std::istream& inPage) {
+    Dump dump;
+    std::string line;
+    bool leftOut = false;
+    while (std::getline(inPage, line) && line != "```") {
+        if (line == "...") {
+            leftOut = true;
+            continue;
+        }
+        std::istringstream fields(line.substr(0, line.find("  ", 10))); // the remark stands behind two spaces
+        std::uint64_t offset = 0;
+        fields >> std::hex >> offset;
+        EXPECT_TRUE(leftOut || offset == dump.end) << line;
+        leftOut = false;
+        Bytes bytes;
+        for (unsigned byte; fields >> byte;)
+            bytes.push_back(static_cast<unsigned char>(byte));
+        dump.end = offset + bytes.size();
+        if (!bytes.empty())
+            dump.lines[offset] = bytes;
+    }
+    return dump;
+}
+
+std::map<std::string, Dump> ReadDumps() {
+    std::map<std::string, Dump> dumps;
+    std::ifstream page(FORMATS_PAGE);
+    const std::string fence = "```dump ";
+    for (std::string line; std::getline(page, line);)
+        if (line.compare(0, fence.size(), fence) == 0)
+            dumps[line.substr(fence.size())] = ReadDump(page);
+    return dumps;
+}
+
+void ExpectDumped(const std::string& inName, const std::filesystem::path& inPath) {
+    const std::map<std::string, Dump> dumps = ReadDumps();
+    const auto dump = dumps.find(inName);
+    ASSERT_NE(dump, dumps.end()) << inName;
+    for (const auto& [offset, bytes] : dump->second.lines)
+        EXPECT_EQ(testing_support::ReadFilePart(inPath, offset, bytes.size()), bytes) << "offset " << offset;
+    EXPECT_EQ(std::filesystem::file_size(inPath), dump->second.end);
+}
+
+bool Write(WaveFile& ioFile, std::int64_t inOffset, const Bytes& inBytes) {
+    WaveFile::ExtendedErrorInfo error;
+    return ioFile.WriteSampleBytes(inOffset, static_cast<std::int32_t>(inBytes.size()), inBytes.data(),
+                                   error);
+}
+
+TEST(Formats, RiffWave) {
+    const TemporaryFolder folder;
+    WaveFile::ExtendedErrorInfo error;
+    const std::unique_ptr<WaveFile> file(
+        WaveFile::OpenForWrite(folder.PathText("a.wav"), 44100, 2, 2, 16, WaveFile::kIntegerSamples,
+                               kelmediatypes::CreateStereoChannelLayout(), 0, error, false));
+    ASSERT_TRUE(file && Write(*file, 0, {1, 0, 0xFF, 0xFF, 0xFF, 0x7F, 0, 0x80}) && file->FinishSamples());
+    ASSERT_TRUE(file->StartMetadatumWrite(0x65746F6E) &&
+                file->MetadatumWrite(reinterpret_cast<const std::uint8_t*>("abc"), 3) &&
+                file->FinishMetadatumWrite() && file->FinishWrite());
+    ExpectDumped("riff", folder.Path("a.wav"));
+}
+
+TEST(Formats, Rf64AfterTheSwitch) {
+    const TemporaryFolder folder;
+    WaveFile::ExtendedErrorInfo error;
+    const std::unique_ptr<WaveFile> file(
+        WaveFile::OpenForWrite(folder.PathText("a.wav"), 48000, 1, 2, 16, WaveFile::kIntegerSamples,
+                               kelmediatypes::CreateMonoChannelLayout(), 1, error, true));
+    ASSERT_TRUE(file && Write(*file, 0, {1, 0, 2, 0}));
+    ASSERT_TRUE(file->FinishBlock());
+    ExpectDumped("rf64-before", folder.Path("a.wav"));
+    ASSERT_TRUE(Write(*file, 0xFFFFFFFC, {3, 0, 4, 0}) && file->FinishSamples() && file->FinishWrite());
+    ExpectDumped("rf64", folder.Path("a.wav"));
+}
+
+TEST(Formats, AiffC) {
+    const TemporaryFolder folder;
+    AiffFile::ExtendedErrorInfo error;
+    const std::unique_ptr<AiffFile> file(
+        AiffFile::OpenForWrite(folder.PathText("a.aif"), 48000, 1, 32, AiffFile::kFloatSamples,
+                               kelmediatypes::CreateMonoChannelLayout(), error));
+    const unsigned char samples[] = {0x3F, 0, 0, 0, 0xBF, 0x80, 0, 0};
+    ASSERT_TRUE(file && file->WriteSampleBytes(0, 8, samples, error) && file->FinishWrite(false, error));
+    ExpectDumped("aiff-c", folder.Path("a.aif"));
+}
+
+TEST(Formats, PeakStream) {
+    const std::uint16_t one = 1;
+    unsigned char lowest = 0;
+    std::memcpy(&lowest, &one, 1);
+    if (lowest != 1)
+        GTEST_SKIP() << "the page shows the stream of a little-endian machine";
+    const TemporaryFolder folder;
+    kelaudiofile::PeakData peaks;
+    peaks.Append(0, 256, {{-0.5f, 0.5f}, {-1.0f, 0.25f}});
+    peaks.Append(512, 44, {{0.0f, 1.0f}});
+    {
+        folder.File("a.peaks").Create(false);
+        kelcore::filesupport::OPlatformByteStream stream(folder.File("a.peaks"),
+                                                         kelcore::utility::Flags<unsigned>());
+        peaks.WriteToStream(stream);
+    }
+    ExpectDumped("peaks", folder.Path("a.peaks"));
+}
+
+} // namespace

@@ -1,0 +1,78 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "support/Faults.h"
+#include "support/Files.h"
+
+using namespace kelcore::filesupport;
+using namespace testing_support;
+
+TEST(File, ExistsForRegularFilesAlone) {
+    const TemporaryFolder folder;
+    WriteFile(folder.Path("file"), ToBytes("12345"));
+    std::filesystem::create_directory(folder.Path("folder"));
+    std::filesystem::create_symlink(folder.Path("file"), folder.Path("link"));
+    ASSERT_EQ(::mkfifo(folder.Path("pipe").c_str(), 0600), 0);
+
+    const struct {
+        const char* name;
+        bool exists;
+    } kCases[] = {{"file", true},  {"link", true},     {"folder", false},
+                  {"pipe", false}, {"nothing", false}, {"file/below", false}};
+    for (const auto& row : kCases) {
+        SCOPED_TRACE(row.name);
+        EXPECT_EQ(folder.File(row.name).Exists(), row.exists);
+        EXPECT_EQ(kelcore::utility::FileUtils::FileExists(folder.PathText(row.name)), row.exists);
+    }
+    EXPECT_FALSE(File().Exists());
+    const std::string cut = folder.Path("file").string() + std::string("\0x", 2);
+    EXPECT_FALSE(File(kelcore::ToUTF8String(cut), kPathStorage).Exists())
+        << "a zero byte must not cut the path";
+    EXPECT_EQ(folder.File("link").Size(), 5u);
+}
+
+TEST(File, CreateKeepsOrReplaces) {
+    const TemporaryFolder folder;
+    folder.File("new").Create(false);
+    EXPECT_EQ(folder.File("new").Size(), 0u);
+    WriteFile(folder.Path("old"), ToBytes("abc"));
+    EXPECT_THROW(folder.File("old").Create(false), file_exception);
+    EXPECT_EQ(folder.File("old").Size(), 3u);
+    folder.File("old").Create(true);
+    EXPECT_EQ(folder.File("old").Size(), 0u);
+    folder.File("old").Delete();
+    EXPECT_FALSE(folder.File("old").Exists());
+}
+
+TEST(File, FailuresNamePathOperationAndReason) {
+    const TemporaryFolder folder;
+    const auto expectMessage = [&](auto inCall, const char* inOperation, int inError) {
+        try {
+            inCall();
+            ADD_FAILURE() << inOperation << " did not throw";
+        } catch (const file_exception& exception) {
+            const std::string message = exception.what();
+            EXPECT_NE(message.find(inOperation), std::string::npos) << message;
+            EXPECT_NE(message.find(folder.Path("nothing").string()), std::string::npos) << message;
+            EXPECT_EQ(exception.SystemError(), inError);
+        }
+    };
+    const File missing = folder.File("nothing");
+    expectMessage([&] { missing.Size(); }, "size", ENOENT);
+    expectMessage([&] { missing.Delete(); }, "delete", ENOENT);
+    expectMessage([&] { IPlatformByteStream(missing, kelcore::utility::Flags<unsigned>(0)); }, "open",
+                  ENOENT);
+    expectMessage([&] { OPlatformByteStream(missing, kelcore::utility::Flags<unsigned>(1)); }, "open",
+                  ENOENT);
+}
+
+// A host that opens a pipe by mistake must get an error, not wait for ever.
+TEST(File, PipesFailInsteadOfWaiting) {
+    const TemporaryFolder folder;
+    ASSERT_EQ(::mkfifo(folder.Path("pipe").c_str(), 0600), 0);
+    EXPECT_THROW(OPlatformByteStream(folder.File("pipe"), kelcore::utility::Flags<unsigned>()),
+                 file_exception);
+    IPlatformByteStream stream(folder.File("pipe"), kelcore::utility::Flags<unsigned>());
+    char byte;
+    EXPECT_THROW(stream.ReadBlock(&byte, 1), file_exception);
+}

@@ -1,0 +1,88 @@
+#include "support/Faults.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <malloc.h>
+#include <new>
+
+// The heap of the test programs: the system's, with a gate and a count in front.
+namespace faults {
+
+namespace {
+
+Memory gMemory;
+
+void* Count(void* inMemory) {
+    if (inMemory == nullptr)
+        throw std::bad_alloc();
+    gMemory.liveBytes += static_cast<std::int64_t>(malloc_usable_size(inMemory));
+    gMemory.peakBytes = std::max(gMemory.peakBytes, gMemory.liveBytes);
+    return inMemory;
+}
+
+void Gate() {
+    if (gMemory.allocations++ == gMemory.failAt) {
+        ++gMemory.fired;
+        throw std::bad_alloc();
+    }
+}
+
+void Release(void* inMemory) noexcept {
+    if (inMemory != nullptr)
+        gMemory.liveBytes -= static_cast<std::int64_t>(malloc_usable_size(inMemory));
+    std::free(inMemory);
+}
+
+} // namespace
+
+Memory& Heap() {
+    return gMemory;
+}
+
+} // namespace faults
+
+void* operator new(std::size_t inCount) {
+    faults::Gate();
+    return faults::Count(std::malloc(std::max<std::size_t>(inCount, 1)));
+}
+
+// The system's own forms for arrays and without exceptions come here by themselves, those of sanitizers do
+// not. Standard algorithms ask for scratch memory without exceptions.
+void* operator new[](std::size_t inCount) {
+    return ::operator new(inCount);
+}
+void* operator new(std::size_t inCount, const std::nothrow_t&) noexcept {
+    try {
+        return operator new(inCount);
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
+void* operator new(std::size_t inCount, std::align_val_t inAlignment) {
+    faults::Gate();
+    void* memory = nullptr;
+    if (::posix_memalign(&memory, static_cast<std::size_t>(inAlignment), std::max<std::size_t>(inCount, 1)) !=
+        0)
+        memory = nullptr;
+    return faults::Count(memory);
+}
+
+void operator delete(void* inMemory) noexcept {
+    faults::Release(inMemory);
+}
+void operator delete(void* inMemory, std::size_t) noexcept {
+    faults::Release(inMemory);
+}
+void operator delete[](void* inMemory) noexcept {
+    faults::Release(inMemory);
+}
+void operator delete[](void* inMemory, std::size_t) noexcept {
+    faults::Release(inMemory);
+}
+void operator delete(void* inMemory, std::align_val_t) noexcept {
+    faults::Release(inMemory);
+}
+void operator delete(void* inMemory, std::size_t, std::align_val_t) noexcept {
+    faults::Release(inMemory);
+}

@@ -1,0 +1,79 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <stdlib.h>
+
+#include "kelcore/filesupport.h"
+#include "kelcore/string.h"
+
+namespace testing_support {
+
+using Bytes = std::vector<unsigned char>;
+
+inline Bytes ToBytes(std::string_view inText) {
+    return Bytes(inText.begin(), inText.end());
+}
+
+/// A folder of its own for each test, removed with all it holds.
+class TemporaryFolder {
+public:
+    TemporaryFolder() {
+        std::string name = (std::filesystem::temp_directory_path() / "kelaudiofile-XXXXXX").string();
+        mPath = ::mkdtemp(name.data());
+    }
+    ~TemporaryFolder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(mPath, ignored);
+    }
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+    std::filesystem::path Path(std::string_view inName) const { return mPath / inName; }
+    kelcore::UTF8String PathText(std::string_view inName) const {
+        return kelcore::ToUTF8String(Path(inName).string());
+    }
+    kelcore::filesupport::File File(std::string_view inName) const {
+        return {PathText(inName), kelcore::filesupport::kPathStorage};
+    }
+
+private:
+    std::filesystem::path mPath;
+};
+
+inline void WriteFile(const std::filesystem::path& inPath, const Bytes& inBytes) {
+    std::ofstream stream(inPath, std::ios::binary | std::ios::trunc);
+    stream.write(reinterpret_cast<const char*>(inBytes.data()), static_cast<std::streamsize>(inBytes.size()));
+}
+
+inline Bytes ReadFile(const std::filesystem::path& inPath) {
+    std::ifstream stream(inPath, std::ios::binary | std::ios::ate);
+    Bytes bytes(stream ? static_cast<std::size_t>(stream.tellg()) : 0);
+    stream.seekg(0);
+    stream.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    return bytes;
+}
+
+/// Writes bytes at a place of a file that exists; what lies between its old end and the place becomes a hole.
+inline void PatchFile(const std::filesystem::path& inPath, std::uint64_t inPosition, const Bytes& inBytes) {
+    std::fstream stream(inPath, std::ios::binary | std::ios::in | std::ios::out);
+    stream.seekp(static_cast<std::streamoff>(inPosition));
+    stream.write(reinterpret_cast<const char*>(inBytes.data()), static_cast<std::streamsize>(inBytes.size()));
+}
+
+inline Bytes ReadFilePart(const std::filesystem::path& inPath, std::uint64_t inPosition,
+                          std::size_t inCount) {
+    std::ifstream stream(inPath, std::ios::binary);
+    stream.seekg(static_cast<std::streamoff>(inPosition));
+    Bytes bytes(inCount);
+    stream.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(inCount));
+    bytes.resize(static_cast<std::size_t>(stream.gcount()));
+    return bytes;
+}
+
+} // namespace testing_support

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstdint>
+
+namespace testing_support {
+
+/// Repeatable numbers (splitmix64), the same on every platform.
+class Random {
+public:
+    using result_type = std::uint32_t;
+
+    explicit Random(std::uint64_t inSeed) : mState(inSeed) {}
+
+    std::uint64_t Next64() {
+        std::uint64_t z = mState += 0x9E3779B97F4A7C15u;
+        z = (z ^ z >> 30) * 0xBF58476D1CE4E5B9u;
+        z = (z ^ z >> 27) * 0x94D049BB133111EBu;
+        return z ^ z >> 31;
+    }
+    std::uint32_t operator()() { return static_cast<std::uint32_t>(Next64() >> 32); }
+    /// @return a number below inLimit.
+    std::uint32_t Below(std::uint32_t inLimit) { return (*this)() % inLimit; }
+
+    static constexpr std::uint32_t min() { return 0; }
+    static constexpr std::uint32_t max() { return 0xFFFFFFFF; }
+
+private:
+    std::uint64_t mState;
+};
+
+} // namespace testing_support

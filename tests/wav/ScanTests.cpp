@@ -1,0 +1,421 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <sstream>
+#include <stdexcept>
+
+#include "RiffImage.h"
+#include "kelaudiofile/RiffChunkReader.h"
+#include "support/Faults.h"
+#include "support/Random.h"
+
+using namespace kelaudiofile;
+using namespace testing_support;
+using riff::kDataId, riff::kDs64Id, riff::kJunkId;
+
+namespace {
+
+constexpr std::uint32_t kOtherId = bytes::FourCC("othr"), kAviId = bytes::FourCC("AVI "),
+                        kFormId = bytes::FourCC("FORM");
+constexpr auto kNotRiff = RiffChunkReader::kExtendedErrorNotRiff;
+constexpr auto kReadFailed = RiffChunkReader::kExtendedErrorReadFailed;
+constexpr std::uint64_t kGiB = std::uint64_t{1} << 30;
+
+/// Ids as text, if they are.
+std::string Name(std::uint32_t inId) {
+    std::string name;
+    for (int i = 0; i < 4; ++i)
+        name += static_cast<char>(inId >> 8 * i & 0xFF);
+    const bool isText = std::all_of(name.begin(), name.end(), [](char c) { return c >= ' ' && c <= '~'; });
+    return isText ? name : std::to_string(inId);
+}
+
+/// A scan's result in a line, such as "LIST 3@12 data 40@24!": sizes, places of headers, a mark where
+/// recovered. What is as RiffImage makes it is left out: a RIFF size of 0x12345678, the form "WAVE", data 8
+/// bytes behind the header.
+std::string Describe(const RiffChunkReader::RiffFileInfo& inInfo, RiffChunkReader::ExtendedError inError) {
+    std::ostringstream text;
+    if (inError != RiffChunkReader::kExtendedErrorNone)
+        text << (inError == kNotRiff ? "not RIFF " : inError == kReadFailed ? "failed " : "? ");
+    if (inInfo.riffSize != 0x12345678)
+        text << "riff=" << inInfo.riffSize << ' ';
+    if (inInfo.formType != riff::kWaveId)
+        text << "form=" << Name(inInfo.formType) << ' ';
+    for (const auto& chunk : inInfo.chunks) {
+        text << Name(chunk.chunkID) << ' ' << chunk.chunkSize << '@' << chunk.chunkOffset;
+        if (chunk.dataOffset != chunk.chunkOffset + 8)
+            text << " with data at " << chunk.dataOffset;
+        text << (chunk.recoveredTruncated ? "! " : " ");
+    }
+    std::string line = text.str();
+    return line.substr(0, line.find_last_not_of(' ') + 1);
+}
+
+struct ScanCase {
+    const char* name;
+    RiffImage image;
+    std::string result;
+    std::uint64_t fileSize = 0; ///< if not 0, zeros follow the image up to here
+    Bytes end{};                ///< stands behind those zeros
+};
+
+class Scan : public testing::Test {
+protected:
+    RiffChunkReader Read(bool inStreamFlag = false) { return {mFolder.File("file"), inStreamFlag}; }
+    std::string ScanIt(bool inStreamFlag = false) {
+        RiffChunkReader reader = Read(inStreamFlag);
+        return Describe(reader.GetFileInfo(), reader.GetExtendedError());
+    }
+    void Write(const Bytes& inBytes) {
+        std::filesystem::remove(mFolder.Path("file")); // quicker than to empty it
+        WriteFile(mFolder.Path("file"), inBytes);
+    }
+
+    template <typename Cases>
+    void Check(const Cases& inCases) {
+        for (const ScanCase& row : inCases) {
+            SCOPED_TRACE(row.name);
+            Write(row.image.Bytes());
+            if (row.fileSize != 0)
+                std::filesystem::resize_file(mFolder.Path("file"), row.fileSize);
+            PatchFile(mFolder.Path("file"), row.fileSize, row.end);
+            EXPECT_EQ(ScanIt((&row - std::begin(inCases)) % 2 == 1), row.result);
+            EXPECT_EQ(faults::SystemCalls().OpenDescriptors(), 0);
+        }
+    }
+
+    const faults::Scope mScope;
+    const TemporaryFolder mFolder;
+};
+
+} // namespace
+
+TEST_F(Scan, Header) {
+    const auto eight = [] { return RiffImage().Header(kListId, 7); };
+    const RiffImage::Ds64Image ds64 = {.riffSize = 77, .dataSize = 2};
+    const char* const kNothing = "failed riff=0 form=0";
+    const ScanCase kCases[] = {
+        {"RF64 without ds64", RiffImage(riff::kRf64Id).Chunk(kListId, 4), "LIST 4@12"},
+        {"BW64 with ds64", RiffImage(riff::kBw64Id).Ds64(ds64).Chunk(kDataId, 4),
+         "riff=77 ds64 28@12 data 2@48"},
+        {"RIFF with ds64", RiffImage().Ds64(ds64).Chunk(kDataId, 4), "riff=77 ds64 28@12 data 2@48"},
+        {"another form", RiffImage(riff::kRiffId, kAviId).Chunk(kListId, 4), "form=AVI  LIST 4@12"},
+        {"20 bytes: nothing to walk over", eight(), ""},
+        {"21 bytes", eight().Byte(1), "LIST 1@12"},
+        {"another magic", RiffImage(kFormId), "not RIFF riff=0 form=0"},
+        {"11 bytes of another magic", RiffImage(kFormId).Cut(11), kNothing},
+        {"empty", RiffImage().Cut(0), kNothing},
+        {"11 bytes", RiffImage().Cut(11), kNothing},
+        {"12 bytes", RiffImage(), kNothing},
+        {"19 bytes", eight().Cut(19), kNothing},
+        {"ds64 past the end", RiffImage().Ds64(ds64).Cut(47), kNothing},
+    };
+    Check(kCases);
+    std::filesystem::remove(mFolder.Path("file"));
+    EXPECT_EQ(ScanIt(), kNothing);
+    std::filesystem::create_directory(mFolder.Path("file"));
+    EXPECT_EQ(ScanIt(), kNothing);
+}
+
+TEST_F(Scan, SizesAndPadBytes) {
+    const auto list = [](std::uint32_t size) { return RiffImage().Chunk(kListId, size); };
+    const ScanCase kCases[] = {
+        {"two data chunks", RiffImage().Chunk(kDataId, 4).Chunk(kDataId, 2).Chunk(kListId, 6),
+         "data 4@12 data 2@24 LIST 6@34"},
+        {"larger than the file", list(2).Header(kJunkId, 1000).Byte(1, 10), "LIST 2@12 JUNK 10@22"},
+        {"data larger than the file is not recovered", list(2).Header(kDataId, 0xFFFFFFFF).Byte(1, 10),
+         "LIST 2@12 data 10@22"},
+        {"cut to nothing", list(2).Header(kDataId, 5), "LIST 2@12"},
+        {"no size, no id", list(2).Header(kListId, 0).Header(0, 4).Byte(9, 4).Header(0, 0).Chunk(kOtherId, 2),
+         "LIST 2@12 othr 2@50"},
+        {"nonsense at the end", list(2).Byte(0xFF, 9).Chunk(kOtherId, 2), "LIST 2@12 4294967295 11@22"},
+        {"odd chunk with pad byte", list(3).Byte(0).Chunk(kDataId, 4), "LIST 3@12 data 4@24"},
+        {"odd chunk without", list(3).Chunk(kDataId, 4).Chunk(kOtherId, 3), "LIST 3@12 data 4@23 othr 3@35"},
+        {"a pad byte of 1 begins an id", list(3).Byte('x').Append(ToBytes("abc")).Header(2, 0).Byte(9, 2),
+         "LIST 3@12 xabc 2@23"},
+        {"a pad byte, and 8 bytes", list(3).Byte(0).Header(kOtherId, 5), "LIST 3@12"},
+        {"a zero byte at an even place begins an id", list(2).Byte(0).Append({1, 0, 0, 2, 0, 0, 0, 9, 9}),
+         "LIST 2@12 256 2@22"},
+        {"a pad byte before unfinished data", list(3).Byte(0).Header(kDataId, 0).Append(Filling(9)),
+         "LIST 3@12 data 9@24!"},
+    };
+    Check(kCases);
+}
+
+TEST_F(Scan, UnfinishedData) {
+    const auto data = [] { return RiffImage().Header(kDataId, 0); };
+    const ScanCase kCases[] = {
+        {"samples up to the end", data().Append(Filling(50)), "data 50@12!"},
+        {"zeros up to the end", data().Byte(0, 40), "data 40@12!"},
+        {"a good chunk", data().Chunk(kJunkId, 5), "JUNK 5@20"},
+        {"a chunk that ends past the end", data().Header(kListId, 6).Byte(1, 5), "data 13@12!"},
+        {"an empty chunk", data().Header(kListId, 0), "data 8@12!"},
+        {"characters up to 0x7F", data().Chunk(0x7F00017F, 4), "2130706815 4@20"},
+        {"0x80 first", data().Chunk(0x61616180, 4), "data 12@12!"},
+        {"0x80 last", data().Chunk(0x80616161, 4), "data 12@12!"},
+        {"7 bytes behind it", data().Byte(9, 7), ""},
+        {"8 bytes behind it", data().Byte(9, 8), "data 8@12!"},
+        {"ds64 says 0", RiffImage(riff::kRf64Id).Ds64({}).Chunk(kDataId, 12),
+         "riff=0 ds64 28@12 data 12@48!"},
+        {"ds64 says 0, and the size of the chunk behind",
+         RiffImage().Ds64({.rows = {{kListId, 3}}}).Header(kDataId, 1).Header(kListId, 0).Byte(9, 3),
+         "riff=0 ds64 40@12 LIST 3@68"},
+    };
+    Check(kCases);
+}
+
+TEST_F(Scan, Ds64) {
+    const auto sized = [](std::uint32_t size) {
+        return RiffImage().Header(kDs64Id, size).Byte(3, size).Byte(0, size & 1).Chunk(kDataId, 4);
+    };
+    RiffImage::Ds64Image full = {.dataSize = 3, .rows{5459, {kOtherId, 2}}};
+    full.rows[0].second = 1;
+    const ScanCase kCases[] = {
+        {"27 bytes", sized(27), "ds64 27@12 data 4@48"},
+        {"65,537 bytes", sized(65537), "ds64 65537@12 data 4@65558"},
+        {"65,536 bytes, table too large", sized(65536), "riff=217020518514230019 ds64 65536@12 data 4@65556"},
+        {"the largest table, the first row of an id counts", RiffImage().Ds64(full).Chunk(kOtherId, 1),
+         "riff=0 ds64 65536@12 othr 1@65556"},
+        {"a row for data is never reached",
+         RiffImage().Ds64({.dataSize = 3, .rows = {{kDataId, 9}}}).Chunk(kDataId, 3),
+         "riff=0 ds64 40@12 data 3@60"},
+        {"a table larger than the chunk",
+         RiffImage().Ds64({.dataSize = 3, .tableLength = 1}).Chunk(kDataId, 3),
+         "riff=0 ds64 28@12 data 3@48"},
+        {"rows times 12 beyond 32 bits",
+         RiffImage().Ds64({.dataSize = 3, .tableLength = 0x15555556}).Chunk(kDataId, 3),
+         "riff=0 ds64 28@12 data 3@48"},
+        {"a row for id 0", RiffImage().Ds64({.rows = {{0, 4}}}).Byte(0, 24).Chunk(kOtherId, 2),
+         "riff=0 ds64 40@12 othr 2@84"},
+        {"not the first chunk", RiffImage().Chunk(kListId, 2).Ds64({.dataSize = 1}).Chunk(kDataId, 4),
+         "LIST 2@12 ds64 28@22 data 4@58"},
+    };
+    Check(kCases);
+}
+
+// Chunks end where a field at its limit says, with another chunk right behind them; the data between is a
+// hole.
+TEST_F(Scan, SizeFieldsAtTheirLimits) {
+    const Bytes image = RiffImage().Chunk(kListId, 4).Bytes();
+    const Bytes list(image.begin() + riff::header::kBytes, image.end());
+    for (const std::uint64_t size : {0x1ull, 0x7FFFFFFFull, 0x80000000ull, 0xFFFFFFFFull}) {
+        const std::uint64_t end = 20 + size + size % 2;
+        const std::string text = std::to_string(size);
+        const ScanCase kCases[] = {
+            {"chunk", RiffImage().Header(kOtherId, size),
+             "othr " + text + "@12 LIST 4@" + std::to_string(end), end, list},
+            {"data chunk", RiffImage().Header(kDataId, size), "data " + text + "@12", 20 + size},
+            {"data chunk, cut", RiffImage().Header(kDataId, size).Byte(1), "data 1@12"},
+        };
+        SCOPED_TRACE(size);
+        Check(kCases);
+    }
+    const auto large = [](std::uint64_t riffSize, std::uint64_t dataSize, std::uint64_t listSize) {
+        return RiffImage(riff::kRf64Id).Ds64({riffSize, dataSize, {{kListId, listSize}}});
+    };
+    constexpr std::uint64_t kMax = ~std::uint64_t{0}, kSign = kMax / 2 + 1;
+    for (const std::uint64_t size : {kSign - 1, kSign, kMax - 60, kMax, 6 * kGiB}) {
+        SCOPED_TRACE(size);
+        const ScanCase kCases[] = {
+            {"data size, a file cut inside", large(size, size, 0).Header(kDataId, 0xFFFFFFFF),
+             "riff=" + std::to_string(size) + " ds64 40@12 data 5368709052@60", 5 * kGiB},
+            {"row", large(1, 1, size).Header(kListId, 0).Byte(9, 20), "riff=1 ds64 40@12 LIST 20@60"},
+            {"row of the chunk behind an empty data chunk",
+             large(1, 0, size).Header(kDataId, 0).Header(kListId, 1).Byte(9, 20),
+             "riff=1 ds64 40@12 data 28@60!"},
+        };
+        Check(kCases);
+    }
+}
+
+namespace {
+
+/// The scan with nothing in mind but its rules: whole file in memory, one step at a time.
+class LiteralScan {
+public:
+    explicit LiteralScan(const Bytes& inFile) : mFile(inFile) {
+        try {
+            Run();
+        } catch (const std::out_of_range&) {
+            mError = kReadFailed;
+        }
+    }
+    std::string Result() const { return Describe(mInfo, mError); }
+
+private:
+    std::uint64_t At(std::uint64_t inPlace, int inByteCount) const {
+        std::uint64_t value = 0;
+        for (int i = inByteCount - 1; i >= 0; --i)
+            value = value << 8 | mFile.at(static_cast<std::size_t>(inPlace) + static_cast<unsigned>(i));
+        return value;
+    }
+    std::uint64_t SizeAt(std::uint64_t inPlace) const {
+        for (const auto& [id, size] : mSizes)
+            if (id == At(inPlace, 4))
+                return size;
+        return At(inPlace + 4, 4);
+    }
+
+    void List(std::uint32_t inId, std::uint64_t inSize, std::uint64_t inPlace, bool inRecovered) {
+        mInfo.chunks.push_back({inId, static_cast<std::int64_t>(inSize), inPlace, inPlace + 8, inRecovered});
+    }
+
+    void Run() {
+        At(11, 1);
+        const std::uint64_t magic = At(0, 4);
+        if (magic != 0x46464952 && magic != 0x34364652 && magic != 0x34365742) {
+            mError = kNotRiff;
+            return;
+        }
+        const std::uint64_t id = At(12, 4), size = At(16, 4);
+        if (id == 0x34367364 && size >= 28 && size <= 65536) {
+            At(20 + size - 1, 1);
+            mInfo.riffSize = At(20, 8);
+            mSizes.push_back({0x61746164, At(28, 8)});
+            const std::uint64_t rows = At(44, 4);
+            for (std::uint64_t row = 0; 28 + 12 * rows <= size && row < rows; ++row)
+                mSizes.push_back({At(48 + 12 * row, 4), At(52 + 12 * row, 8)});
+        } else {
+            mInfo.riffSize = At(4, 4);
+        }
+        mInfo.formType = static_cast<std::uint32_t>(At(8, 4));
+        Walk();
+    }
+
+    void Walk() {
+        std::uint64_t position = 12, remaining = mFile.size() - 12;
+        while (remaining > 8) {
+            if (position % 2 == 1 && At(position, 1) == 0) {
+                ++position;
+                --remaining;
+            }
+            const auto id = static_cast<std::uint32_t>(At(position, 4));
+            std::uint64_t size = SizeAt(position);
+            remaining -= 8;
+            if (size > remaining)
+                size = remaining;
+            if (id != 0 && size != 0)
+                List(id, size, position, false);
+            if (id == 0x61746164 && size == 0 && remaining >= 8) {
+                const std::uint64_t next = position + 8, nextSize = SizeAt(next);
+                bool looks = nextSize != 0 && nextSize <= remaining - 8;
+                for (std::uint64_t i = 0; i < 4; ++i)
+                    looks = looks && At(next + i, 1) <= 0x7F;
+                if (!looks) {
+                    size = remaining;
+                    List(id, size, position, true);
+                }
+            }
+            remaining -= size;
+            position += 8 + size;
+        }
+    }
+
+    const Bytes& mFile;
+    RiffChunkReader::RiffFileInfo mInfo;
+    RiffChunkReader::ExtendedError mError = RiffChunkReader::kExtendedErrorNone;
+    std::vector<std::pair<std::uint64_t, std::uint64_t>> mSizes;
+};
+
+/// An image out of few ids, sizes at and around limits, runs of zeros, pad bytes, and `ds64` chunks.
+Bytes RandomImage(Random& ioRandom) {
+    const std::array ids = {kDataId,          kDataId,  kListId,
+                            kJunkId,          kOtherId, riff::kFormatId,
+                            std::uint32_t{0}, kDs64Id,  std::uint32_t{0x80616161}};
+    const auto id = [&] { return ids[ioRandom.Below(ids.size())]; };
+    const auto size = [&]() -> std::uint64_t {
+        constexpr std::uint64_t kSizes[] = {0, 0, 1, 8, 0x7FFFFFFF, 0xFFFFFFFF, 1ull << 63, ~0ull};
+        return ioRandom.Below(4) != 0 ? ioRandom.Below(24) : kSizes[ioRandom.Below(8)];
+    };
+    RiffImage image(std::array{riff::kRiffId, riff::kRf64Id, riff::kBw64Id}[ioRandom.Below(3)]);
+    if (ioRandom.Below(2) == 0) {
+        RiffImage::Ds64Image ds64 = {.riffSize = ioRandom.Next64(), .dataSize = size()};
+        for (std::uint32_t rows = ioRandom.Below(4); rows > 0; --rows)
+            ds64.rows.push_back({id(), size()});
+        if (ioRandom.Below(4) == 0)
+            ds64.tableLength = ioRandom.Below(5);
+        image.Ds64(ds64);
+    }
+    for (std::uint32_t pieces = ioRandom.Below(8); pieces > 0; --pieces) {
+        const std::uint64_t dataSize = size();
+        switch (ioRandom.Below(8)) {
+        case 0:
+            image.Byte(0, ioRandom.Below(70));
+            break;
+        case 1:
+            image.Header(id(), dataSize);
+            break;
+        case 2:
+            image.Byte(static_cast<unsigned char>(ioRandom.Below(3)), ioRandom.Below(3));
+            break;
+        case 3:
+            image.Header(kDataId, 0).Append(Filling(ioRandom.Below(10)));
+            break;
+        default:
+            image.Header(id(), dataSize).Append(Filling(dataSize % 32));
+            if (dataSize % 2 == 1 && ioRandom.Below(2) == 0)
+                image.Byte(0);
+        }
+    }
+    if (ioRandom.Below(6) == 0)
+        image.Cut(ioRandom.Below(static_cast<std::uint32_t>(image.Size()) + 1));
+    return image.Bytes();
+}
+
+} // namespace
+
+TEST_F(Scan, AgreesWithThePlainRulesOnRandomImages) {
+    Random random(2);
+    int listed = 0, recovered = 0, failed = 0;
+    for (int i = 0; i < 20'000; ++i) {
+        const Bytes image = RandomImage(random);
+        Write(image);
+        const std::string expected = LiteralScan(image).Result();
+        ASSERT_EQ(ScanIt(), expected) << "image " << i << testing::PrintToString(image);
+        listed += expected.find('@') != std::string::npos;
+        recovered += expected.find('!') != std::string::npos;
+        failed += expected.find("failed") != std::string::npos;
+    }
+    EXPECT_GT(std::min({listed, recovered, failed}), 500) << "the images reach what they are made for";
+}
+
+TEST_F(Scan, FilterKeepsTheOrder) {
+    Write(RiffImage().Chunk(kDataId, 2).Chunk(kListId, 2).Chunk(kDataId, 4).Bytes());
+    RiffChunkReader reader = Read();
+    const auto filtered = [&](std::uint32_t id) {
+        RiffChunkReader::RiffFileInfo info = reader.GetFileInfo();
+        info.chunks = FilterChunkInfo(info.chunks, id);
+        return Describe(info, reader.GetExtendedError());
+    };
+    EXPECT_EQ(GetWaveDataIdentifier(), 0x61746164u);
+    EXPECT_EQ(GetWaveFileFormatIdentifier(), 0x45564157u);
+    EXPECT_EQ(filtered(GetWaveDataIdentifier()), "data 2@12 data 4@32");
+    EXPECT_EQ(filtered(kOtherId), "");
+    EXPECT_TRUE(FilterChunkInfo({}, kDataId).empty());
+}
+
+TEST_F(Scan, SystemCallsGoWithTheBytesReadNotWithTheChunks) {
+    const auto& calls = faults::SystemCalls();
+    const auto scan = [&](const RiffImage& image, std::uint64_t zeros) {
+        WriteFile(mFolder.Path("file"), image.Bytes());
+        std::filesystem::resize_file(mFolder.Path("file"), image.Size() + zeros);
+        faults::SystemCalls() = {};
+        return Read().GetFileInfo().chunks.size();
+    };
+    EXPECT_EQ(scan(RiffImage().Chunk(kDataId, 3).Byte(0), kGiB), 1u);
+    EXPECT_LE(calls.reads, kGiB / 65536 + 10) << "a preallocated tail, by 64 KiB";
+    EXPECT_LE(calls.bytesRead, kGiB + 65536) << "no byte of it twice";
+
+    RiffImage many;
+    for (int i = 0; i < 100'000; ++i)
+        many.Chunk(kListId, 12);
+    EXPECT_EQ(scan(many, 0), 100'000u);
+    EXPECT_LE(calls.calls, many.Size() / 65536 + 20);
+
+    RiffImage empty;
+    for (int i = 0; i < 100'000; ++i)
+        empty.Header(kListId, 0);
+    EXPECT_EQ(scan(empty, 0), 0u);
+    EXPECT_LE(calls.calls, empty.Size() / 65536 + 20);
+}

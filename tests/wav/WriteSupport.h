@@ -1,0 +1,129 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include "bytes/FourCC.h"
+#include "kelaudiofile/WaveFile.h"
+#include "support/Files.h"
+
+namespace wave_tests {
+
+using kelaudiofile::WaveFile;
+using kelaudiofile::bytes::FourCC;
+using kelmediatypes::ChannelLayout;
+using testing_support::Bytes;
+using Error = WaveFile::ExtendedErrorInfo;
+
+inline constexpr std::uint64_t kGiB = std::uint64_t{1} << 30, kLimit = 4 * kGiB;
+
+/// Bytes as they lie on disk, little-endian, one field behind the other.
+class Image {
+public:
+    Image& Text(std::string_view inText) { return Add({inText.begin(), inText.end()}); }
+    Image& U16(std::uint64_t inValue) { return Number(inValue, 2); }
+    Image& U32(std::uint64_t inValue) { return Number(inValue, 4); }
+    Image& U64(std::uint64_t inValue) { return Number(inValue, 8); }
+    Image& Add(const Bytes& inBytes) {
+        mBytes.insert(mBytes.end(), inBytes.begin(), inBytes.end());
+        return *this;
+    }
+    /// A chunk with its pad byte.
+    Image& Chunk(std::string_view inId, const Bytes& inData) {
+        return Text(inId).U32(inData.size()).Add(inData).Add(Bytes(inData.size() % 2));
+    }
+    /// A whole plain file around these bytes.
+    Bytes InRiff() const { return Image().Text("RIFF").U32(mBytes.size() + 4).Text("WAVE").Add(mBytes); }
+    operator Bytes() const { return mBytes; }
+    friend bool operator==(const Bytes& inBytes, const Image& inImage) { return inBytes == inImage.mBytes; }
+
+private:
+    Image& Number(std::uint64_t inValue, int inBytes) {
+        for (int i = 0; i < inBytes; ++i)
+            mBytes.push_back(static_cast<unsigned char>(inValue >> 8 * i));
+        return *this;
+    }
+    Bytes mBytes;
+};
+
+inline Bytes Reserved() {
+    return Image().Chunk("JUNK", testing_support::ToBytes("reserved for RF64 ds64 chunk"));
+}
+
+/// The short form of the `fmt ` chunk's data.
+inline Bytes ShortFormat(unsigned inTag, unsigned inChannels, unsigned inRate, unsigned inBytesPerSample,
+                         unsigned inBits) {
+    return Image()
+        .U16(inTag)
+        .U16(inChannels)
+        .U32(inRate)
+        .U32(inRate * inBytesPerSample * inChannels)
+        .U16(inBytesPerSample * inChannels)
+        .U16(inBits);
+}
+
+struct Format {
+    std::int32_t sampleRate = 44100, channels = 2, bytesPerSample = 2, bits = 16;
+    int sampleType = WaveFile::kIntegerSamples;
+    ChannelLayout layout = kelmediatypes::CreateStereoChannelLayout();
+    bool rf64 = false;
+    bool anyOrder = false; ///< the stream flag
+};
+
+using Handle = std::unique_ptr<WaveFile>;
+
+inline Handle Create(const kelcore::UTF8String& inPath, const Format& inFormat, Error& outError) {
+    return Handle(WaveFile::OpenForWrite(inPath, inFormat.sampleRate, inFormat.channels,
+                                         inFormat.bytesPerSample, inFormat.bits,
+                                         static_cast<WaveFile::SampleType>(inFormat.sampleType),
+                                         inFormat.layout, inFormat.rf64, outError, inFormat.anyOrder));
+}
+inline Handle Create(const kelcore::UTF8String& inPath, const Format& inFormat) {
+    Error error;
+    return Create(inPath, inFormat, error);
+}
+inline Handle OpenForRead(const kelcore::UTF8String& inPath) {
+    Error error;
+    return Handle(WaveFile::OpenForRead(inPath, error, false));
+}
+
+/// A long run of sample bytes in which every place is told from its neighbours: what stands at an offset.
+inline unsigned char SampleByte(std::uint64_t inOffset) {
+    return static_cast<unsigned char>(inOffset * 0x9E3779B97F4A7C15u >> 56);
+}
+inline Bytes SampleBytes(std::uint64_t inOffset, std::size_t inCount) {
+    Bytes bytes(inCount);
+    for (std::size_t i = 0; i < inCount; ++i)
+        bytes[i] = SampleByte(inOffset + i);
+    return bytes;
+}
+
+/// @return the code, or -1 if result and code do not fit each other.
+inline int Write(WaveFile& ioFile, std::uint64_t inOffset, const Bytes& inBytes) {
+    Error error;
+    error.code = -2;
+    const bool written =
+        ioFile.WriteSampleBytes(static_cast<std::int64_t>(inOffset),
+                                static_cast<std::int32_t>(inBytes.size()), inBytes.data(), error);
+    return written == (error.code == Error::kNoError) ? error.code : -1;
+}
+inline int WriteSamples(WaveFile& ioFile, std::uint64_t inOffset, std::size_t inCount) {
+    return Write(ioFile, inOffset, SampleBytes(inOffset, inCount));
+}
+inline bool WriteMetadatum(WaveFile& ioFile, std::uint32_t inId, const Bytes& inData) {
+    return ioFile.StartMetadatumWrite(inId) &&
+           ioFile.MetadatumWrite(inData.data(), static_cast<std::int32_t>(inData.size())) &&
+           ioFile.FinishMetadatumWrite();
+}
+/// @return what stands there; empty if it cannot be read.
+inline Bytes Read(WaveFile& ioFile, std::uint64_t inOffset, std::size_t inCount) {
+    Bytes bytes(inCount + 1);
+    const bool wasRead = ioFile.ReadSampleBytes(static_cast<std::int64_t>(inOffset),
+                                                static_cast<std::int64_t>(inCount), bytes.data());
+    bytes.resize(wasRead ? inCount : 0);
+    return bytes;
+}
+
+} // namespace wave_tests

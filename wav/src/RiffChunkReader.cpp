@@ -1,0 +1,202 @@
+#include "kelaudiofile/RiffChunkReader.h"
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+
+#include "RiffFormat.h"
+#include "bytes/ByteOrder.h"
+#include "kelcore/utility.h"
+
+namespace kelaudiofile {
+
+using kelcore::filesupport::File;
+using kelcore::filesupport::IPlatformByteStream;
+
+namespace {
+
+bool IsMagic(std::uint32_t inId) {
+    return inId == riff::kRiffId || inId == riff::kRf64Id || inId == riff::kBw64Id;
+}
+
+bool IsPlainText(std::uint32_t inId) {
+    char characters[4];
+    kelcore::utility::FourCCToBuffer(inId, characters);
+    return std::all_of(std::begin(characters), std::end(characters),
+                       [](char character) { return static_cast<unsigned char>(character) <= 0x7F; });
+}
+
+} // namespace
+
+/// The walk over one file, with what it has to remember on its way.
+class RiffChunkReader::Scan {
+public:
+    Scan(RiffChunkReader& ioReader, const File& inFile)
+        : mReader(ioReader), mFile(inFile),
+          mStream(inFile, kelcore::utility::Flags<unsigned>(ioReader.mStreamFlag ? 1 : 0)) {}
+
+    void Run() {
+        std::array<bytes::Byte, riff::header::kBytes> header;
+        mStream.ReadBlock(header.data(), riff::header::kBytes);
+        if (!IsMagic(bytes::LoadLittle32(&header[riff::header::kMagic]))) {
+            mReader.mExtendedError = kExtendedErrorNotRiff;
+            return;
+        }
+        mPosition = riff::header::kBytes;
+        if (!ReadDs64())
+            mReader.mFileInfo.riffSize = bytes::LoadLittle32(&header[riff::header::kRiffSize]);
+        mReader.mFileInfo.formType = bytes::LoadLittle32(&header[riff::header::kFormType]);
+        const std::uint64_t fileSize = mFile.Size();
+        mRemaining = fileSize < mPosition ? 0 : fileSize - mPosition;
+        Walk();
+    }
+
+private:
+    struct ChunkHeader {
+        bytes::Byte firstByte;
+        std::uint32_t id;
+        std::uint64_t size;
+    };
+
+    void Walk() {
+        while (mRemaining > riff::chunk::kHeaderBytes) {
+            RiffChunkInfo chunk;
+            const ChunkHeader header = ReadHeaderBehindPadByte();
+            chunk.chunkOffset = mPosition;
+            mRemaining -= riff::chunk::kHeaderBytes;
+            chunk.chunkID = header.id;
+            chunk.dataOffset = mStream.CurPos();
+            std::uint64_t size = std::min(header.size, mRemaining); // a chunk cut by the file's end
+            if (IsUnfinishedData(header.id, size)) {
+                size = mRemaining;
+                chunk.recoveredTruncated = true;
+            }
+            chunk.chunkSize = static_cast<std::int64_t>(size);
+            if (header.id != 0 && size != 0)
+                mReader.mFileInfo.chunks.push_back(chunk);
+            mRemaining -= size;
+            mPosition += riff::chunk::kHeaderBytes + size;
+            if (header.id == 0 && size == 0)
+                SkipEmptyHeaders();
+        }
+    }
+
+    /// Files that pad odd chunks and files that do not both scan: a zero byte at an odd place is a pad byte,
+    /// since no id starts with one.
+    ChunkHeader ReadHeaderBehindPadByte() {
+        mStream.CurPos(mPosition);
+        ChunkHeader header = ReadHeader();
+        if (mPosition % 2 == 1 && header.firstByte == 0) {
+            ++mPosition;
+            --mRemaining;
+            mStream.CurPos(mPosition);
+            header = ReadHeader();
+        }
+        return header;
+    }
+
+    ChunkHeader ReadHeader() {
+        std::array<bytes::Byte, riff::chunk::kHeaderBytes> header;
+        mStream.ReadBlock(header.data(), riff::chunk::kHeaderBytes);
+        const std::uint32_t id = bytes::LoadLittle32(&header[riff::chunk::kId]);
+        return {header[0], id, SizeOf(id, bytes::LoadLittle32(&header[riff::chunk::kSize]))};
+    }
+
+    std::uint64_t SizeOf(std::uint32_t inId, std::uint32_t inHeaderSize) const {
+        const auto& sizes = mReader.mDs64Sizes;
+        const auto row =
+            std::lower_bound(sizes.begin(), sizes.end(), inId,
+                             [](const auto& inRow, auto inSought) { return inRow.first < inSought; });
+        return row != sizes.end() && row->first == inId ? static_cast<std::uint64_t>(row->second)
+                                                        : inHeaderSize;
+    }
+
+    /// A recorder that lost power leaves size 0 in front of its samples. An empty chunk looks the same, so
+    /// what follows decides: if it reads as a chunk header, the chunk is really empty.
+    bool IsUnfinishedData(std::uint32_t inId, std::uint64_t inSize) {
+        if (inId != riff::kDataId || inSize != 0 || mRemaining < riff::chunk::kHeaderBytes)
+            return false;
+        const ChunkHeader next = ReadHeader();
+        const bool looksLikeChunk =
+            next.size != 0 && next.size <= mRemaining - riff::chunk::kHeaderBytes && IsPlainText(next.id);
+        return !looksLikeChunk;
+    }
+
+    /// Eight zero bytes read as a chunk without id and size. A preallocated file has gigabytes of them behind
+    /// its last chunk: as many steps of the walk as they make are taken at once.
+    void SkipEmptyHeaders() {
+        if (mRemaining <= riff::chunk::kHeaderBytes)
+            return;
+        mStream.CurPos(mPosition);
+        const std::uint64_t zeroHeaders = mStream.CountZeroBytes(mRemaining) / riff::chunk::kHeaderBytes;
+        const std::uint64_t skipped = zeroHeaders * riff::chunk::kHeaderBytes;
+        mPosition += skipped;
+        mRemaining -= skipped;
+    }
+
+    /// Takes the 64-bit sizes if the first chunk is a `ds64` of a legal size. @return whether it is.
+    bool ReadDs64() {
+        const ChunkHeader header = ReadHeader();
+        if (header.id != riff::kDs64Id || header.size < riff::ds64::kSmallest ||
+            header.size > riff::ds64::kLargest)
+            return false;
+        std::vector<bytes::Byte> data(static_cast<std::size_t>(header.size));
+        mStream.ReadBlock(data.data(), static_cast<unsigned>(data.size()));
+        mReader.mFileInfo.riffSize = bytes::LoadLittle64(&data[riff::ds64::kRiffSize]);
+        AppendDs64Size(riff::kDataId, bytes::LoadLittle64(&data[riff::ds64::kDataSize]));
+        const std::uint64_t rows = bytes::LoadLittle32(&data[riff::ds64::kTableLength]);
+        if (riff::ds64::kTable + rows * riff::ds64::kRowBytes > data.size())
+            return true;
+        for (std::size_t row = 0; row < rows; ++row) {
+            const auto* place = data.data() + riff::ds64::kTable + row * riff::ds64::kRowBytes;
+            AppendDs64Size(bytes::LoadLittle32(place + riff::ds64::kRowId),
+                           bytes::LoadLittle64(place + riff::ds64::kRowSize));
+        }
+        // Sorted for SizeOf: a table can hold thousands of rows, and each chunk asks. Of two rows for one id
+        // the first in the file still comes first.
+        std::stable_sort(mReader.mDs64Sizes.begin(), mReader.mDs64Sizes.end(),
+                         [](const auto& a, const auto& b) { return a.first < b.first; });
+        return true;
+    }
+
+    void AppendDs64Size(std::uint32_t inId, std::uint64_t inSize) {
+        mReader.mDs64Sizes.emplace_back(inId, static_cast<std::int64_t>(inSize));
+    }
+
+    RiffChunkReader& mReader;
+    const File& mFile;
+    IPlatformByteStream mStream;
+    std::uint64_t mPosition = 0;
+    std::uint64_t mRemaining = 0;
+};
+
+RiffChunkReader::RiffChunkReader(File inFile, bool inStreamFlag) : mStreamFlag(inStreamFlag) {
+    OpenFile(inFile);
+}
+
+void RiffChunkReader::OpenFile(const File& inFile) {
+    try {
+        Scan(*this, inFile).Run();
+    } catch (...) {
+        mExtendedError = kExtendedErrorReadFailed;
+    }
+}
+
+std::vector<RiffChunkReader::RiffChunkInfo>
+FilterChunkInfo(const std::vector<RiffChunkReader::RiffChunkInfo>& chunks, unsigned int id) {
+    const auto hasId = [id](const auto& chunk) { return chunk.chunkID == id; };
+    std::vector<RiffChunkReader::RiffChunkInfo> result;
+    result.reserve(static_cast<std::size_t>(std::count_if(chunks.begin(), chunks.end(), hasId)));
+    std::copy_if(chunks.begin(), chunks.end(), std::back_inserter(result), hasId);
+    return result;
+}
+
+std::uint32_t GetWaveDataIdentifier() {
+    return riff::kDataId;
+}
+
+std::uint32_t GetWaveFileFormatIdentifier() {
+    return riff::kWaveId;
+}
+
+} // namespace kelaudiofile

@@ -1,0 +1,172 @@
+#include "kelaudiofile/RiffChunkWriter.h"
+
+#include <array>
+#include <string_view>
+#include <utility>
+
+#include "RiffFormat.h"
+#include "bytes/ByteOrder.h"
+#include "kelcore/config.h"
+
+namespace kelaudiofile {
+
+using bytes::Byte;
+using bytes::StoreLittle32;
+using bytes::StoreLittle64;
+using kelcore::filesupport::File;
+using kelcore::filesupport::OBufferedByteStream;
+using kelcore::filesupport::OPlatformByteStream;
+
+namespace {
+
+constexpr std::string_view kReservedText = "reserved for RF64 ds64 chunk";
+static_assert(kReservedText.size() == riff::ds64::kTable,
+              "the reserved chunk must have room for ds64 without a table");
+
+constexpr std::uint32_t Size32(std::uint64_t inSize) {
+    return inSize < riff::kLimit32 ? static_cast<std::uint32_t>(inSize) : riff::kSizeElsewhere;
+}
+
+template <typename Function>
+class AtExit {
+public:
+    explicit AtExit(Function inFunction) : mFunction(inFunction) {}
+    AtExit(const AtExit&) = delete;
+    AtExit& operator=(const AtExit&) = delete;
+    ~AtExit() { mFunction(); }
+
+private:
+    Function mFunction;
+};
+
+} // namespace
+
+RiffChunkWriter::~RiffChunkWriter() {
+    try {
+        EndFile(0);
+    } catch (...) {
+        // Whoever wants to know calls EndFile.
+    }
+}
+
+void RiffChunkWriter::Initialize(File inFile, unsigned int formType, bool reserveDs64, bool inStreamFlag) {
+    Reset();
+    if (!inFile.Exists())
+        inFile.Create(false);
+    mPlatformStream = std::make_unique<OPlatformByteStream>(
+        inFile, kelcore::utility::Flags<unsigned>(inStreamFlag ? 1 : 0));
+    mBufferedStream = std::make_unique<OBufferedByteStream>(*mPlatformStream, 32768, 4096);
+
+    std::array<Byte, riff::header::kBytes> header;
+    StoreLittle32(&header[riff::header::kMagic], riff::kRiffId);
+    StoreLittle32(&header[riff::header::kRiffSize], 0);
+    StoreLittle32(&header[riff::header::kFormType], formType);
+    mRiffSizeOffset = mBufferedStream->CurPos() + riff::header::kRiffSize;
+    mBufferedStream->WriteBlock(header.data(), riff::header::kBytes);
+
+    if (reserveDs64) {
+        mDs64Reserved = true;
+        mDs64Offset = StartChunk(riff::kJunkId);
+        mBufferedStream->WriteBlock(kReservedText.data(), static_cast<unsigned>(kReservedText.size()));
+        EndChunk(mDs64Offset, 0);
+    }
+}
+
+// The header goes out as one block: after a failure the stream stands where it stood.
+std::uint64_t RiffChunkWriter::StartChunk(unsigned int id) {
+    const std::uint64_t chunkStart = mBufferedStream->CurPos();
+    std::array<Byte, riff::chunk::kHeaderBytes> header;
+    StoreLittle32(&header[riff::chunk::kId], id);
+    StoreLittle32(&header[riff::chunk::kSize], 0);
+    mCurrentChunkID = id;
+    mBufferedStream->WriteBlock(header.data(), riff::chunk::kHeaderBytes);
+    return chunkStart;
+}
+
+// The data goes first, then the size that counts it. The size does not pass through the buffer, so that a
+// failure leaves the stream where it stood.
+void RiffChunkWriter::EndChunk(std::uint64_t chunkStart, std::uint64_t chunkEnd) {
+    if (chunkEnd == 0)
+        chunkEnd = mBufferedStream->CurPos();
+    const std::uint64_t size = chunkEnd - chunkStart - riff::chunk::kHeaderBytes;
+    if (mCurrentChunkID == riff::kDataId)
+        mDataChunkSize = static_cast<std::int64_t>(size);
+    std::array<Byte, 4> sizeField;
+    StoreLittle32(sizeField.data(), Size32(size));
+    mBufferedStream->Flush();
+    PatchHeader(chunkStart + riff::chunk::kSize, sizeField.data(), sizeField.size());
+    mBufferedStream->CurPos(chunkEnd);
+    if (size % 2 == 1)
+        mBufferedStream->WriteBlock("", 1);
+}
+
+void RiffChunkWriter::PatchHeader(std::uint64_t inPosition, const void* inBytes, unsigned inCount) {
+    mPlatformStream->CurPos(inPosition);
+    mPlatformStream->WriteBlock(inBytes, inCount);
+}
+
+void RiffChunkWriter::EndBlock(std::int64_t sampleCount) {
+    UpdateHeaders(sampleCount);
+}
+
+void RiffChunkWriter::Flush() {
+    if (mBufferedStream)
+        mBufferedStream->Flush();
+}
+
+void RiffChunkWriter::UpdateHeaders(std::int64_t sampleCount) {
+    if (!mPlatformStream)
+        return;
+    const std::uint64_t length = mPlatformStream->Length();
+    const std::uint64_t riffSize = length < 8 ? length : length - 8;
+    std::array<Byte, 4> field;
+    StoreLittle32(field.data(), Size32(riffSize));
+    PatchHeader(mRiffSizeOffset, field.data(), field.size());
+    if (!mDs64Reserved)
+        return;
+    if (riffSize < riff::kLimit32 && static_cast<std::uint64_t>(mDataChunkSize) < riff::kLimit32)
+        return;
+    StoreLittle32(field.data(), riff::kRf64Id);
+    PatchHeader(riff::header::kMagic, field.data(), field.size());
+    WriteDs64(riffSize, sampleCount);
+}
+
+void RiffChunkWriter::WriteDs64(std::uint64_t inRiffSize, std::int64_t sampleCount) {
+    std::array<Byte, riff::chunk::kHeaderBytes + riff::ds64::kTable> chunk;
+    Byte* const data = &chunk[riff::chunk::kHeaderBytes];
+    StoreLittle32(&chunk[riff::chunk::kId], riff::kDs64Id);
+    StoreLittle32(&chunk[riff::chunk::kSize], riff::ds64::kTable);
+    StoreLittle64(data + riff::ds64::kRiffSize, inRiffSize);
+    StoreLittle64(data + riff::ds64::kDataSize, static_cast<std::uint64_t>(mDataChunkSize));
+    StoreLittle64(data + riff::ds64::kSampleCount, static_cast<std::uint64_t>(sampleCount));
+    StoreLittle32(data + riff::ds64::kTableLength, 0);
+    PatchHeader(mDs64Offset, chunk.data(), chunk.size());
+}
+
+void RiffChunkWriter::EndFile(std::int64_t sampleCount) {
+    const AtExit close([this] {
+        kelcore::detail::FunctionalStatistic(true, false);
+        kelcore::config::ExecuteTopLevelFunction(kelcore::config::OneTimeFunction([this] { Reset(); }),
+                                                 nullptr);
+    });
+    if (!mBufferedStream)
+        return; // no header was begun, so there is none to repair
+    try {
+        mBufferedStream->Flush();
+    } catch (...) {
+        UpdateHeaders(sampleCount); // what has reached the file is worth a header that counts it
+        throw;
+    }
+    UpdateHeaders(sampleCount);
+}
+
+void RiffChunkWriter::Reset() {
+    mBufferedStream.reset();
+    mPlatformStream.reset();
+    mRiffSizeOffset = mDs64Offset = 0;
+    mDs64Reserved = false;
+    mCurrentChunkID = 0;
+    mDataChunkSize = 0;
+}
+
+} // namespace kelaudiofile

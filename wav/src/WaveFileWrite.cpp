@@ -1,0 +1,295 @@
+#include <limits>
+#include <utility>
+
+#include "RiffFormat.h"
+#include "WaveFileImpl.h"
+#include "WaveFormatChunkWriter.h"
+
+namespace kelaudiofile {
+
+using kelcore::filesupport::File;
+using kelcore::filesupport::OByteStream;
+
+namespace {
+
+using Error = WaveFile::ExtendedErrorInfo;
+using Format = AudioCharacteristics;
+
+/// Where exceptions of writing end. @return whether there was none.
+template <typename Function>
+bool Succeeds(Function inFunction) noexcept {
+    try {
+        inFunction();
+        return true;
+    } catch (...) {
+        return false;
+    }
+}
+
+bool StartsAmbisonic(const kelmediatypes::ChannelLayout& inLayout) {
+    return !inLayout.empty() && inLayout.front() == kelmediatypes::AudioChannelDescription(134);
+}
+
+/// Puts the marks into a record by which reading knows the sample type again.
+bool MarkSampleType(WaveFile::SampleType inSampleType, AudioCharacteristics& ioRecord) {
+    const bool ambisonic = StartsAmbisonic(ioRecord.channelLayout);
+    switch (inSampleType) {
+    case WaveFile::kIntegerSamples:
+        ioRecord.formatCategory = ambisonic ? Format::kWaveFormatAmbisonicPCM : Format::kWaveFormatPCM;
+        return true;
+    case WaveFile::kFloatSamples_1:
+        ioRecord.formatCategory = ambisonic ? Format::kWaveFormatAmbisonicFloat : Format::kWaveFormatFloat;
+        return true;
+    case WaveFile::kFloatSamples_32768:
+        ioRecord.formatCategory = Format::kWaveFormatPCM;
+        ioRecord.extraFormatBytes = {1, 0};
+        return true;
+    case WaveFile::kFloatSamples_8388608:
+        ioRecord.formatCategory = Format::kWaveFormatPCM;
+        ioRecord.bitsPerSample = 24;
+        ioRecord.bytesPerSample = 4;
+        return true;
+    default:
+        return false;
+    }
+}
+
+File FreshFile(const kelcore::UTF8String& inFilePath) {
+    File file(inFilePath, kelcore::filesupport::kPathStorage);
+    if (file.Exists())
+        file.Delete();
+    return file;
+}
+
+void WriteChunk(RiffChunkWriter& ioWriter, std::uint32_t inId, const std::uint8_t* inData,
+                std::int32_t inSize) {
+    const std::uint64_t chunkStart = ioWriter.StartChunk(inId);
+    ioWriter.GetByteStream()->WriteBlock(inData, static_cast<unsigned>(inSize));
+    ioWriter.EndChunk(chunkStart, 0);
+}
+
+} // namespace
+
+WaveFile* WaveFile::OpenForWrite(const kelcore::UTF8String& inFilePath, std::int32_t inSampleRate,
+                                 std::int32_t inNumChannels, std::int32_t inBytesPerSample,
+                                 std::int32_t inBitDepth, SampleType inSampleType,
+                                 const kelmediatypes::ChannelLayout& inChannelLayout, std::uint32_t inFlags,
+                                 ExtendedErrorInfo& outError, bool inStreamFlag) {
+    outError.code = Error::kNoError;
+    AudioCharacteristics record;
+    record.status = Format::kChunkReadOK;
+    record.sampleRate = static_cast<std::uint32_t>(inSampleRate);
+    record.numChannels = inNumChannels;
+    record.bytesPerSample = inBytesPerSample;
+    record.bitsPerSample = inBitDepth;
+    record.channelLayout = inChannelLayout;
+    record.containerKind = (inFlags & 1) != 0 ? Impl::kRf64Container : Impl::kRiffContainer;
+    if (!MarkSampleType(inSampleType, record)) {
+        outError.code = Error::kBadFormat;
+        return nullptr;
+    }
+    record.validBitsPerSample = record.bitsPerSample;
+
+    const File file = FreshFile(inFilePath);
+    auto waveFile = std::make_unique<WaveFile>();
+    if (!waveFile->mImpl->StartWriting(file, record, inSampleType, nullptr, 0, outError, inStreamFlag))
+        return nullptr;
+    return waveFile.release();
+}
+
+WaveFile* WaveFile::OpenForCompessedWrite(const kelcore::UTF8String& inFilePath,
+                                          const std::uint8_t* inFormatChunk, std::int32_t inFormatChunkSize,
+                                          std::uint32_t, ExtendedErrorInfo& outError, bool inStreamFlag) {
+    const File file = FreshFile(inFilePath);
+    auto waveFile = std::make_unique<WaveFile>();
+    if (!waveFile->mImpl->StartWriting(file, AudioCharacteristics(), kNoSampleType, inFormatChunk,
+                                       inFormatChunkSize, outError, inStreamFlag))
+        return nullptr;
+    return waveFile.release();
+}
+
+bool WaveFile::Impl::StartWriting(const File& inFile, const AudioCharacteristics& inRecord,
+                                  SampleType inSampleType, const std::uint8_t* inFormatChunk,
+                                  std::int32_t inFormatChunkSize, ExtendedErrorInfo& outError,
+                                  bool inStreamFlag) {
+    writing = true;
+    file = inFile;
+    audioCharacteristics = writeCharacteristics = inRecord;
+    streamFlag = inStreamFlag;
+    sampleType = inSampleType;
+    sampleRate = static_cast<std::int32_t>(inRecord.sampleRate);
+    numChannels = inRecord.numChannels;
+    bytesPerSample = inRecord.bytesPerSample;
+    bitDepth = inRecord.bitsPerSample;
+
+    const bool started = Succeeds([&] {
+        chunkWriter.Initialize(file, GetWaveFileFormatIdentifier(), MayBeRf64(), streamFlag);
+        if (inFormatChunk != nullptr && inFormatChunkSize > 0)
+            WriteChunk(chunkWriter, WaveFormatChunkReader::GetChunkID(), inFormatChunk, inFormatChunkSize);
+        else
+            WriteWaveFormatChunk(chunkWriter, inRecord);
+    });
+    if (!started) {
+        Succeeds([this] { chunkWriter.EndFile(0); });
+        outError.code = Error::kOpenForWriteFailed;
+    }
+    return started;
+}
+
+bool WaveFile::WriteSampleBytes(std::int64_t inOffset, std::int32_t inByteCount, const std::uint8_t* inBuffer,
+                                ExtendedErrorInfo& outError) {
+    outError.code = Error::kNoError;
+    if (!mImpl->TakesBlock(inOffset, inByteCount, inBuffer)) {
+        outError.code = Error::kWriteRefused;
+        return false;
+    }
+    if (!Succeeds([&] { mImpl->WriteBlock(inOffset, inByteCount, inBuffer); })) {
+        outError.code = Error::kWriteFailed;
+        return false;
+    }
+    return true;
+}
+
+bool WaveFile::Impl::TakesBlock(std::int64_t inOffset, std::int32_t inByteCount,
+                                const std::uint8_t* inBuffer) const {
+    if (!chunkWriter.IsInitialized() || metadatumChunkHandle != 0)
+        return false;
+    if (inOffset < 0 || inByteCount < 0 || (inBuffer == nullptr && inByteCount != 0))
+        return false;
+    if (inOffset > std::numeric_limits<std::int64_t>::max() - inByteCount)
+        return false;
+    if (!streamFlag && inOffset != nextSampleByte)
+        return false;
+    if (dataChunkEnded) // what came before is closed, and the one `data` size of an RF64 file is taken
+        return !MayBeRf64() && inOffset >= nextSampleByte;
+    return static_cast<std::uint64_t>(inOffset) >= dataChunkStart;
+}
+
+void WaveFile::Impl::WriteBlock(std::int64_t inOffset, std::int32_t inByteCount,
+                                const std::uint8_t* inBuffer) {
+    if (dataChunkHandle == 0)
+        StartDataChunk(dataChunkEnded ? inOffset : 0);
+    const std::uint64_t chunkBytes =
+        static_cast<std::uint64_t>(inOffset) + static_cast<std::uint64_t>(inByteCount) - dataChunkStart;
+    if (!MayBeRf64() && chunkBytes >= riff::kLimit32) {
+        EndDataChunk();
+        StartDataChunk(inOffset);
+    }
+    OByteStream& stream = *chunkWriter.GetByteStream();
+    const std::uint64_t position =
+        dataChunkHandle + riff::chunk::kHeaderBytes + static_cast<std::uint64_t>(inOffset) - dataChunkStart;
+    if (stream.CurPos() != position)
+        stream.CurPos(position);
+    stream.WriteBlock(inBuffer, static_cast<unsigned>(inByteCount));
+    nextSampleByte = inOffset + inByteCount;
+}
+
+void WaveFile::Impl::StartDataChunk(std::int64_t inOffset) {
+    MendBrokenChunk();
+    dataChunkHandle = chunkWriter.StartChunk(GetWaveDataIdentifier());
+    dataChunkStart = static_cast<std::uint64_t>(inOffset);
+    dataChunkEnded = false;
+}
+
+/// The file position where the last block ended.
+std::uint64_t WaveFile::Impl::EndOfSamples() const {
+    const auto next = static_cast<std::uint64_t>(nextSampleByte);
+    return dataChunkHandle + riff::chunk::kHeaderBytes + (next > dataChunkStart ? next - dataChunkStart : 0);
+}
+
+/// An earlier failure may have left the stream elsewhere, and a checkpoint may have left a pad byte behind
+/// the samples: where they end does not go by the stream.
+void WaveFile::Impl::EndDataChunk() {
+    chunkWriter.EndChunk(dataChunkHandle, EndOfSamples());
+}
+
+/// Ends a chunk that is given up, whether its size can be written or not.
+bool WaveFile::Impl::EndForGood(std::uint64_t& ioHandle, std::uint64_t inEnd) {
+    brokenChunk = std::exchange(ioHandle, 0);
+    brokenChunkEnd = inEnd;
+    return Succeeds([this] { MendBrokenChunk(); });
+}
+
+/// Behind a chunk with a wrong size nothing would be found again, so the size is due before anything follows.
+void WaveFile::Impl::MendBrokenChunk() {
+    if (brokenChunk == 0)
+        return;
+    chunkWriter.EndChunk(brokenChunk, brokenChunkEnd);
+    brokenChunk = 0;
+}
+
+std::int64_t WaveFile::Impl::FramesWritten() const {
+    const std::int64_t frameBytes =
+        std::int64_t{writeCharacteristics.numChannels} * writeCharacteristics.bytesPerSample;
+    return frameBytes == 0 ? 0 : nextSampleByte / frameBytes;
+}
+
+bool WaveFile::FinishBlock() {
+    Impl& impl = *mImpl;
+    if (!impl.chunkWriter.IsInitialized())
+        return false;
+    const bool delivered = Succeeds([&impl] {
+        if (impl.dataChunkHandle == 0) {
+            impl.MendBrokenChunk();
+            impl.chunkWriter.Flush();
+        } else {
+            impl.EndDataChunk();
+            impl.chunkWriter.GetByteStream()->CurPos(
+                impl.EndOfSamples()); // delivers a pad byte, and goes back over it
+        }
+    });
+    const bool counted = Succeeds([&impl] { impl.chunkWriter.EndBlock(impl.FramesWritten()); });
+    return delivered && counted;
+}
+
+bool WaveFile::FinishSamples() {
+    Impl& impl = *mImpl;
+    if (!impl.chunkWriter.IsInitialized())
+        return false;
+    if (impl.dataChunkHandle == 0)
+        return Succeeds([&impl] { impl.MendBrokenChunk(); });
+    impl.dataChunkEnded = true;
+    return impl.EndForGood(impl.dataChunkHandle, impl.EndOfSamples());
+}
+
+bool WaveFile::StartMetadatumWrite(std::uint32_t inChunkID) {
+    Impl& impl = *mImpl;
+    if (!impl.chunkWriter.IsInitialized() || impl.dataChunkHandle != 0 || impl.metadatumChunkHandle != 0)
+        return false;
+    return Succeeds([&] {
+        impl.MendBrokenChunk();
+        impl.metadatumChunkHandle = impl.chunkWriter.StartChunk(inChunkID);
+    });
+}
+
+bool WaveFile::MetadatumWrite(const std::uint8_t* inBuffer, std::int32_t inByteCount) {
+    Impl& impl = *mImpl;
+    if (!impl.chunkWriter.IsInitialized() || impl.dataChunkHandle != 0)
+        return false;
+    if (inByteCount < 0 || (inBuffer == nullptr && inByteCount != 0))
+        return false;
+    return Succeeds([&] {
+        impl.MendBrokenChunk();
+        impl.chunkWriter.GetByteStream()->WriteBlock(inBuffer, static_cast<unsigned>(inByteCount));
+    });
+}
+
+bool WaveFile::FinishMetadatumWrite() {
+    Impl& impl = *mImpl;
+    if (!impl.chunkWriter.IsInitialized())
+        return false;
+    if (impl.metadatumChunkHandle == 0)
+        return Succeeds([&impl] { impl.MendBrokenChunk(); });
+    return impl.EndForGood(impl.metadatumChunkHandle, impl.chunkWriter.GetByteStream()->CurPos());
+}
+
+bool WaveFile::FinishWrite() {
+    Impl& impl = *mImpl;
+    if (!impl.chunkWriter.IsInitialized())
+        return false;
+    const bool mended = Succeeds([&impl] { impl.MendBrokenChunk(); });
+    const bool ended = Succeeds([&impl] { impl.chunkWriter.EndFile(impl.FramesWritten()); });
+    return mended && ended;
+}
+
+} // namespace kelaudiofile

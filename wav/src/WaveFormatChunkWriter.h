@@ -1,0 +1,28 @@
+#pragma once
+
+#include "kelaudiofile/RiffChunkWriter.h"
+#include "kelaudiofile/WaveFormatChunkReader.h"
+#include "kelcore/debug.h"
+
+namespace kelaudiofile {
+
+/// Writes a whole `fmt ` chunk at the writer's position, in the shortest form that says what the record says.
+/// The tag is derived from the category; status, format tag and container kind play no part. Nothing in the
+/// record is refused: a category that is not written as such is written as PCM. What the stream throws passes
+/// through.
+///
+/// Two debug settings force a form: with "kelaudiofile.SpecifyWaveFormatStruct" at "true",
+/// "kelaudiofile.WaveFormatStructSize" is the size of the structure: 14, 16, 18 or 40. Other sizes below 18
+/// give an empty chunk, other sizes above 18 the extension bytes alone.
+void WriteWaveFormatChunk(RiffChunkWriter& writer, const AudioCharacteristics& characteristics);
+
+/// @return true exactly when the setting is "true"; the default if it is not set.
+bool ReadDebugBool(const kelcore::debug::DebugDatabase& database, const kelcore::UTF8String& key,
+                   bool defaultValue);
+
+/// @return the leading decimal number of the setting, which may have a minus sign; 0 if there is none or it
+/// does not fit; the default if the setting is not set.
+int ReadDebugInt32(const kelcore::debug::DebugDatabase& database, const kelcore::UTF8String& key,
+                   int defaultValue);
+
+} // namespace kelaudiofile
