@@ -23,11 +23,11 @@ using kelaudiofile::WaveFile;
 using peers::Planes;
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr std::int64_t kFrames = 48'000 * 20;
-constexpr std::int64_t kBlockFrames = 4096; ///< when encoding
+/// Samples in each file, whatever their kind: the size of the caches must not tell the rows apart.
+constexpr std::int64_t kFileBytes = 4 << 20;
 
-/// When decoding: the rule that DeInterleave.h gives, a block that stays in the nearest cache.
-std::int64_t DecodeBlockFrames(std::int64_t inFrameBytes) {
+/// The rule that DeInterleave.h gives: a block that stays in the nearest cache.
+std::int64_t BlockFrames(std::int64_t inFrameBytes) {
     return std::max<std::int64_t>(16384 / inFrameBytes, 64);
 }
 
@@ -77,10 +77,11 @@ std::unique_ptr<WaveFile> Create(const std::string& inPath, const Kind& inKind, 
     return file;
 }
 
-/// Sample bytes that are a signal in every kind: floats must not be taken for integers, and none may be odd.
-Bytes MakeSamples(const Kind& inKind, std::int64_t inCount) {
-    Bytes bytes(static_cast<std::size_t>(inCount * inKind.bytesPerSample));
-    for (std::int64_t i = 0; i < inCount; ++i) {
+/// Whole samples that are a signal in every kind: floats must not be taken for integers, and none may be odd.
+Bytes MakeSamples(const Kind& inKind, std::int64_t inByteCount) {
+    const std::int64_t count = inByteCount / inKind.bytesPerSample;
+    Bytes bytes(static_cast<std::size_t>(count * inKind.bytesPerSample));
+    for (std::int64_t i = 0; i < count; ++i) {
         const double value = std::sin(static_cast<double>(i) * 0.01) * 0.9;
         std::uint8_t* const out = &bytes[static_cast<std::size_t>(i * inKind.bytesPerSample)];
         if (inKind.sampleType == WaveFile::kFloatSamples_1) {
@@ -111,7 +112,7 @@ void Decode(const std::string& inPath, Bytes& ioBlock, Planes& outPlanes, const 
     const auto file = Open(inPath);
     const std::int32_t channels = file->GetNumChannels(), bytesPerSample = file->GetBytesPerSample();
     const std::int64_t frameBytes = std::int64_t{channels} * bytesPerSample;
-    const std::int64_t blockFrames = DecodeBlockFrames(frameBytes);
+    const std::int64_t blockFrames = BlockFrames(frameBytes);
     const auto deinterleave = kelaudiofile::GetDeinterleaveFunction(*file);
     const std::int64_t count = file->GetSampleCount();
     for (std::int64_t start = 0; start < count; start += blockFrames) {
@@ -150,8 +151,6 @@ Planes AllSamples(Planes& ioPlanes, Decoder inDecode) {
             all[channel].insert(all[channel].end(), ioPlanes[channel].begin(),
                                 ioPlanes[channel].begin() + inFrames);
     });
-    Require(static_cast<std::int64_t>(all[0].size()) == kFrames,
-            "a decoder delivers another number of frames");
     return all;
 }
 
@@ -160,21 +159,24 @@ void CompareDecoding(const std::string& inFolder) {
         for (std::size_t c = 0; c < std::size(kChannels); ++c) {
             const std::int32_t channels = kChannels[c];
             const std::string path = inFolder + "/decode.wav";
-            const std::int64_t blockFrames = DecodeBlockFrames(std::int64_t{channels} * kind.bytesPerSample);
-            const Bytes samples = MakeSamples(kind, kFrames * channels);
+            const std::int64_t frameBytes = std::int64_t{channels} * kind.bytesPerSample;
+            const std::int64_t blockFrames = BlockFrames(frameBytes);
+            const Bytes samples = MakeSamples(kind, kFileBytes / frameBytes * frameBytes);
             WriteBlocks(*Create(path, kind, channels), samples, 1 << 20);
-            Bytes block(static_cast<std::size_t>(blockFrames * channels * kind.bytesPerSample));
+            Bytes block(static_cast<std::size_t>(blockFrames * frameBytes));
             Planes planes = MakePlanes(channels, blockFrames);
             const auto job = "decode " + std::string(kind.name) + ", " + std::to_string(channels) +
                              (channels == 1 ? " channel" : " channels");
             const auto decode = [&](const peers::BlockDone& inDone) { Decode(path, block, planes, inDone); };
             const auto timedDecode = [&] { decode({}); };
+            const Planes ours = AllSamples(planes, decode);
+            Require(ours[0].size() * static_cast<std::size_t>(frameBytes) == samples.size(),
+                    "frames decoded");
             for (const auto& peer : peers::FindPeers()) {
                 const auto peerDecode = [&](const peers::BlockDone& inDone) {
                     peer.decode(path, blockFrames, planes, inDone);
                 };
-                Require(AllSamples(planes, decode) == AllSamples(planes, peerDecode),
-                        "a peer decodes other samples");
+                Require(AllSamples(planes, peerDecode) == ours, "a peer decodes other samples");
                 const double goal = std::strcmp(peer.name, "libsndfile") == 0 ? kind.goals[c] : 0;
                 compare::PrintRow(job, peer.name, compare::Speed(timedDecode, [&] { peerDecode({}); }), goal);
             }
@@ -200,41 +202,39 @@ void CompareEncoding(const std::string& inFolder) {
         for (const std::int32_t channels : kChannels) {
             const std::string path = inFolder + "/encode.wav", plainPath = inFolder + "/plain.raw";
             const std::int64_t frameBytes = std::int64_t{channels} * encoding.kind.bytesPerSample;
-            Planes planes = MakePlanes(channels, kFrames);
+            const std::int64_t blockFrames = BlockFrames(frameBytes), frames = kFileBytes / frameBytes;
+            Planes planes = MakePlanes(channels, blockFrames);
             for (std::size_t channel = 0; channel < planes.size(); ++channel)
                 for (std::size_t i = 0; i < planes[channel].size(); ++i)
                     planes[channel][i] = std::sin(static_cast<float>(i * (channel + 1)) * 0.01f) * 0.9f;
-            Bytes block(static_cast<std::size_t>(kBlockFrames * frameBytes));
-            const auto interleaveBlock = [&](std::int64_t inStart, std::int64_t inFrames) {
-                for (std::int32_t channel = 0; channel < channels; ++channel)
-                    encoding.interleave(planes[static_cast<std::size_t>(channel)].data() + inStart,
-                                        block.data() + channel * encoding.kind.bytesPerSample,
-                                        static_cast<std::int32_t>(inFrames), channels);
+            Bytes block(static_cast<std::size_t>(blockFrames * frameBytes));
+            const auto forEachBlock = [=](auto inDo) {
+                for (std::int64_t start = 0; start < frames; start += blockFrames)
+                    inDo(start * frameBytes, std::min(blockFrames, frames - start));
             };
-            // Both write over one file again and again: making fresh pages would hide what is compared.
             const auto encode = [&] {
                 const auto file = Create(path, encoding.kind, channels);
                 WaveFile::ExtendedErrorInfo error;
-                for (std::int64_t start = 0; start < kFrames; start += kBlockFrames) {
-                    const std::int64_t frames = std::min(kBlockFrames, kFrames - start);
-                    interleaveBlock(start, frames);
-                    Require(file->WriteSampleBytes(start * frameBytes,
-                                                   static_cast<std::int32_t>(frames * frameBytes),
+                forEachBlock([&](std::int64_t inOffset, std::int64_t inFrames) {
+                    for (std::int32_t channel = 0; channel < channels; ++channel)
+                        encoding.interleave(planes[static_cast<std::size_t>(channel)].data(),
+                                            block.data() + channel * encoding.kind.bytesPerSample,
+                                            static_cast<std::int32_t>(inFrames), channels);
+                    Require(file->WriteSampleBytes(inOffset, static_cast<std::int32_t>(inFrames * frameBytes),
                                                    block.data(), error),
                             "write");
-                }
+                });
                 Require(file->FinishSamples() && file->FinishWrite(), "FinishWrite");
             };
             const auto writeAlone = [&] {
                 ::unlink(plainPath.c_str());
                 const CloseDescriptor file(::open(plainPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644));
-                for (std::int64_t start = 0; start < kFrames; start += kBlockFrames) {
-                    const auto count =
-                        static_cast<std::size_t>(std::min(kBlockFrames, kFrames - start) * frameBytes);
-                    Require(::pwrite(file.descriptor, block.data(), count,
-                                     static_cast<off_t>(start * frameBytes)) == static_cast<ssize_t>(count),
+                forEachBlock([&](std::int64_t inOffset, std::int64_t inFrames) {
+                    const auto count = static_cast<std::size_t>(inFrames * frameBytes);
+                    Require(::pwrite(file.descriptor, block.data(), count, static_cast<off_t>(inOffset)) ==
+                                static_cast<ssize_t>(count),
                             "pwrite");
-                }
+                });
             };
             encode();
             writeAlone();
@@ -251,7 +251,7 @@ void CompareEncoding(const std::string& inFolder) {
 /// Blocks as a recorder has them, below and above the write buffer.
 void CompareWriting(const std::string& inFolder) {
     const std::string path = inFolder + "/write.wav", plainPath = inFolder + "/write.raw";
-    const Bytes samples = MakeSamples(kKinds[0], kFrames * 2);
+    const Bytes samples = MakeSamples(kKinds[0], kFileBytes);
     for (const std::size_t blockBytes : {std::size_t{4096}, std::size_t{65536}}) {
         const auto write = [&] {
             WriteBlocks(*Create(path, kKinds[0], 2), samples, static_cast<std::int32_t>(blockBytes));
@@ -273,7 +273,7 @@ void CompareWriting(const std::string& inFolder) {
 
 void CompareOpening(const std::string& inFolder) {
     const std::string path = inFolder + "/small.wav";
-    WriteBlocks(*Create(path, kKinds[0], 2), MakeSamples(kKinds[0], 2000), 1 << 20);
+    WriteBlocks(*Create(path, kKinds[0], 2), MakeSamples(kKinds[0], 4000), 1 << 20);
     for (const auto& peer : peers::FindPeers())
         compare::PrintRow("open a small file", peer.name,
                           compare::Speed([&] { Open(path); }, [&] { peer.open(path); }),
@@ -282,9 +282,9 @@ void CompareOpening(const std::string& inFolder) {
 
 void CompareHashing(const std::string& inFolder) {
     const std::string path = inFolder + "/hash.wav";
-    WriteBlocks(*Create(path, kKinds[0], 2), MakeSamples(kKinds[0], kFrames * 2), 1 << 20);
+    WriteBlocks(*Create(path, kKinds[0], 2), MakeSamples(kKinds[0], kFileBytes), 1 << 20);
     Bytes block(16384);
-    Planes planes = MakePlanes(2, DecodeBlockFrames(4));
+    Planes planes = MakePlanes(2, BlockFrames(4));
     std::uint64_t fed = 0;
     const auto hash = [&] {
         fed = 0;
@@ -293,7 +293,7 @@ void CompareHashing(const std::string& inFolder) {
             kelcore::ToUTF8String(path), false);
     };
     hash();
-    Require(fed == static_cast<std::uint64_t>(kFrames) * 2 * sizeof(float), "hash");
+    Require(fed == kFileBytes / 2 * sizeof(float), "hash");
     compare::PrintRow("hash 16 bit, 2 channels", "decode of the same file",
                       compare::Speed(hash, [&] { Decode(path, block, planes, {}); }), 0.9);
 }

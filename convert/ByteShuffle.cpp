@@ -2,6 +2,7 @@
 
 #if defined(__x86_64__)
 
+#include <array>
 #include <atomic>
 #include <cpuid.h>
 #include <immintrin.h>
@@ -22,68 +23,142 @@ bool AskForAvx2() {
     return savesVectors && __get_cpuid_count(7, 0, &eax, &ebx, &ecx, &edx) && (ebx & bit_AVX2);
 }
 
+enum : int { kUnknown, kNo, kYes };
+std::atomic<int> shuffles = kUnknown;
+
 /// Under virtualisation the question takes longer than a block of samples, so it is put once, and not before
 /// it matters. Threads that put it at the same time get the same answer.
-bool HasAvx2() {
-    enum : int { kUnknown, kNo, kYes };
-    static std::atomic<int> answer = kUnknown;
-    int known = answer.load(std::memory_order_relaxed);
+bool Shuffles() {
+    int known = shuffles.load(std::memory_order_relaxed);
     if (known == kUnknown) {
         known = AskForAvx2() ? kYes : kNo;
-        answer.store(known, std::memory_order_relaxed);
+        shuffles.store(known, std::memory_order_relaxed);
     }
     return known == kYes;
 }
 
-KELAUDIOFILE_AVX2 __m256i Load32(const Byte* in) {
-    return _mm256_loadu_si256(reinterpret_cast<const __m256i*>(in));
+constexpr int kHalf = 16; ///< bytes of a vector within which they can be moved
+
+/// For each byte of half a vector, the byte that is to come there, or -1 for a zero.
+using Places = std::array<signed char, kHalf>;
+
+/// @return where four samples come from that are to lie in the upper bytes of lanes, the first of them at
+/// inFirst. Bytes that are not in this half are left out: they come from another one.
+constexpr Places PlacesOf(int inBytes, int inStep, int inFirst) {
+    Places places{};
+    for (int lane = 0; lane < 4; ++lane)
+        for (int b = 0; b < 4; ++b) {
+            const int place = inFirst + lane * inStep + b - (4 - inBytes);
+            const bool isHere = b >= 4 - inBytes && place >= 0 && place < kHalf;
+            places[static_cast<std::size_t>(4 * lane + b)] = static_cast<signed char>(isHere ? place : -1);
+        }
+    return places;
 }
 
-/// @param inUpper  samples in the upper three bytes of each lane.
+template <int kBytes>
+constexpr int kLastStep = kHalf - kBytes;
+
+/// What makes four samples of a half that starts with the first one, and of one that starts with the third,
+/// by the bytes from one sample to the next.
+struct Moves {
+    Places fromFirst, fromThird;
+};
+
+template <int kBytes>
+constexpr auto kMoves = [] {
+    std::array<Moves, kLastStep<kBytes> + 1> moves{};
+    for (int step = 0; step <= kLastStep<kBytes>; ++step)
+        moves[static_cast<std::size_t>(step)] = {PlacesOf(kBytes, step, 0),
+                                                 PlacesOf(kBytes, step, -2 * step)};
+    return moves;
+}();
+
+KELAUDIOFILE_AVX2 __m128i LoadHalf(const void* in) {
+    return _mm_loadu_si128(static_cast<const __m128i*>(in));
+}
+
+KELAUDIOFILE_AVX2 __m256i LoadVector(const void* in) {
+    return _mm256_loadu_si256(static_cast<const __m256i*>(in));
+}
+
+KELAUDIOFILE_AVX2 __m256i LoadHalves(const Byte* inLower, const Byte* inUpper) {
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(LoadHalf(inLower)), LoadHalf(inUpper), 1);
+}
+
+KELAUDIOFILE_AVX2 __m256i InBothHalves(const Places& inPlaces) {
+    return _mm256_broadcastsi128_si256(LoadHalf(inPlaces.data()));
+}
+
+/// @param inUpper  samples in the upper bytes of each lane.
 KELAUDIOFILE_AVX2 void StoreFloats(Byte* out, __m256i inUpper) {
     const __m256 floats = _mm256_mul_ps(_mm256_cvtepi32_ps(inUpper), _mm256_set1_ps(0x1p-31f));
     _mm256_storeu_ps(reinterpret_cast<float*>(out), floats);
 }
 
-// Eight samples a turn. Bytes move within each half of a vector alone, and -1 stands for a zero.
+// Eight samples a turn, as long as no load reaches behind the last one.
 
-KELAUDIOFILE_AVX2 std::size_t GatherMono(const Byte* in, Byte* out, std::size_t inCount) {
-    const __m256i fourInEachHalf = _mm256_setr_epi32(0, 1, 2, 3, 3, 4, 5, 6);
-    const __m256i places = _mm256_setr_epi8(-1, 0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11,  //
-                                            -1, 0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11); //
-    constexpr std::size_t kSamplesRead = 11; // 32 of their 33 bytes
+/// Four samples within half a vector.
+KELAUDIOFILE_AVX2 std::size_t GatherFours(const Byte* in, Byte* out, std::size_t inByteCount,
+                                          std::size_t inStep, const Moves& inMoves) {
+    const __m256i places = InBothHalves(inMoves.fromFirst);
     std::size_t i = 0;
-    for (; i + kSamplesRead <= inCount; i += 8) {
-        const __m256i samples = _mm256_permutevar8x32_epi32(Load32(in + 3 * i), fourInEachHalf);
-        StoreFloats(out + 4 * i, _mm256_shuffle_epi8(samples, places));
+    for (; (i + 4) * inStep + kHalf <= inByteCount; i += 8) {
+        const Byte* const samples = in + i * inStep;
+        StoreFloats(out + i * sizeof(float),
+                    _mm256_shuffle_epi8(LoadHalves(samples, samples + 4 * inStep), places));
     }
     return i;
 }
 
-KELAUDIOFILE_AVX2 std::size_t GatherStereo(const Byte* in, Byte* out, std::size_t inCount) {
-    // The samples start at bytes 0, 6, ... 42. The sixth has a byte in the second load.
-    const __m256i placesFrom0 =
-        _mm256_setr_epi8(-1, 0, 1, 2, -1, 6, 7, 8, -1, 12, 13, 14, -1, -1, -1, -1,      //
-                         -1, 8, 9, 10, -1, 14, 15, -1, -1, -1, -1, -1, -1, -1, -1, -1); //
-    const __m256i placesFrom16 =
-        _mm256_setr_epi8(-1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 2, 3, 4, //
-                         -1, -1, -1, -1, -1, -1, -1, 0, -1, 4, 5, 6, -1, 10, 11, 12); //
-    constexpr std::size_t kSamplesRead = 9; // 48 of the 51 bytes up to the ninth's last
+/// Two samples within half a vector.
+KELAUDIOFILE_AVX2 std::size_t GatherPairs(const Byte* in, Byte* out, std::size_t inByteCount,
+                                          std::size_t inStep, const Moves& inMoves) {
+    const __m256i fromFirst = InBothHalves(inMoves.fromFirst), fromThird = InBothHalves(inMoves.fromThird);
     std::size_t i = 0;
-    for (; i + kSamplesRead <= inCount; i += 8) {
-        const __m256i first = _mm256_shuffle_epi8(Load32(in + 6 * i), placesFrom0);
-        const __m256i second = _mm256_shuffle_epi8(Load32(in + 6 * i + 16), placesFrom16);
-        StoreFloats(out + 4 * i, _mm256_or_si256(first, second));
+    for (; (i + 6) * inStep + kHalf <= inByteCount; i += 8) {
+        const Byte* const samples = in + i * inStep;
+        const __m256i first = LoadHalves(samples, samples + 4 * inStep);
+        const __m256i second = LoadHalves(samples + 2 * inStep, samples + 6 * inStep);
+        StoreFloats(out + i * sizeof(float), _mm256_or_si256(_mm256_shuffle_epi8(first, fromFirst),
+                                                             _mm256_shuffle_epi8(second, fromThird)));
+    }
+    return i;
+}
+
+/// Six bytes from one to the next, as in 24-bit stereo: eight samples lie within three halves, which takes
+/// two loads where pairs take four.
+template <int kBytes>
+KELAUDIOFILE_AVX2 std::size_t GatherSixes(const Byte* in, Byte* out, std::size_t inByteCount) {
+    constexpr int kFifth = 4 * 6;
+    static constexpr Places kFirst[] = {PlacesOf(kBytes, 6, 0), PlacesOf(kBytes, 6, kFifth - kHalf)},
+                            kSecond[] = {PlacesOf(kBytes, 6, -kHalf),
+                                         PlacesOf(kBytes, 6, kFifth - 2 * kHalf)};
+    const __m256i fromFirst = LoadVector(kFirst), fromSecond = LoadVector(kSecond);
+    std::size_t i = 0;
+    for (; i * 6 + 3 * kHalf <= inByteCount; i += 8) {
+        const __m256i first = LoadVector(in + i * 6), second = LoadVector(in + i * 6 + kHalf);
+        StoreFloats(out + i * sizeof(float), _mm256_or_si256(_mm256_shuffle_epi8(first, fromFirst),
+                                                             _mm256_shuffle_epi8(second, fromSecond)));
     }
     return i;
 }
 
 } // namespace
 
-std::size_t GatherByShuffling24(const Byte* in, Byte* out, std::size_t inCount, std::size_t inStride) {
-    if (!HasAvx2())
+template <int kBytes>
+std::size_t GatherByShuffling(const Byte* in, Byte* out, std::size_t inCount, std::size_t inStep) {
+    if (inCount < 8 || inStep > kLastStep<kBytes> || !Shuffles())
         return 0;
-    return inStride == 1 ? GatherMono(in, out, inCount) : GatherStereo(in, out, inCount);
+    const std::size_t byteCount = (inCount - 1) * inStep + kBytes;
+    const Moves& moves = kMoves<kBytes>[inStep];
+    if (inStep == 6)
+        return GatherSixes<kBytes>(in, out, byteCount);
+    return 3 * inStep <= kLastStep<kBytes> ? GatherFours(in, out, byteCount, inStep, moves)
+                                           : GatherPairs(in, out, byteCount, inStep, moves);
+}
+
+void AllowShuffling(bool inAllow) {
+    shuffles = inAllow ? kUnknown : kNo;
 }
 
 } // namespace kelaudiofile::convert
@@ -92,10 +167,21 @@ std::size_t GatherByShuffling24(const Byte* in, Byte* out, std::size_t inCount, 
 
 namespace kelaudiofile::convert {
 
-std::size_t GatherByShuffling24(const Byte*, Byte*, std::size_t, std::size_t) {
+template <int kBytes>
+std::size_t GatherByShuffling(const Byte*, Byte*, std::size_t, std::size_t) {
     return 0;
 }
+
+void AllowShuffling(bool) {}
 
 } // namespace kelaudiofile::convert
 
 #endif
+
+namespace kelaudiofile::convert {
+
+template std::size_t GatherByShuffling<1>(const Byte*, Byte*, std::size_t, std::size_t);
+template std::size_t GatherByShuffling<2>(const Byte*, Byte*, std::size_t, std::size_t);
+template std::size_t GatherByShuffling<3>(const Byte*, Byte*, std::size_t, std::size_t);
+
+} // namespace kelaudiofile::convert

@@ -6,12 +6,17 @@
 
 namespace kelaudiofile::convert {
 
-/// Converts 24-bit samples of a mono or stereo buffer to floats where the processor has AVX2, which moves
-/// bytes to any place of a vector at once: more than twice the speed in mono, and nearly twice in stereo. The
-/// processor is asked at the first call.
-/// @param inCount  samples; one takes three bytes of inStride times three, and none beyond the last is read.
-/// @param inStride  1 or 2.
+/// Converts samples of one, two or three bytes to floats where the processor has AVX2, which moves bytes to
+/// any place of a vector at once, if two samples of the channel lie within 16 bytes: that is one to seven
+/// channels of 16 bits, one to four of 24. The processor is asked at the first call.
+/// @tparam kBytes  of a sample: 1, 2 or 3.
+/// @param inCount  samples; no byte behind the last one is read.
+/// @param inStep  bytes from one sample to the next.
 /// @return how many it converted, from the first on: none, or all but the last few.
-std::size_t GatherByShuffling24(const Byte* in, Byte* out, std::size_t inCount, std::size_t inStride);
+template <int kBytes>
+std::size_t GatherByShuffling(const Byte* in, Byte* out, std::size_t inCount, std::size_t inStep);
+
+/// Lets tests take the way of other processors. May be called before the first conversion or between two.
+void AllowShuffling(bool inAllow);
 
 } // namespace kelaudiofile::convert

@@ -17,16 +17,12 @@ using namespace convert;
 constexpr std::size_t kGroupSize = 8;
 
 /// One sample in the upper bits of a word, so that the sign of every width lies in one place.
-/// @tparam kReadable  bytes that may be read from the sample's first; a fourth one makes one load of three.
-template <typename Word, std::size_t kBytes, std::size_t kReadable = kBytes>
+template <typename Word, std::size_t kBytes>
 Word LoadUpper(const Byte* in) {
-    constexpr unsigned kLowerBits = 8 * (sizeof(Word) - kBytes);
-    if constexpr (kBytes == 3 && kReadable > 3)
-        return LoadLittle<Word>(in) << kLowerBits;
-    else if constexpr (kBytes == 3)
+    if constexpr (kBytes == 3)
         return Word{in[0]} << 8 | Word{in[1]} << 16 | Word{in[2]} << 24;
     else
-        return Word{LoadLittle<Unsigned<kBytes>>(in)} << kLowerBits;
+        return Word{LoadLittle<Unsigned<kBytes>>(in)} << 8 * (sizeof(Word) - kBytes);
 }
 
 /// Samples of one channel in the upper bits of words, a few vectors full.
@@ -52,9 +48,11 @@ Group<std::uint32_t> UpperHalves(Lanes<std::uint16_t> in) {
              __builtin_shufflevector(zero, in, 4, 12, 5, 13, 6, 14, 7, 15))}};
 }
 
+/// Reads whole words and drops what follows each sample in it: a load as wide as a lane goes straight to a
+/// vector, where a narrower one would take the way through other registers.
 template <typename Word, std::size_t kBytes, std::size_t... kIndex>
 Lanes<Word> LoadOneByOne(const Byte* in, std::size_t inStep, std::index_sequence<kIndex...>) {
-    return Lanes<Word>{LoadUpper<Word, kBytes, kBytes + 1>(in + kIndex * inStep)...};
+    return Lanes<Word>{LoadLittle<Word>(in + kIndex * inStep)...} << 8 * (sizeof(Word) - kBytes);
 }
 
 /// In mono the samples are read as they lie. In stereo a sample and its neighbour are one number of twice the
@@ -85,6 +83,18 @@ Group<Word> LoadGroup(const Byte* in, std::size_t inStep) {
         }
         return group;
     }
+}
+
+/// @return how many more samples must follow a group, since its loads reach into what lies behind it.
+template <typename Word, std::size_t kBytes, std::size_t kStride>
+constexpr std::size_t SamplesBehind() {
+    if (kStride == 1 &&
+        (kBytes == sizeof(Word) || (kBytes != 3 && std::endian::native == std::endian::little)))
+        return 0;
+    if (kStride == 2 && kBytes != 1)
+        return 1;
+    constexpr std::size_t kLeastStep = kBytes * (kStride == 0 ? 3 : kStride);
+    return (sizeof(Word) - kBytes + kLeastStep - 1) / kLeastStep;
 }
 
 // Each kind of sample has a width, a word that takes it into its upper bits, and the value of such words.
@@ -148,12 +158,11 @@ void Gather(const void* source, float* destination, std::int64_t sampleCount, st
     const auto count = static_cast<std::size_t>(sampleCount);
 
     WithStride(numChannels, [=](auto stride) {
-        // Where lanes are read with what follows them, another sample must follow.
-        constexpr std::size_t kBehind = Sample::kBytes == 3 || kConstantOr0<decltype(stride)> == 2 ? 1 : 0;
+        constexpr std::size_t kBehind = SamplesBehind<Word, Sample::kBytes, kConstantOr0<decltype(stride)>>();
         const std::size_t step = Sample::kBytes * stride;
         std::size_t i = 0;
-        if constexpr (Sample::kBytes == 3 && kConstantOr0<decltype(stride)> != 0)
-            i = GatherByShuffling24(in, out, count, stride);
+        if constexpr (Sample::kBytes < sizeof(Word))
+            i = GatherByShuffling<Sample::kBytes>(in, out, count, step);
         for (; i + kGroupSize + kBehind <= count; i += kGroupSize) {
             const auto group =
                 LoadGroup<Word, Sample::kBytes, kConstantOr0<decltype(stride)>>(in + i * step, step);

@@ -25,7 +25,7 @@ machine. Each benchmark checks first that both sides give the same samples. A go
 
 ## Whole jobs
 
-20 seconds at 48 kHz in memory-backed storage. Decoding goes by blocks of 16 KiB, encoding by 4,096 frames.
+Files of 4 MiB in memory-backed storage, decoded and encoded by blocks of 16 KiB.
 
 TEXT
     $programs/whole_job_benchmarks

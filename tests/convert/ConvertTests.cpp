@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include "ByteShuffle.h"
 #include "GuardedBuffer.h"
 #include "SampleModels.h"
 #include "support/Files.h"
@@ -108,15 +109,24 @@ std::vector<std::int32_t> Counts() {
     return counts;
 }
 
+/// Whether byte shuffles are used where the processor has them.
+class EachWay : public testing::TestWithParam<bool> {
+public:
+    EachWay() { kelaudiofile::convert::AllowShuffling(GetParam()); }
+    ~EachWay() override { kelaudiofile::convert::AllowShuffling(true); }
+};
+
+INSTANTIATE_TEST_SUITE_P(Convert, EachWay, testing::Bool(),
+                         [](const auto& inCase) { return inCase.param ? "Shuffling" : "Plain"; });
+
 // Each routine against its model: every count, channel count and address, with both buffers laid against
-// pages that must not be touched, and all bytes around and between the written samples
-// kept.
-TEST(Convert, MatchesTheModelAndTouchesNothingElse) {
+// pages that must not be touched, and all bytes around and between the written samples kept.
+TEST_P(EachWay, MatchesTheModelAndTouchesNothingElse) {
     constexpr std::size_t kRoom = 1000 * 64 * 8 + 128;
     GuardedBuffer source(kRoom), destination(kRoom), expected(kRoom);
     Random random(1);
     for (const Routine& routine : kRoutines)
-        for (const std::int32_t channels : {1, 2, 3, 4, 6, 8, 64})
+        for (const std::int32_t channels : {1, 2, 3, 4, 5, 6, 7, 8, 15, 64})
             for (const std::int32_t count : Counts()) {
                 const Call call{routine, count, channels};
                 const std::size_t used = std::max(call.sourceReach, call.writtenReach) + 128;
