@@ -296,20 +296,12 @@ private:
         const Bytes& samples = inModel.Samples();
         Expect("the samples read", Read(*file, 0, samples.size()), samples);
         Expect("the frames read", file->GetSampleCount(), std::ssize(samples) / mFrameBytes);
-        std::int32_t index = 0;
-        std::uint32_t id = 0;
-        std::int64_t size = 0;
-        double position = 0;
-        for (const auto& chunk : inModel.Metadata()) {
-            Expect("GetMetadataInfo", file->GetMetadataInfo(index, id, size, position), true);
-            Expect("a metadata id", id, chunk.id);
-            Expect("a metadata size", size, std::ssize(chunk.whole));
-            Bytes whole(chunk.whole.size());
-            Expect("ReadMetadataChunk", file->ReadMetadataChunk(index++, 0, std::ssize(whole), whole.data()),
-                   true);
-            Expect("the metadata", whole, chunk.whole);
+        const std::vector<Metadatum> metadata = ReadMetadata(*file);
+        Expect("the metadata count", metadata.size(), inModel.Metadata().size());
+        for (std::size_t i = 0; i < std::min(metadata.size(), inModel.Metadata().size()); ++i) {
+            Expect("a metadata id", metadata[i].id, inModel.Metadata()[i].id);
+            Expect("the metadata", metadata[i].whole, inModel.Metadata()[i].whole);
         }
-        Expect("the metadata count", file->GetMetadataInfo(index, id, size, position), false);
     }
 
     std::filesystem::path mPath;
