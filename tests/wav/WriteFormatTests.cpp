@@ -136,16 +136,11 @@ TEST(WaveFormatChunkWriting, ReadsDebugSettings) {
     for (const int number : {0, -1, 2147483647, kLowest})
         EXPECT_EQ(ReadDebugInt32(database, key, number), number) << "the default";
     EXPECT_TRUE(ReadDebugBool(database, key, true) && !ReadDebugBool(database, key, false));
-    for (const auto& [text, number] : {std::pair{"-7x", -7},
-                                       {"007", 7},
-                                       {"0x10", 0},
-                                       {"-", 0},
-                                       {"--7", 0},
-                                       {" 40", 0},
-                                       {"", 0},
-                                       {"-2147483648", kLowest},
-                                       {"-2147483649", 0},
-                                       {"1e3", 1}}) {
+    const std::pair<const char*, int> kTexts[] = {
+        {"-7x", -7},        {"007", 7}, {"0x10", 0}, {"-", 0},
+        {"--7", 0},         {" 40", 0}, {"", 0},     {"-2147483648", kLowest},
+        {"-2147483649", 0}, {"1e3", 1}};
+    for (const auto& [text, number] : kTexts) {
         const DebugEntry entry("wav_write_tests", text);
         EXPECT_EQ(ReadDebugInt32(database, key, 5), number) << text;
         EXPECT_FALSE(ReadDebugBool(database, key, true));
