@@ -6,6 +6,11 @@
 
 namespace faults {
 
+/// @return whether a fault has fired in this run.
+inline bool Fired() {
+    return SystemCalls().fired + Heap().fired != 0;
+}
+
 /// Ends the faults of a run; what has been counted stays.
 inline void Disarm() {
     SystemCalls().failAt = Heap().failAt = kNever;
@@ -21,7 +26,7 @@ std::uint64_t Sweep(Arm inArm, Job inJob) {
         const Scope scope;
         inArm(number);
         inJob();
-        const bool fired = SystemCalls().fired + Heap().fired != 0;
+        const bool fired = Fired();
         EXPECT_EQ(SystemCalls().OpenDescriptors(), 0);
         EXPECT_EQ(Heap().liveBytes, 0) << "a leak";
         if (!fired || testing::Test::HasFailure())
@@ -40,11 +45,6 @@ std::uint64_t SweepCalls(const System& inFaults, Job inJob) {
 template <typename Job>
 std::uint64_t SweepAllocations(Job inJob) {
     return Sweep([](std::uint64_t number) { Heap().failAt = number; }, inJob);
-}
-
-/// @return whether a fault has fired in this run.
-inline bool Fired() {
-    return SystemCalls().fired + Heap().fired != 0;
 }
 
 } // namespace faults
