@@ -1,10 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <functional>
 
 #include "AiffImage.h"
-#include "support/Faults.h"
+#include "support/Sweep.h"
 
 namespace aiff_tests {
 namespace {
@@ -15,33 +14,19 @@ using kelcore::filesupport::file_exception;
 // Every system call of an open, in their order, and what its failure gives. Chunks lie so far apart that each
 // needs a read of its own.
 TEST(AiffFaults, EverySystemCallOfReading) {
-    struct Outcome {
-        const char* call;
-        std::int32_t code;
+    // clang-format off
+    const struct { const char* call; std::int32_t code; } kOutcomes[] = {
+        {"does it exist", 1}, {"its size", kUntouched}, {"open", kUntouched}, {"FORM", 2}, {"its size again", 3},
+        {"header of COMM", 3}, {"header of CHAN", 3}, {"header of SSND", 3}, {"COMM", 4}, {"SSND", 5},
+        {"CHAN, passed over", 0}, {"samples", 0}, {"metadata", 0}, {"none", 0},
     };
-    const Outcome kOutcomes[] = {{"does it exist", 1},
-                                 {"its size", kUntouched},
-                                 {"open", kUntouched},
-                                 {"FORM", 2},
-                                 {"its size again", 3},
-                                 {"header of COMM", 3},
-                                 {"header of CHAN", 3},
-                                 {"header of SSND", 3},
-                                 {"COMM", 4},
-                                 {"SSND", 5},
-                                 {"CHAN, passed over", 0},
-                                 {"samples", 0},
-                                 {"metadata", 0},
-                                 {"none", 0}};
+    // clang-format on
     const TemporaryFolder folder;
     const Bytes filler(20000, 'x');
-    WriteFile(folder.Path("a.aif"), AiffImage()
-                                        .Chunk("ANNO", filler)
-                                        .Comm({.channels = 3, .frames = 2000})
-                                        .Chunk("ANNO", filler)
-                                        .Chunk("CHAN", Big32(0x10000) + Big32(7))
-                                        .Chunk("ANNO", filler)
-                                        .Ssnd(Counting(12000)));
+    AiffImage image =
+        AiffImage().Chunk("ANNO", filler).Comm({.channels = 3, .frames = 2000}).Chunk("ANNO", filler);
+    image.Chunk("CHAN", Big32(0x10000) + Big32(7)).Chunk("ANNO", filler).Ssnd(Counting(12000));
+    WriteFile(folder.Path("a.aif"), image);
     const auto path = folder.PathText("a.aif");
     Bytes samples(12000), metadatum(20008);
     for (const auto mode : {System::Mode::kFailOnce, System::Mode::kFailForGood}) {
@@ -73,53 +58,33 @@ TEST(AiffFaults, EverySystemCallOfReading) {
     }
 }
 
-/// Fails one allocation after the other until all are through, and looks for what is left behind.
-/// @param inRun  @return whether all worked.
-template <typename Run>
-void SweepAllocations(const Run& inRun) {
-    std::uint64_t fired = 1;
-    for (std::uint64_t allocation = 0; fired != 0; ++allocation) {
-        const faults::Scope scope;
-        faults::Heap().failAt = allocation;
-        const bool worked = inRun();
-        faults::Heap().failAt = faults::kNever;
-        EXPECT_EQ(faults::Heap().liveBytes, 0) << allocation;
-        EXPECT_EQ(faults::SystemCalls().OpenDescriptors(), 0) << allocation;
-        fired = faults::Heap().fired;
-        EXPECT_EQ(worked, fired == 0) << allocation;
-    }
-}
-
 TEST(AiffFaults, EveryAllocation) {
     const TemporaryFolder folder;
     const auto path = folder.PathText("a.aif");
     const Bytes bytes(40000);
-    SweepAllocations([&, layout = ChannelLayout(100, 100)] {
+    faults::SweepAllocations([&, layout = ChannelLayout(100, 100)] {
+        bool worked = false;
         try {
             Error error;
             const std::unique_ptr<AiffFile> file(
                 AiffFile::OpenForWrite(path, 44100, 100, 32, AiffFile::kFloatSamples, layout, error));
             EXPECT_EQ(error.code, file ? 0 : 10);
-            if (!file)
-                return false;
             const std::uint64_t before = faults::Heap().allocations;
-            EXPECT_TRUE(
-                file->StartMetadatumWrite(1) && file->MetadatumWrite(bytes.data(), 40000) &&
-                file->FinishMetadatumWrite() && file->WriteSampleBytes(0, 40000, bytes.data(), error) &&
-                file->WriteSampleBytes(40000, 3, bytes.data(), error) && file->FinishWrite(false, error));
+            worked = file && file->StartMetadatumWrite(1) && file->MetadatumWrite(bytes.data(), 40000) &&
+                     file->FinishMetadatumWrite() && file->WriteSampleBytes(0, 40000, bytes.data(), error) &&
+                     file->WriteSampleBytes(40000, 3, bytes.data(), error) && file->FinishWrite(false, error);
             EXPECT_EQ(faults::Heap().allocations, before) << "nothing after the open allocates";
-            return true;
         } catch (const std::bad_alloc&) {
-            return false;
         }
+        EXPECT_EQ(worked, !faults::Fired());
     });
     std::vector<std::int32_t> codes;
     codes.reserve(100);
-    SweepAllocations([&] {
+    faults::SweepAllocations([&] {
         Error error{kUntouched, {}, {}, kUntouched};
         const auto file = AiffFile::OpenForRead(path, false, error);
         codes.push_back(error.code);
-        return file != nullptr;
+        EXPECT_EQ(file != nullptr, !faults::Fired());
     });
     // Before the walk; the stream's first window; the list of chunks; what comes after, or nothing failed.
     codes.erase(std::unique(codes.begin(), codes.end()), codes.end());
@@ -138,15 +103,10 @@ public:
                                                {100}, error));
             return mFile != nullptr;
         };
-        const auto writeText = [&](std::int32_t inCount) {
-            return [&, inCount] { return mFile->MetadatumWrite(bytes.data(), inCount); };
-        };
         const auto write = [&](std::int32_t inCount) {
-            return [&, inCount] {
-                const bool written = mFile->WriteSampleBytes(offset, inCount, bytes.data(), error);
-                offset += written ? inCount : 0;
-                return written;
-            };
+            const bool written = mFile->WriteSampleBytes(offset, inCount, bytes.data(), error);
+            offset += written ? inCount : 0;
+            return written;
         };
         const auto finish = [&] {
             try {
@@ -155,20 +115,16 @@ public:
                 return false;
             }
         };
-        const std::function<bool()> kSteps[] = {open,
-                                                [&] { return mFile->StartMetadatumWrite(1); },
-                                                writeText(30001),
-                                                writeText(33333),
-                                                writeText(7),
-                                                [&] { return mFile->FinishMetadatumWrite(); },
-                                                write(0),
-                                                write(20001),
-                                                write(20000),
-                                                write(50000),
-                                                write(2),
-                                                finish};
-        return std::all_of(std::begin(kSteps), std::end(kSteps),
-                           [](const auto& step) { return step() || step() || step(); });
+        const auto tries = [](const auto& step) { return step() || step() || step(); };
+        const auto triesEach = [&](const auto& step, std::initializer_list<std::int32_t> counts) {
+            return std::all_of(counts.begin(), counts.end(),
+                               [&](auto count) { return tries([&] { return step(count); }); });
+        };
+        return tries(open) && tries([&] { return mFile->StartMetadatumWrite(1); }) &&
+               triesEach([&](auto count) { return mFile->MetadatumWrite(bytes.data(), count); },
+                         {30001, 33333, 7}) &&
+               tries([&] { return mFile->FinishMetadatumWrite(); }) &&
+               triesEach(write, {0, 20001, 20000, 50000, 2}) && tries(finish);
     }
     static constexpr std::int64_t kFrames = (20001 + 20000 + 50000 + 2) / 2;
 
@@ -183,38 +139,26 @@ TEST(AiffFaults, EverySystemCallOfWriting) {
     const auto path = folder.PathText("a.aif");
     ASSERT_TRUE(Recording().Run(path));
     const Bytes reference = ReadFile(folder.Path("a.aif"));
-    for (const auto mode : {System::Mode::kFailOnce, System::Mode::kFailForGood, System::Mode::kStop}) {
-        bool fired = true;
-        for (std::uint64_t call = 0; fired; ++call) {
-            SCOPED_TRACE(::testing::Message() << "call " << call << ", mode " << static_cast<int>(mode));
+    for (const auto mode : {System::Mode::kFailOnce, System::Mode::kFailForGood, System::Mode::kStop})
+        faults::SweepCalls({.mode = mode, .largestTransfer = 9999}, [&] {
             std::filesystem::remove(folder.Path("a.aif"));
-            {
-                const faults::Scope scope;
-                auto& system = faults::SystemCalls();
-                system.mode = mode;
-                system.failAt = call;
-                system.largestTransfer = 9999;
-                auto recording = std::make_unique<Recording>();
-                const bool worked = recording->Run(path);
-                const std::int32_t code = recording->error.code;
-                EXPECT_TRUE(code == 0 || (!worked && (code == 10 || code == 11))) << code;
-                recording.reset();
-                EXPECT_EQ(system.OpenDescriptors(), 0);
-                fired = system.fired != 0;
-                EXPECT_TRUE(worked || mode != System::Mode::kFailOnce);
-                if (worked && mode != System::Mode::kStop) {
-                    ASSERT_EQ(ReadFile(folder.Path("a.aif")), reference) << "what failed was made good";
-                }
+            auto recording = std::make_unique<Recording>();
+            const bool worked = recording->Run(path);
+            const std::int32_t code = recording->error.code;
+            EXPECT_TRUE(code == 0 || (!worked && (code == 10 || code == 11))) << code;
+            recording.reset();
+            EXPECT_EQ(faults::SystemCalls().OpenDescriptors(), 0);
+            EXPECT_TRUE(worked || mode != System::Mode::kFailOnce);
+            if (worked && mode != System::Mode::kStop) {
+                EXPECT_TRUE(ReadFile(folder.Path("a.aif")) == reference) << "what failed was made good";
             }
             // Wherever the process stopped: no file yet, an empty one, or one with all samples or none.
+            faults::Disarm();
             Error error;
             const auto left = AiffFile::OpenForRead(path, false, error);
-            ASSERT_TRUE(left || error.code == 1 || error.code == 2) << error.code;
-            if (left && left->GetSampleCount() != 0) {
-                EXPECT_EQ(left->GetSampleCount(), Recording::kFrames);
-            }
-        }
-    }
+            EXPECT_TRUE(left || error.code == 1 || error.code == 2) << error.code;
+            EXPECT_TRUE(!left || left->GetSampleCount() == 0 || left->GetSampleCount() == Recording::kFrames);
+        });
 }
 
 // A failed FinishWrite leaves a patch waiting and the stream in a header. Whatever comes next goes on at the

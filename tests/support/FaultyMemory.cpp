@@ -68,21 +68,11 @@ void* operator new(std::size_t inCount, std::align_val_t inAlignment) {
     return faults::Count(memory);
 }
 
-void operator delete(void* inMemory) noexcept {
-    faults::Release(inMemory);
-}
-void operator delete(void* inMemory, std::size_t) noexcept {
-    faults::Release(inMemory);
-}
-void operator delete[](void* inMemory) noexcept {
-    faults::Release(inMemory);
-}
-void operator delete[](void* inMemory, std::size_t) noexcept {
-    faults::Release(inMemory);
-}
-void operator delete(void* inMemory, std::align_val_t) noexcept {
-    faults::Release(inMemory);
-}
-void operator delete(void* inMemory, std::size_t, std::align_val_t) noexcept {
-    faults::Release(inMemory);
-}
+// clang-format off
+void operator delete(void* inMemory) noexcept { faults::Release(inMemory); }
+void operator delete(void* inMemory, std::size_t) noexcept { faults::Release(inMemory); }
+void operator delete[](void* inMemory) noexcept { faults::Release(inMemory); }
+void operator delete[](void* inMemory, std::size_t) noexcept { faults::Release(inMemory); }
+void operator delete(void* inMemory, std::align_val_t) noexcept { faults::Release(inMemory); }
+void operator delete(void* inMemory, std::size_t, std::align_val_t) noexcept { faults::Release(inMemory); }
+// clang-format on

@@ -1,24 +1,18 @@
 #pragma once
 
-#include <cstdint>
 #include <optional>
 #include <utility>
-#include <vector>
 
 #include "RiffFormat.h"
-#include "support/Files.h"
+#include "WriteSupport.h"
 
 namespace testing_support {
 
 namespace riff = kelaudiofile::riff;
+using wave_tests::Image;
 
 inline constexpr std::uint32_t kListId = kelaudiofile::bytes::FourCC("LIST");
 inline constexpr std::uint32_t kBextId = kelaudiofile::bytes::FourCC("bext");
-
-inline void AppendLittle(Bytes& ioBytes, std::uint64_t inValue, int inByteCount) {
-    for (int i = 0; i < inByteCount; ++i)
-        ioBytes.push_back(static_cast<unsigned char>(inValue >> 8 * i));
-}
 
 /// Bytes that are never 0 and never look like a chunk's header; they differ from their neighbours.
 inline Bytes Filling(std::size_t inCount) {
@@ -35,16 +29,8 @@ struct FormatImage {
     std::uint16_t blockAlign = 4, bits = 16;
     Bytes tail{}; ///< what follows the bits, from offset 16 on
 
-    Bytes Data() const {
-        Bytes data;
-        AppendLittle(data, tag, 2);
-        AppendLittle(data, channels, 2);
-        AppendLittle(data, rate, 4);
-        AppendLittle(data, 0xDEADBEEF, 4); // bytes per second: nobody reads them
-        AppendLittle(data, blockAlign, 2);
-        AppendLittle(data, bits, 2);
-        data.insert(data.end(), tail.begin(), tail.end());
-        return data;
+    Bytes Data() const { // bytes per second: nobody reads them
+        return Image().U16(tag).U16(channels).U32(rate).U32(0xDEADBEEF).U16(blockAlign).U16(bits).Add(tail);
     }
 };
 
@@ -55,23 +41,19 @@ inline const Bytes kAmbisonicGuidEnd = {0, 0, 0x21, 7, 0xD3, 0x11, 0x86, 0x44, 0
 /// What follows the bits of an extensible chunk: 24 bytes.
 inline Bytes ExtensibleTail(std::uint16_t inValidBits, std::uint32_t inMask, std::uint16_t inSubformat,
                             const Bytes& inGuidEnd = kPlainGuidEnd) {
-    Bytes tail;
-    AppendLittle(tail, 22, 2);
-    AppendLittle(tail, inValidBits, 2);
-    AppendLittle(tail, inMask, 4);
-    AppendLittle(tail, inSubformat, 2);
-    tail.insert(tail.end(), inGuidEnd.begin(), inGuidEnd.end());
-    return tail;
+    return Image().U16(22).U16(inValidBits).U32(inMask).U16(inSubformat).Add(inGuidEnd);
 }
 
 /// Builds the bytes of a file of the RIFF family, chunk by chunk. Nothing is padded unless it is asked for.
 class RiffImage {
 public:
     explicit RiffImage(std::uint32_t inMagic = riff::kRiffId, std::uint32_t inFormType = riff::kWaveId) {
-        Little(inMagic, 4).Little(0x12345678, 4).Little(inFormType, 4);
+        Append(Image().U32(inMagic).U32(0x12345678).U32(inFormType));
     }
 
-    RiffImage& Header(std::uint32_t inId, std::uint64_t inSize) { return Little(inId, 4).Little(inSize, 4); }
+    RiffImage& Header(std::uint32_t inId, std::uint64_t inSize) {
+        return Append(Image().U32(inId).U32(inSize));
+    }
     /// A chunk of filling bytes.
     RiffImage& Chunk(std::uint32_t inId, std::uint32_t inSize) { return Chunk(inId, Filling(inSize)); }
     RiffImage& Chunk(std::uint32_t inId, const testing_support::Bytes& inData) {
@@ -83,22 +65,17 @@ public:
         return Chunk(riff::kJunkId, static_cast<std::uint32_t>(inPlace - mBytes.size() - 8));
     }
 
-    using Row = std::pair<std::uint32_t, std::uint64_t>;
     struct Ds64Image {
         std::uint64_t riffSize = 0, dataSize = 0;
-        std::vector<Row> rows{};
+        std::vector<std::pair<std::uint32_t, std::uint64_t>> rows{};
         std::optional<std::uint32_t> tableLength{}; ///< what the chunk claims, if not the truth
     };
     RiffImage& Ds64(const Ds64Image& inDs64) {
-        testing_support::Bytes data;
-        AppendLittle(data, inDs64.riffSize, 8);
-        AppendLittle(data, inDs64.dataSize, 8);
-        AppendLittle(data, 0x1122334455667788, 8); // sample count: nobody reads it
-        AppendLittle(data, inDs64.tableLength.value_or(static_cast<std::uint32_t>(inDs64.rows.size())), 4);
-        for (const auto& [id, size] : inDs64.rows) {
-            AppendLittle(data, id, 4);
-            AppendLittle(data, size, 8);
-        }
+        Image data; // with a sample count that nobody reads
+        data.U64(inDs64.riffSize).U64(inDs64.dataSize).U64(0x1122334455667788);
+        data.U32(inDs64.tableLength.value_or(static_cast<std::uint32_t>(inDs64.rows.size())));
+        for (const auto& [id, size] : inDs64.rows)
+            data.U32(id).U64(size);
         return Chunk(riff::kDs64Id, data);
     }
 
@@ -119,11 +96,6 @@ public:
     std::size_t Size() const { return mBytes.size(); }
 
 private:
-    RiffImage& Little(std::uint64_t inValue, int inByteCount) {
-        AppendLittle(mBytes, inValue, inByteCount);
-        return *this;
-    }
-
     testing_support::Bytes mBytes;
 };
 

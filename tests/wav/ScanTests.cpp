@@ -91,24 +91,18 @@ protected:
 
 } // namespace
 
+// clang-format off
 TEST_F(Scan, Header) {
-    const auto eight = [] { return RiffImage().Header(kListId, 7); };
     const RiffImage::Ds64Image ds64 = {.riffSize = 77, .dataSize = 2};
     const char* const kNothing = "failed riff=0 form=0";
     const ScanCase kCases[] = {
-        {"RF64 without ds64", RiffImage(riff::kRf64Id).Chunk(kListId, 4), "LIST 4@12"},
-        {"BW64 with ds64", RiffImage(riff::kBw64Id).Ds64(ds64).Chunk(kDataId, 4),
-         "riff=77 ds64 28@12 data 2@48"},
-        {"RIFF with ds64", RiffImage().Ds64(ds64).Chunk(kDataId, 4), "riff=77 ds64 28@12 data 2@48"},
+        {"BW64 with ds64", RiffImage(riff::kBw64Id).Ds64(ds64).Chunk(kDataId, 4), "riff=77 ds64 28@12 data 2@48"},
         {"another form", RiffImage(riff::kRiffId, kAviId).Chunk(kListId, 4), "form=AVI  LIST 4@12"},
-        {"20 bytes: nothing to walk over", eight(), ""},
-        {"21 bytes", eight().Byte(1), "LIST 1@12"},
         {"another magic", RiffImage(kFormId), "not RIFF riff=0 form=0"},
         {"11 bytes of another magic", RiffImage(kFormId).Cut(11), kNothing},
         {"empty", RiffImage().Cut(0), kNothing},
-        {"11 bytes", RiffImage().Cut(11), kNothing},
-        {"12 bytes", RiffImage(), kNothing},
-        {"19 bytes", eight().Cut(19), kNothing},
+        {"19 bytes", RiffImage().Header(kListId, 7).Cut(19), kNothing},
+        {"20 bytes: nothing to walk over", RiffImage().Header(kListId, 7), ""},
         {"ds64 past the end", RiffImage().Ds64(ds64).Cut(47), kNothing},
     };
     Check(kCases);
@@ -118,49 +112,23 @@ TEST_F(Scan, Header) {
     EXPECT_EQ(ScanIt(), kNothing);
 }
 
-TEST_F(Scan, SizesAndPadBytes) {
+// The random images below hold many more; these say what the rules mean.
+TEST_F(Scan, WorkedExamples) {
     const auto list = [](std::uint32_t size) { return RiffImage().Chunk(kListId, size); };
+    const auto data = [] { return RiffImage().Header(kDataId, 0); };
     const ScanCase kCases[] = {
         {"two data chunks", RiffImage().Chunk(kDataId, 4).Chunk(kDataId, 2).Chunk(kListId, 6),
          "data 4@12 data 2@24 LIST 6@34"},
-        {"larger than the file", list(2).Header(kJunkId, 1000).Byte(1, 10), "LIST 2@12 JUNK 10@22"},
         {"data larger than the file is not recovered", list(2).Header(kDataId, 0xFFFFFFFF).Byte(1, 10),
          "LIST 2@12 data 10@22"},
-        {"cut to nothing", list(2).Header(kDataId, 5), "LIST 2@12"},
-        {"no size, no id", list(2).Header(kListId, 0).Header(0, 4).Byte(9, 4).Header(0, 0).Chunk(kOtherId, 2),
-         "LIST 2@12 othr 2@50"},
-        {"nonsense at the end", list(2).Byte(0xFF, 9).Chunk(kOtherId, 2), "LIST 2@12 4294967295 11@22"},
         {"odd chunk with pad byte", list(3).Byte(0).Chunk(kDataId, 4), "LIST 3@12 data 4@24"},
         {"odd chunk without", list(3).Chunk(kDataId, 4).Chunk(kOtherId, 3), "LIST 3@12 data 4@23 othr 3@35"},
         {"a pad byte of 1 begins an id", list(3).Byte('x').Append(ToBytes("abc")).Header(2, 0).Byte(9, 2),
          "LIST 3@12 xabc 2@23"},
-        {"a pad byte, and 8 bytes", list(3).Byte(0).Header(kOtherId, 5), "LIST 3@12"},
-        {"a zero byte at an even place begins an id", list(2).Byte(0).Append({1, 0, 0, 2, 0, 0, 0, 9, 9}),
-         "LIST 2@12 256 2@22"},
-        {"a pad byte before unfinished data", list(3).Byte(0).Header(kDataId, 0).Append(Filling(9)),
-         "LIST 3@12 data 9@24!"},
-    };
-    Check(kCases);
-}
-
-TEST_F(Scan, UnfinishedData) {
-    const auto data = [] { return RiffImage().Header(kDataId, 0); };
-    const ScanCase kCases[] = {
-        {"samples up to the end", data().Append(Filling(50)), "data 50@12!"},
-        {"zeros up to the end", data().Byte(0, 40), "data 40@12!"},
-        {"a good chunk", data().Chunk(kJunkId, 5), "JUNK 5@20"},
-        {"a chunk that ends past the end", data().Header(kListId, 6).Byte(1, 5), "data 13@12!"},
-        {"an empty chunk", data().Header(kListId, 0), "data 8@12!"},
+        {"unfinished data up to the end", data().Append(Filling(50)), "data 50@12!"},
+        {"empty data before a good chunk", data().Chunk(kJunkId, 5), "JUNK 5@20"},
         {"characters up to 0x7F", data().Chunk(0x7F00017F, 4), "2130706815 4@20"},
-        {"0x80 first", data().Chunk(0x61616180, 4), "data 12@12!"},
-        {"0x80 last", data().Chunk(0x80616161, 4), "data 12@12!"},
-        {"7 bytes behind it", data().Byte(9, 7), ""},
-        {"8 bytes behind it", data().Byte(9, 8), "data 8@12!"},
-        {"ds64 says 0", RiffImage(riff::kRf64Id).Ds64({}).Chunk(kDataId, 12),
-         "riff=0 ds64 28@12 data 12@48!"},
-        {"ds64 says 0, and the size of the chunk behind",
-         RiffImage().Ds64({.rows = {{kListId, 3}}}).Header(kDataId, 1).Header(kListId, 0).Byte(9, 3),
-         "riff=0 ds64 40@12 LIST 3@68"},
+        {"0x80 is none", data().Chunk(0x61616180, 4), "data 12@12!"},
     };
     Check(kCases);
 }
@@ -177,22 +145,14 @@ TEST_F(Scan, Ds64) {
         {"65,536 bytes, table too large", sized(65536), "riff=217020518514230019 ds64 65536@12 data 4@65556"},
         {"the largest table, the first row of an id counts", RiffImage().Ds64(full).Chunk(kOtherId, 1),
          "riff=0 ds64 65536@12 othr 1@65556"},
-        {"a row for data is never reached",
-         RiffImage().Ds64({.dataSize = 3, .rows = {{kDataId, 9}}}).Chunk(kDataId, 3),
-         "riff=0 ds64 40@12 data 3@60"},
-        {"a table larger than the chunk",
-         RiffImage().Ds64({.dataSize = 3, .tableLength = 1}).Chunk(kDataId, 3),
+        {"rows times 12 beyond 32 bits", RiffImage().Ds64({.dataSize = 3, .tableLength = 0x15555556}).Chunk(kDataId, 3),
          "riff=0 ds64 28@12 data 3@48"},
-        {"rows times 12 beyond 32 bits",
-         RiffImage().Ds64({.dataSize = 3, .tableLength = 0x15555556}).Chunk(kDataId, 3),
-         "riff=0 ds64 28@12 data 3@48"},
-        {"a row for id 0", RiffImage().Ds64({.rows = {{0, 4}}}).Byte(0, 24).Chunk(kOtherId, 2),
-         "riff=0 ds64 40@12 othr 2@84"},
         {"not the first chunk", RiffImage().Chunk(kListId, 2).Ds64({.dataSize = 1}).Chunk(kDataId, 4),
          "LIST 2@12 ds64 28@22 data 4@58"},
     };
     Check(kCases);
 }
+// clang-format on
 
 // Chunks end where a field at its limit says, with another chunk right behind them; the data between is a
 // hole.
@@ -320,9 +280,8 @@ private:
 
 /// An image out of few ids, sizes at and around limits, runs of zeros, pad bytes, and `ds64` chunks.
 Bytes RandomImage(Random& ioRandom) {
-    const std::array ids = {kDataId,          kDataId,  kListId,
-                            kJunkId,          kOtherId, riff::kFormatId,
-                            std::uint32_t{0}, kDs64Id,  std::uint32_t{0x80616161}};
+    const std::array ids = {kDataId, kDataId, kListId,     kJunkId,    kOtherId,
+                            kDs64Id, 0u,      0x80616161u, 0x7F00017Fu};
     const auto id = [&] { return ids[ioRandom.Below(ids.size())]; };
     const auto size = [&]() -> std::uint64_t {
         constexpr std::uint64_t kSizes[] = {0, 0, 1, 8, 0x7FFFFFFF, 0xFFFFFFFF, 1ull << 63, ~0ull};

@@ -217,6 +217,12 @@ private:
             mDifference = inWhat;
     }
 
+    /// The results of one call on both, and a note of it.
+    void Call(const char* inName, bool inGot, bool inWanted) {
+        mLog << ", " << inName;
+        Expect(inName, inGot, inWanted);
+    }
+
     void CompareBytes(const WriteModel& inModel) {
         Expect("the bytes of the file", testing_support::ReadFile(mPath), inModel.File());
     }
@@ -246,38 +252,32 @@ private:
         case 6:
             return WriteAt(ioFile, ioModel, SomeOffset(ioModel, inFormat));
         case 7:
-            mLog << ", Suspend";
-            return Expect("Suspend", ioFile.Suspend(), true);
+            return Call("Suspend", ioFile.Suspend(), true);
         case 8:
         case 9:
-            mLog << ", FinishBlock";
-            Expect("FinishBlock", ioFile.FinishBlock(), ioModel.FinishBlock());
+            Call("FinishBlock", ioFile.FinishBlock(), ioModel.FinishBlock());
             return CompareBytes(ioModel);
         case 10:
-            mLog << ", FinishSamples";
-            return Expect("FinishSamples", ioFile.FinishSamples(), ioModel.FinishSamples());
+            return Call("FinishSamples", ioFile.FinishSamples(), ioModel.FinishSamples());
         case 11:
         case 12: {
             static constexpr std::array kIds = {FourCC("LIST"), FourCC("bext"), FourCC("JUNK")};
             const std::uint32_t id = kIds[mChoose(3)];
-            mLog << ", Start";
-            return Expect("StartMetadatumWrite", ioFile.StartMetadatumWrite(id), ioModel.StartMetadatum(id));
+            return Call("StartMetadatumWrite", ioFile.StartMetadatumWrite(id), ioModel.StartMetadatum(id));
         }
         case 13: {
             const Bytes bytes = SomeBytes();
-            mLog << ", Metadatum of " << bytes.size();
-            return Expect("MetadatumWrite",
-                          ioFile.MetadatumWrite(bytes.data(), static_cast<std::int32_t>(bytes.size())),
-                          ioModel.Metadatum(bytes));
+            mLog << ", " << bytes.size() << " to";
+            const auto count = static_cast<std::int32_t>(bytes.size());
+            return Call("MetadatumWrite", ioFile.MetadatumWrite(bytes.data(), count),
+                        ioModel.Metadatum(bytes));
         }
         case 14:
-            mLog << ", Finish";
-            return Expect("FinishMetadatumWrite", ioFile.FinishMetadatumWrite(), ioModel.FinishMetadatum());
+            return Call("FinishMetadatumWrite", ioFile.FinishMetadatumWrite(), ioModel.FinishMetadatum());
         case 15:
             if (mChoose(8) != 0)
                 return;
-            mLog << ", FinishWrite";
-            Expect("FinishWrite", ioFile.FinishWrite(), ioModel.FinishWrite());
+            Call("FinishWrite", ioFile.FinishWrite(), ioModel.FinishWrite());
             return CompareBytes(ioModel);
         }
     }
@@ -296,20 +296,12 @@ private:
         const Bytes& samples = inModel.Samples();
         Expect("the samples read", Read(*file, 0, samples.size()), samples);
         Expect("the frames read", file->GetSampleCount(), std::ssize(samples) / mFrameBytes);
-        std::int32_t index = 0;
-        std::uint32_t id = 0;
-        std::int64_t size = 0;
-        double position = 0;
-        for (const auto& chunk : inModel.Metadata()) {
-            Expect("GetMetadataInfo", file->GetMetadataInfo(index, id, size, position), true);
-            Expect("a metadata id", id, chunk.id);
-            Expect("a metadata size", size, std::ssize(chunk.whole));
-            Bytes whole(chunk.whole.size());
-            Expect("ReadMetadataChunk", file->ReadMetadataChunk(index++, 0, std::ssize(whole), whole.data()),
-                   true);
-            Expect("the metadata", whole, chunk.whole);
+        const std::vector<Metadatum> metadata = ReadMetadata(*file);
+        Expect("the metadata count", metadata.size(), inModel.Metadata().size());
+        for (std::size_t i = 0; i < std::min(metadata.size(), inModel.Metadata().size()); ++i) {
+            Expect("a metadata id", metadata[i].id, inModel.Metadata()[i].id);
+            Expect("the metadata", metadata[i].whole, inModel.Metadata()[i].whole);
         }
-        Expect("the metadata count", file->GetMetadataInfo(index, id, size, position), false);
     }
 
     std::filesystem::path mPath;

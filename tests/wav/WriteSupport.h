@@ -117,6 +117,23 @@ inline bool WriteMetadatum(WaveFile& ioFile, std::uint32_t inId, const Bytes& in
            ioFile.MetadatumWrite(inData.data(), static_cast<std::int32_t>(inData.size())) &&
            ioFile.FinishMetadatumWrite();
 }
+struct Metadatum {
+    std::uint32_t id;
+    Bytes whole; ///< with its header; empty if it cannot be read
+    double position;
+};
+/// @return all metadata, as far as the file tells of any.
+inline std::vector<Metadatum> ReadMetadata(WaveFile& ioFile) {
+    std::vector<Metadatum> all;
+    std::uint32_t id = 0;
+    std::int64_t size = 0;
+    double position = 0;
+    for (std::int32_t i = 0; ioFile.GetMetadataInfo(i, id, size, position); ++i) {
+        Bytes whole(static_cast<std::size_t>(size));
+        all.push_back({id, ioFile.ReadMetadataChunk(i, 0, size, whole.data()) ? whole : Bytes(), position});
+    }
+    return all;
+}
 /// @return what stands there; empty if it cannot be read.
 inline Bytes Read(WaveFile& ioFile, std::uint64_t inOffset, std::size_t inCount) {
     Bytes bytes(inCount + 1);

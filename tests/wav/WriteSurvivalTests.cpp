@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "WriteSupport.h"
-#include "support/Faults.h"
+#include "support/Sweep.h"
 
 using namespace wave_tests;
 using namespace testing_support;
@@ -72,12 +72,9 @@ public:
         const Handle file = OpenForRead(mFolder.PathText("file"));
         ASSERT_TRUE(file);
         EXPECT_EQ(file->GetSampleCount(), static_cast<std::int64_t>(next));
-        std::uint32_t id = 0;
-        std::int64_t size = 0;
-        double position = 0;
-        EXPECT_TRUE(file->GetMetadataInfo(mRf64 ? 1 : 2, id, size, position));
-        EXPECT_EQ(id, FourCC("LIST"));
-        EXPECT_EQ(size, 9);
+        const auto metadata = ReadMetadata(*file);
+        ASSERT_EQ(metadata.size(), mRf64 ? 2u : 3u);
+        EXPECT_EQ(metadata.back().whole, Image().Text("LIST").U32(1).Add({1}));
     }
 
     std::uint64_t checkpoint = 0; ///< bytes before the last FinishBlock that returned true
@@ -130,30 +127,23 @@ private:
 };
 
 /// Runs a recording once for each call that can go wrong, over a file that exists, and gives each to a check.
-/// @return how many times it was run.
 template <typename Check>
-int ForEveryCall(bool inRf64, const faults::System& inFaults, Check inCheck) {
-    const TemporaryFolder folder;
-    for (int call = 0;; ++call) {
-        SCOPED_TRACE(testing::Message() << (inRf64 ? "RF64" : "RIFF") << ", call " << call);
-        WriteFile(folder.Path("file"), Bytes(10'000, 'x'));
-        faults::Scope::Reset();
-        {
-            Recording recording(folder, inRf64);
-            faults::SystemCalls() = inFaults;
-            faults::SystemCalls().failAt = static_cast<std::uint64_t>(call);
+void ForEveryCall(const faults::System& inFaults, Check inCheck) {
+    for (const bool rf64 : {false, true}) {
+        SCOPED_TRACE(rf64 ? "RF64" : "RIFF");
+        const TemporaryFolder folder;
+        const std::uint64_t calls = faults::SweepCalls(inFaults, [&] {
+            WriteFile(folder.Path("file"), Bytes(10'000, 'x'));
+            Recording recording(folder, rf64);
             recording.Run();
-            const bool fired = faults::SystemCalls().fired != 0;
             EXPECT_EQ(faults::SystemCalls().OpenDescriptors(), 0);
-            faults::SystemCalls() = {};
+            faults::Disarm();
             inCheck(recording);
-            EXPECT_TRUE(!fired || !inFaults.outputOnly || inFaults.mode == Mode::kStop ||
+            EXPECT_TRUE(!faults::Fired() || !inFaults.outputOnly || inFaults.mode == Mode::kStop ||
                         recording.failures != 0)
                 << "a failure that no call told of";
-            if (!fired || testing::Test::HasFailure())
-                return call;
-        }
-        EXPECT_EQ(faults::Heap().liveBytes, 0) << "a leak";
+        });
+        EXPECT_GT(calls, 50u);
     }
 }
 
@@ -161,57 +151,45 @@ int ForEveryCall(bool inRf64, const faults::System& inFaults, Check inCheck) {
 
 // A process killed in front of any output call, in the middle of blocks as well.
 TEST(ARecordingSurvives, BeingKilledAtAnyOutputCall) {
-    const faults::Scope scope;
-    for (const bool rf64 : {false, true})
-        for (const std::size_t largestTransfer : {std::size_t{1} << 30, std::size_t{10'001}}) {
-            std::uint64_t last = 0;
-            const int calls = ForEveryCall(
-                rf64, {.mode = Mode::kStop, .outputOnly = true, .largestTransfer = largestTransfer},
-                [&](const Recording& recording) {
-                    EXPECT_GE(recording.checkpoint, last);
-                    last = recording.checkpoint;
-                    if (recording.checkpoint != 0)
-                        recording.ExpectSamples(recording.checkpoint);
-                });
-            EXPECT_GT(calls, 50);
-            EXPECT_GT(last, kLimit);
-        }
+    for (const std::size_t largestTransfer : {std::size_t{1} << 30, std::size_t{10'001}}) {
+        std::uint64_t last = 0;
+        ForEveryCall({.mode = Mode::kStop, .outputOnly = true, .largestTransfer = largestTransfer},
+                     [&](const Recording& recording) {
+                         EXPECT_TRUE(recording.checkpoint >= last ||
+                                     recording.checkpoint == 0); // the next sweep
+                         last = recording.checkpoint;
+                         if (recording.checkpoint != 0)
+                             recording.ExpectSamples(recording.checkpoint);
+                     });
+        EXPECT_GT(last, kLimit);
+    }
 }
 
 // One call fails: the block or checkpoint is taken when it is offered again, and the file comes out right.
 TEST(ARecordingSurvives, AnErrorOfAnyCall) {
-    const faults::Scope scope;
-    for (const bool rf64 : {false, true})
-        for (const bool outputOnly : {false, true}) {
-            int refused = 0, unfinished = 0;
-            const int calls = ForEveryCall(rf64, {.error = ENOSPC, .outputOnly = outputOnly},
-                                           [&](const Recording& recording) {
-                                               refused += recording.refused;
-                                               unfinished += !recording.finished;
-                                               EXPECT_EQ(recording.checkpoint, recording.next);
-                                               if (recording.checkpoint != 0) // the open did not fail
-                                                   recording.ExpectWhole();
-                                           });
-            EXPECT_GT(calls, 50);
-            EXPECT_GT(refused, 2);
-            EXPECT_GT(unfinished, 5);
-        }
+    for (const bool outputOnly : {false, true}) {
+        int refused = 0, unfinished = 0;
+        ForEveryCall({.error = ENOSPC, .outputOnly = outputOnly}, [&](const Recording& recording) {
+            refused += recording.refused;
+            unfinished += !recording.finished;
+            EXPECT_EQ(recording.checkpoint, recording.next);
+            if (recording.checkpoint != 0) // the open did not fail
+                recording.ExpectWhole();
+        });
+        EXPECT_GT(refused, 4);
+        EXPECT_GT(unfinished, 10);
+    }
 }
 
 // From some call on the disk is full, or read-only: what was acknowledged before is still there.
 TEST(ARecordingSurvives, ADiskThatTakesNothingMore) {
-    const faults::Scope scope;
-    for (const bool rf64 : {false, true})
-        for (const int error : {ENOSPC, EROFS}) {
-            const int calls =
-                ForEveryCall(rf64, {.mode = Mode::kFailForGood, .error = error, .outputOnly = true},
-                             [&](const Recording& recording) {
-                                 if (recording.checkpoint != 0)
-                                     recording.ExpectSamples(recording.checkpoint);
-                                 EXPECT_TRUE(!recording.finished || recording.checkpoint == recording.next);
-                             });
-            EXPECT_GT(calls, 50);
-        }
+    for (const int error : {ENOSPC, EROFS})
+        ForEveryCall({.mode = Mode::kFailForGood, .error = error, .outputOnly = true},
+                     [](const Recording& recording) {
+                         if (recording.checkpoint != 0)
+                             recording.ExpectSamples(recording.checkpoint);
+                         EXPECT_TRUE(!recording.finished || recording.checkpoint == recording.next);
+                     });
 }
 
 // A checkpoint fails at its data, its size, its pad byte or the header; the next one counts what is a sample.
@@ -269,31 +247,21 @@ TEST(ARecordingSurvives, OpensOverAnOldFileWithAnErrorOfAnyCall) {
 }
 
 TEST(ARecordingSurvives, OpensThatRunOutOfMemory) {
-    const faults::Scope scope;
     const TemporaryFolder folder;
     const auto path = folder.PathText("file");
     const ChannelLayout layout = {134, 135, 136, 137};
     const Format format{.channels = 4, .layout = layout, .rf64 = true};
     int failures = 0;
-    for (std::uint64_t allocation = 0;; ++allocation) {
-        faults::Scope::Reset();
+    faults::SweepAllocations([&] {
         Error error;
         Handle file;
-        faults::Heap().failAt = allocation;
         try {
             file = Create(path, format, error);
         } catch (const std::bad_alloc&) {
             error.code = Error::kOpenForWriteFailed;
         }
-        faults::Heap().failAt = faults::kNever;
-        const bool fired = faults::Heap().fired != 0;
         EXPECT_EQ(file == nullptr, error.code == Error::kOpenForWriteFailed);
         failures += file == nullptr;
-        file.reset();
-        EXPECT_EQ(faults::Heap().liveBytes, 0) << "allocation " << allocation;
-        EXPECT_EQ(faults::SystemCalls().OpenDescriptors(), 0);
-        if (!fired)
-            break;
-    }
+    });
     EXPECT_GT(failures, 5);
 }

@@ -35,53 +35,38 @@ void WriteSevenBytes(WaveFile& ioFile) {
 
 // A few whole files in full; the model of the random calls below, which makes many more, rests on them.
 TEST(WaveFileWriting, WholeFiles) {
-    const Bytes four = {1, 2, 3, 4};
-    const struct {
-        const char* name;
-        Format format;
-        std::function<void(WaveFile&)> calls;
-        Bytes chunks; ///< what stands behind "WAVE"
-    } kCases[] = {
-        {"with room for RF64",
-         {.rf64 = true},
-         WriteSevenBytes,
-         Image().Add(Reserved()).Chunk("fmt ", kStereo16).Chunk("data", {1, 2, 3, 4, 5, 6, 7})},
-        {"metadata on both sides, odd and empty",
-         {},
-         [&](WaveFile& file) {
-             EXPECT_TRUE(WriteMetadatum(file, FourCC("bext"), {9, 8, 7}));
-             EXPECT_EQ(Write(file, 0, four), 0);
-             EXPECT_TRUE(file.FinishSamples());
-             EXPECT_TRUE(WriteMetadatum(file, FourCC("LIST"), {}));
-             EXPECT_TRUE(file.StartMetadatumWrite(FourCC("note")));
-             EXPECT_TRUE(file.MetadatumWrite(four.data(), 4));
-             EXPECT_TRUE(file.MetadatumWrite(four.data(), 1));
-             EXPECT_TRUE(file.FinishMetadatumWrite());
-             EXPECT_TRUE(file.FinishWrite());
-         },
-         Image()
-             .Chunk("fmt ", kStereo16)
-             .Chunk("bext", {9, 8, 7})
-             .Chunk("data", four)
-             .Chunk("LIST", {})
-             .Chunk("note", {1, 2, 3, 4, 1})},
-        {"a pad byte of a checkpoint is no sample",
-         {},
-         [](WaveFile& file) {
-             EXPECT_EQ(Write(file, 0, {1, 2, 3}), 0);
-             EXPECT_TRUE(file.FinishBlock());
-             EXPECT_TRUE(file.FinishBlock());
-             EXPECT_EQ(Write(file, 3, {4, 5}), 0);
-             EXPECT_TRUE(file.FinishBlock());
-             EXPECT_EQ(Write(file, 5, {6, 7}), 0); // takes the place of the pad byte; nothing counts it
-             EXPECT_TRUE(file.FinishWrite());
-         },
-         Image().Chunk("fmt ", kStereo16).Text("data").U32(5).Add({1, 2, 3, 4, 5, 6, 7})},
-        {"deleted without FinishWrite",
-         {.rf64 = true},
-         [&](WaveFile& file) { EXPECT_EQ(Write(file, 0, four), 0); },
-         Image().Add(Reserved()).Chunk("fmt ", kStereo16).Text("data").U32(0).Add(four)},
+    const Bytes four = {1, 2, 3, 4}, seven = {1, 2, 3, 4, 5, 6, 7};
+    const auto checkpoints = [](WaveFile& file) {
+        EXPECT_EQ(Write(file, 0, {1, 2, 3}), 0);
+        EXPECT_TRUE(file.FinishBlock() && file.FinishBlock());
+        EXPECT_EQ(Write(file, 3, {4, 5}), 0);
+        EXPECT_TRUE(file.FinishBlock());
+        EXPECT_EQ(Write(file, 5, {6, 7}), 0); // takes the place of the pad byte; nothing counts it
+        EXPECT_TRUE(file.FinishWrite());
     };
+    const auto metadata = [&](WaveFile& file) {
+        EXPECT_TRUE(WriteMetadatum(file, FourCC("bext"), {9, 8, 7}));
+        EXPECT_EQ(Write(file, 0, four), 0);
+        EXPECT_TRUE(file.FinishSamples() && WriteMetadatum(file, FourCC("LIST"), {}));
+        EXPECT_TRUE(file.StartMetadatumWrite(FourCC("note")) && file.MetadatumWrite(four.data(), 4) &&
+                    file.MetadatumWrite(four.data(), 1) && file.FinishMetadatumWrite() && file.FinishWrite());
+    };
+    const Image format = Image().Chunk("fmt ", kStereo16), reserved = Image().Add(Reserved()).Add(format);
+    const Bytes withMetadata = Image()
+                                   .Add(format)
+                                   .Chunk("bext", {9, 8, 7})
+                                   .Chunk("data", four)
+                                   .Chunk("LIST", {})
+                                   .Chunk("note", {1, 2, 3, 4, 1});
+    // clang-format off
+    const struct { const char* name; Format format; std::function<void(WaveFile&)> calls; Bytes chunks; } kCases[] = {
+        {"with room for RF64", {.rf64 = true}, WriteSevenBytes, Image(reserved).Chunk("data", seven)},
+        {"metadata on both sides, odd and empty", {}, metadata, withMetadata},
+        {"a pad byte of a checkpoint is no sample", {}, checkpoints, Image(format).Text("data").U32(5).Add(seven)},
+        {"deleted without FinishWrite", {.rf64 = true}, [&](WaveFile& file) { EXPECT_EQ(Write(file, 0, four), 0); },
+         Image(reserved).Text("data").U32(0).Add(four)},
+    };
+    // clang-format on
     for (const auto& row : kCases) {
         SCOPED_TRACE(row.name);
         const TemporaryFolder folder;
@@ -100,16 +85,18 @@ TEST(WaveFileWriting, WholeFiles) {
 
 TEST(WaveFileWriting, FormatChunksOfTheCaller) {
     const TemporaryFolder folder;
-    const Bytes fifty = SampleBytes(0, 50);
+    const Bytes fifty = SampleBytes(0, 50),
+                guid = {1, 0, 0, 0, 0, 0, 0x10, 0, 0x80, 0, 0, 0xAA, 0, 0x38, 0x9B, 0x71};
+    const Bytes ours = Image().U16(0xFFFE).Add(Bytes(14)).U16(22).Add(Bytes(6)).Add(guid);
     const struct {
         const unsigned char* block;
         std::int32_t size;
         Bytes chunk;
     } kCases[] = {{fifty.data(), 50, fifty},
                   {fifty.data(), 5, Bytes(fifty.begin(), fifty.begin() + 5)},
-                  {nullptr, 50,
-                   Image().U16(0xFFFE).Add(Bytes(14)).U16(22).Add(Bytes(6)).Add(
-                       {1, 0, 0, 0, 0, 0, 0x10, 0, 0x80, 0, 0, 0xAA, 0, 0x38, 0x9B, 0x71})}};
+                  {nullptr, 50, ours},
+                  {fifty.data(), 0, ours},
+                  {fifty.data(), -3, ours}};
     for (const auto& row : kCases) {
         SCOPED_TRACE(row.size);
         Error error{Error::kWriteFailed, 77};
@@ -123,10 +110,6 @@ TEST(WaveFileWriting, FormatChunksOfTheCaller) {
         EXPECT_EQ(file->GetSampleCount(), 0);
         EXPECT_EQ(ReadFile(folder.Path("file")),
                   Image().Chunk("fmt ", row.chunk).Chunk("data", {1, 2, 3, 4, 5, 6, 7}).InRiff());
-        file.reset(WaveFile::OpenForCompessedWrite(folder.PathText("file"), fifty.data(), row.block ? 0 : -3,
-                                                   0, error, false));
-        file.reset();
-        EXPECT_EQ(ReadFilePart(folder.Path("file"), 16, 6), Bytes(Image().U32(40).U16(0xFFFE)));
     }
 }
 
@@ -134,33 +117,22 @@ TEST(WaveFileWriting, FormatChunksOfTheCaller) {
 TEST(WaveFileWriting, SampleTypesReadBack) {
     const ChannelLayout stereo = kelmediatypes::CreateStereoChannelLayout(), ambisonic = {134, 135, 136, 137};
     using Kind = kelaudiofile::AudioCharacteristics;
-    const struct {
-        const char* name;
-        Format format;
-        int type, bits, category;
-    } kCases[] = {
-        {"integers", {}, 1, 16, Kind::kWaveFormatPCM},
-        {"3, stereo", {.bytesPerSample = 4, .bits = 32, .sampleType = 3}, 3, 32, Kind::kWaveFormatPCM},
-        {"3, extensible",
-         {.bytesPerSample = 4, .bits = 32, .sampleType = 3, .layout = {}},
-         1,
-         32,
-         Kind::kWaveFormatPCM},
-        {"4, stereo", {.bytesPerSample = 3, .bits = 16, .sampleType = 4}, 4, 32, Kind::kWaveFormatPCM},
-        {"4, extensible", {.sampleType = 4, .layout = {}}, 4, 32, Kind::kWaveFormatPCM},
-        {"1, Ambisonic", {.channels = 4, .layout = ambisonic}, 1, 16, Kind::kWaveFormatAmbisonicPCM},
-        {"2, Ambisonic",
-         {.channels = 4, .bytesPerSample = 4, .bits = 32, .sampleType = 2, .layout = ambisonic},
-         2,
-         32,
-         Kind::kWaveFormatAmbisonicFloat},
-        {"3 is never Ambisonic",
-         {.channels = 4, .bytesPerSample = 4, .bits = 32, .sampleType = 3, .layout = ambisonic},
-         3,
-         32,
-         Kind::kWaveFormatPCM},
-        {"doubles", {.bytesPerSample = 8, .bits = 64, .sampleType = 2}, 2, 64, Kind::kWaveFormatFloat},
+    const auto format = [](int type, int bytes, int bits, const ChannelLayout& layout, int channels = 2) {
+        return Format{44100, channels, bytes, bits, type, layout};
     };
+    // clang-format off
+    const struct { const char* name; Format format; int type, bits, category; } kCases[] = {
+        {"integers", {}, 1, 16, Kind::kWaveFormatPCM},
+        {"3, stereo", format(3, 4, 32, stereo), 3, 32, Kind::kWaveFormatPCM},
+        {"3, extensible", format(3, 4, 32, {}), 1, 32, Kind::kWaveFormatPCM},
+        {"4, stereo", format(4, 3, 16, stereo), 4, 32, Kind::kWaveFormatPCM},
+        {"4, extensible", format(4, 2, 16, {}), 4, 32, Kind::kWaveFormatPCM},
+        {"1, Ambisonic", format(1, 2, 16, ambisonic, 4), 1, 16, Kind::kWaveFormatAmbisonicPCM},
+        {"2, Ambisonic", format(2, 4, 32, ambisonic, 4), 2, 32, Kind::kWaveFormatAmbisonicFloat},
+        {"3 is never Ambisonic", format(3, 4, 32, ambisonic, 4), 3, 32, Kind::kWaveFormatPCM},
+        {"doubles", format(2, 8, 64, stereo), 2, 64, Kind::kWaveFormatFloat},
+    };
+    // clang-format on
     for (const auto& row : kCases) {
         SCOPED_TRACE(row.name);
         const TemporaryFolder folder;
@@ -191,21 +163,14 @@ TEST(WaveFileWriting, QueriesUnderWriting) {
     EXPECT_EQ(file->GetSampleCount(), 0);
     EXPECT_EQ(WriteSamples(*file, 0, 29), 0);
     EXPECT_EQ(file->GetSampleCount(), 4) << "whole frames written so far";
-    EXPECT_EQ(file->GetSampleRate(), 44100);
-    EXPECT_EQ(file->GetNumChannels(), 3);
+    EXPECT_TRUE(file->GetSampleRate() == 44100 && file->GetNumChannels() == 3);
     EXPECT_EQ(file->GetChannelLayout(), ChannelLayout());
     EXPECT_EQ(file->GetRiffAudioCharacteristics().channelLayout, (ChannelLayout{100, 101, 102}));
     EXPECT_EQ(file->GetRiffAudioCharacteristics().containerKind, 1u);
-    EXPECT_TRUE(file->IsRf64Format());
-    EXPECT_FALSE(file->IsRecoveredTruncatedFile());
-    std::uint32_t id = 0;
-    std::int64_t size = 0;
-    double position = 0;
+    EXPECT_TRUE(file->IsRf64Format() && !file->IsRecoveredTruncatedFile());
     unsigned char byte = 0;
-    EXPECT_FALSE(file->GetMetadataInfo(0, id, size, position));
-    EXPECT_FALSE(file->ReadMetadataChunk(0, 0, 1, &byte));
-    EXPECT_FALSE(file->ReadSampleBytes(0, 1, &byte));
-    EXPECT_TRUE(file->ReadSampleBytes(0, 0, &byte));
+    EXPECT_TRUE(ReadMetadata(*file).empty() && !file->ReadMetadataChunk(0, 0, 1, &byte));
+    EXPECT_TRUE(file->ReadSampleBytes(0, 0, &byte) && !file->ReadSampleBytes(0, 1, &byte));
     EXPECT_TRUE(file->Suspend());
     EXPECT_EQ(WriteSamples(*file, 29, 7), 0) << "suspending stops nothing";
     Finish(*file);
@@ -305,37 +270,36 @@ TEST(RiffChunkWriter, ChunksAndCheckpoints) {
     const auto size = [&] { return ReadFilePart(folder.Path("file"), 4, 4); };
     const Bytes five = {1, 2, 3, 4, 5};
     const auto guardedCalls = kelcore::detail::GuardedCallCount();
-    Bytes image = Image().Chunk("none", {}).Chunk("five", five).Chunk("data", five).Chunk("cut ", {1, 2});
+    const Bytes image =
+        Image().Chunk("none", {}).Chunk("five", five).Chunk("data", five).Chunk("cut ", {1, 2});
     {
         RiffChunkWriter writer;
-        EXPECT_FALSE(writer.IsInitialized());
-        EXPECT_EQ(writer.GetByteStream(), nullptr);
+        EXPECT_TRUE(!writer.IsInitialized() && writer.GetByteStream() == nullptr);
         writer.EndBlock(1);
         writer.EndFile(1);
         EXPECT_EQ(kelcore::detail::GuardedCallCount(), guardedCalls + 1);
         EXPECT_FALSE(folder.File("file").Exists()) << "a closed writer does no file work";
 
+        const auto chunk = [&](std::uint32_t id, const Bytes& data, std::uint64_t start,
+                               std::uint64_t end = 0) {
+            EXPECT_EQ(writer.StartChunk(id), start);
+            writer.GetByteStream()->WriteBlock(data.data(), static_cast<unsigned>(data.size()));
+            writer.EndChunk(start, end);
+        };
         writer.Initialize(folder.File("file"), FourCC("TEST"), false, true);
         EXPECT_TRUE(writer.IsInitialized());
-        EXPECT_EQ(writer.StartChunk(FourCC("none")), 12u);
-        writer.EndChunk(12, 0);
-        EXPECT_EQ(writer.StartChunk(FourCC("five")), 20u);
-        writer.GetByteStream()->WriteBlock(five.data(), 5);
-        writer.EndChunk(20, 0);
-        EXPECT_EQ(writer.StartChunk(FourCC("data")), 34u) << "fourteen bytes on";
-        writer.GetByteStream()->WriteBlock(five.data(), 5);
-        writer.EndChunk(34, 0);
+        chunk(FourCC("none"), {}, 12);
+        chunk(FourCC("five"), five, 20);
+        chunk(FourCC("data"), five, 34); // fourteen bytes on
         writer.EndBlock(0);
         EXPECT_EQ(size(), Bytes(Image().U32(39))) << "the pad byte waits, and what waits is not counted";
-        EXPECT_EQ(writer.StartChunk(FourCC("cut ")), 48u);
-        writer.GetByteStream()->WriteBlock(five.data(), 5);
-        writer.EndChunk(48, 58);
+        chunk(FourCC("cut "), five, 48, 58);
         EXPECT_EQ(writer.GetByteStream()->CurPos(), 58u) << "the stream stands at the end that was given";
         writer.StartChunk(FourCC("last"));
     }
     EXPECT_EQ(kelcore::detail::GuardedCallCount(), guardedCalls + 2);
-    EXPECT_EQ(ReadFile(folder.Path("file")),
-              Image().Text("RIFF").U32(58).Text("TEST").Add(image).Text("last").U32(0));
+    const Bytes rest = Image().Text("last").U32(0);
+    EXPECT_EQ(ReadFile(folder.Path("file")), Image().Text("RIFF").U32(58).Text("TEST").Add(image).Add(rest));
 
     // A file that exists is written over, not emptied; Reset repairs nothing; a reset writer is as new.
     RiffChunkWriter writer;
@@ -343,18 +307,14 @@ TEST(RiffChunkWriter, ChunksAndCheckpoints) {
     writer.Flush();
     writer.Reset();
     EXPECT_FALSE(writer.IsInitialized());
-    EXPECT_EQ(size(), Bytes(4));
-    EXPECT_EQ(ReadFilePart(folder.Path("file"), 8, 40), Bytes(Image().Text("WAVE").Add(Reserved())));
-    EXPECT_EQ(ReadFilePart(folder.Path("file"), 48, 18),
-              Bytes(Image().Text("cut ").U32(2).Add({1, 2}).Text("last").U32(0)));
+    EXPECT_EQ(ReadFilePart(folder.Path("file"), 4, 62),
+              Image().U32(0).Text("WAVE").Add(Reserved()).Chunk("cut ", {1, 2}).Add(rest));
     writer.Initialize(folder.File("again"), FourCC("WAVE"), false, false);
     writer.EndFile(0);
-    const Bytes ended = ReadFile(folder.Path("again"));
-    EXPECT_EQ(ended, Image().Text("RIFF").U32(4).Text("WAVE"));
+    EXPECT_EQ(ReadFile(folder.Path("again")), Image().Text("RIFF").U32(4).Text("WAVE"));
     PatchFile(folder.Path("again"), 4, {9, 9, 9, 9});
     writer.EndFile(0);
-    EXPECT_EQ(size(), Bytes(4)) << "the second does nothing";
-    EXPECT_EQ(ReadFilePart(folder.Path("again"), 4, 4), Bytes(4, 9));
+    EXPECT_EQ(ReadFilePart(folder.Path("again"), 4, 4), Bytes(4, 9)) << "the second does nothing";
 
     // What was not delivered at once at the end is told; the header counts all that was, and the file is
     // closed.
