@@ -9,6 +9,7 @@
 
 using fuzz::Bytes;
 using kelaudiofile::PeakData;
+using kelaudiofile::PeakDataSegment;
 
 namespace {
 
@@ -43,7 +44,7 @@ void Edit(const std::shared_ptr<PeakData>& ioPeaks, fuzz::Choices& ioChoose) {
     const auto first = ioPeaks->begin() + a, last = ioPeaks->begin() + b;
     const auto other = std::make_shared<PeakData>(offset);
     other->Append(offset, static_cast<std::int64_t>(ioChoose.Number(8)), {{1.0f, 2.0f}, {3.0f, 4.0f}});
-    switch (ioChoose(8)) {
+    switch (ioChoose(9)) {
     case 0:
         return ioPeaks->Split(offset);
     case 1:
@@ -59,7 +60,16 @@ void Edit(const std::shared_ptr<PeakData>& ioPeaks, fuzz::Choices& ioChoose) {
         return ioPeaks->Insert(ioPeaks->GetRange(first, last));
     case 6:
         return ioPeaks->SetStartOffset(offset);
+    case 7: {
+        PeakDataSegment segment(offset, static_cast<std::int64_t>(ioChoose.Number(8)), {{1.0f, 2.0f}}),
+            copy(segment);
+        segment = copy;
+        FUZZ_REQUIRE(segment.Append(copy) == (copy.GetStartOffset() == copy.GetEndOffset()));
+        FUZZ_REQUIRE(!segment.Append(segment) || segment.GetStartOffset() == copy.GetStartOffset());
+        return;
+    }
     default:
+        ioPeaks->Insert(nullptr);
         ioPeaks->Find(offset);
     }
 }
