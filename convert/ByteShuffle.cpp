@@ -1,41 +1,15 @@
 #include "ByteShuffle.h"
 
+#include "kelaccelerate/ByteShuffles.h"
+
 #if defined(__x86_64__)
 
 #include <array>
-#include <atomic>
-#include <cpuid.h>
 #include <immintrin.h>
-
-#define KELAUDIOFILE_AVX2 __attribute__((target("avx2")))
 
 namespace kelaudiofile::convert {
 
 namespace {
-
-bool AskForAvx2() {
-    unsigned eax = 0, ebx = 0, ecx = 0, edx = 0;
-    if (!__get_cpuid(1, &eax, &ebx, &ecx, &edx) || !(ecx & bit_OSXSAVE))
-        return false;
-    unsigned savedBySystem, ignored;
-    __asm__("xgetbv" : "=a"(savedBySystem), "=d"(ignored) : "c"(0));
-    const bool savesVectors = (savedBySystem & 6) == 6;
-    return savesVectors && __get_cpuid_count(7, 0, &eax, &ebx, &ecx, &edx) && (ebx & bit_AVX2);
-}
-
-enum : int { kUnknown, kNo, kYes };
-std::atomic<int> shuffles = kUnknown;
-
-/// Under virtualisation the question takes longer than a block of samples, so it is put once, and not before
-/// it matters. Threads that put it at the same time get the same answer.
-bool Shuffles() {
-    int known = shuffles.load(std::memory_order_relaxed);
-    if (known == kUnknown) {
-        known = AskForAvx2() ? kYes : kNo;
-        shuffles.store(known, std::memory_order_relaxed);
-    }
-    return known == kYes;
-}
 
 constexpr int kHalf = 16; ///< bytes of a vector within which they can be moved
 
@@ -73,24 +47,24 @@ constexpr auto kMoves = [] {
     return moves;
 }();
 
-KELAUDIOFILE_AVX2 __m128i LoadHalf(const void* in) {
+KELACCELERATE_BYTE_SHUFFLES __m128i LoadHalf(const void* in) {
     return _mm_loadu_si128(static_cast<const __m128i*>(in));
 }
 
-KELAUDIOFILE_AVX2 __m256i LoadVector(const void* in) {
+KELACCELERATE_BYTE_SHUFFLES __m256i LoadVector(const void* in) {
     return _mm256_loadu_si256(static_cast<const __m256i*>(in));
 }
 
-KELAUDIOFILE_AVX2 __m256i LoadHalves(const Byte* inLower, const Byte* inUpper) {
+KELACCELERATE_BYTE_SHUFFLES __m256i LoadHalves(const Byte* inLower, const Byte* inUpper) {
     return _mm256_inserti128_si256(_mm256_castsi128_si256(LoadHalf(inLower)), LoadHalf(inUpper), 1);
 }
 
-KELAUDIOFILE_AVX2 __m256i InBothHalves(const Places& inPlaces) {
+KELACCELERATE_BYTE_SHUFFLES __m256i InBothHalves(const Places& inPlaces) {
     return _mm256_broadcastsi128_si256(LoadHalf(inPlaces.data()));
 }
 
 /// @param inUpper  samples in the upper bytes of each lane.
-KELAUDIOFILE_AVX2 void StoreFloats(Byte* out, __m256i inUpper) {
+KELACCELERATE_BYTE_SHUFFLES void StoreFloats(Byte* out, __m256i inUpper) {
     const __m256 floats = _mm256_mul_ps(_mm256_cvtepi32_ps(inUpper), _mm256_set1_ps(0x1p-31f));
     _mm256_storeu_ps(reinterpret_cast<float*>(out), floats);
 }
@@ -98,8 +72,8 @@ KELAUDIOFILE_AVX2 void StoreFloats(Byte* out, __m256i inUpper) {
 // Eight samples a turn, as long as no load reaches behind the last one.
 
 /// Four samples within half a vector.
-KELAUDIOFILE_AVX2 std::size_t GatherFours(const Byte* in, Byte* out, std::size_t inByteCount,
-                                          std::size_t inStep, const Moves& inMoves) {
+KELACCELERATE_BYTE_SHUFFLES std::size_t GatherFours(const Byte* in, Byte* out, std::size_t inByteCount,
+                                                    std::size_t inStep, const Moves& inMoves) {
     const __m256i places = InBothHalves(inMoves.fromFirst);
     std::size_t i = 0;
     for (; (i + 4) * inStep + kHalf <= inByteCount; i += 8) {
@@ -111,8 +85,8 @@ KELAUDIOFILE_AVX2 std::size_t GatherFours(const Byte* in, Byte* out, std::size_t
 }
 
 /// Two samples within half a vector.
-KELAUDIOFILE_AVX2 std::size_t GatherPairs(const Byte* in, Byte* out, std::size_t inByteCount,
-                                          std::size_t inStep, const Moves& inMoves) {
+KELACCELERATE_BYTE_SHUFFLES std::size_t GatherPairs(const Byte* in, Byte* out, std::size_t inByteCount,
+                                                    std::size_t inStep, const Moves& inMoves) {
     const __m256i fromFirst = InBothHalves(inMoves.fromFirst), fromThird = InBothHalves(inMoves.fromThird);
     std::size_t i = 0;
     for (; (i + 6) * inStep + kHalf <= inByteCount; i += 8) {
@@ -128,7 +102,7 @@ KELAUDIOFILE_AVX2 std::size_t GatherPairs(const Byte* in, Byte* out, std::size_t
 /// Six bytes from one to the next, as in 24-bit stereo: eight samples lie within three halves, which takes
 /// two loads where pairs take four.
 template <int kBytes>
-KELAUDIOFILE_AVX2 std::size_t GatherSixes(const Byte* in, Byte* out, std::size_t inByteCount) {
+KELACCELERATE_BYTE_SHUFFLES std::size_t GatherSixes(const Byte* in, Byte* out, std::size_t inByteCount) {
     constexpr int kFifth = 4 * 6;
     static constexpr Places kFirst[] = {PlacesOf(kBytes, 6, 0), PlacesOf(kBytes, 6, kFifth - kHalf)},
                             kSecond[] = {PlacesOf(kBytes, 6, -kHalf),
@@ -147,7 +121,7 @@ KELAUDIOFILE_AVX2 std::size_t GatherSixes(const Byte* in, Byte* out, std::size_t
 
 template <int kBytes>
 std::size_t GatherByShuffling(const Byte* in, Byte* out, std::size_t inCount, std::size_t inStep) {
-    if (inCount < 8 || inStep > kLastStep<kBytes> || !Shuffles())
+    if (inCount < 8 || inStep > kLastStep<kBytes> || !kelaccelerate::HasByteShuffles())
         return 0;
     const std::size_t byteCount = (inCount - 1) * inStep + kBytes;
     const Moves& moves = kMoves<kBytes>[inStep];
@@ -155,10 +129,6 @@ std::size_t GatherByShuffling(const Byte* in, Byte* out, std::size_t inCount, st
         return GatherSixes<kBytes>(in, out, byteCount);
     return 3 * inStep <= kLastStep<kBytes> ? GatherFours(in, out, byteCount, inStep, moves)
                                            : GatherPairs(in, out, byteCount, inStep, moves);
-}
-
-void AllowShuffling(bool inAllow) {
-    shuffles = inAllow ? kUnknown : kNo;
 }
 
 } // namespace kelaudiofile::convert
@@ -171,8 +141,6 @@ template <int kBytes>
 std::size_t GatherByShuffling(const Byte*, Byte*, std::size_t, std::size_t) {
     return 0;
 }
-
-void AllowShuffling(bool) {}
 
 } // namespace kelaudiofile::convert
 

@@ -6,17 +6,13 @@
 
 namespace kelaudiofile::convert {
 
-/// Converts samples of one, two or three bytes to floats where the processor has AVX2, which moves bytes to
-/// any place of a vector at once, if two samples of the channel lie within 16 bytes: that is one to seven
-/// channels of 16 bits, one to four of 24. The processor is asked at the first call.
+/// Converts samples of one, two or three bytes to floats where the processor has byte shuffles, if two
+/// samples of the channel lie within 16 bytes: that is one to seven channels of 16 bits, one to four of 24.
 /// @tparam kBytes  of a sample: 1, 2 or 3.
 /// @param inCount  samples; no byte behind the last one is read.
 /// @param inStep  bytes from one sample to the next.
 /// @return how many it converted, from the first on: none, or all but the last few.
 template <int kBytes>
 std::size_t GatherByShuffling(const Byte* in, Byte* out, std::size_t inCount, std::size_t inStep);
-
-/// Lets tests take the way of other processors. May be called before the first conversion or between two.
-void AllowShuffling(bool inAllow);
 
 } // namespace kelaudiofile::convert

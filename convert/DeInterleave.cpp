@@ -150,34 +150,42 @@ struct Double {
     }
 };
 
+/// @param inStride  samples from one to the next, as WithStride gives it.
+template <typename Sample, typename Stride>
+void GatherByLanes(const Byte* in, Byte* out, std::size_t inCount, Stride inStride) {
+    using Word = typename Sample::Word;
+    constexpr std::size_t kStride = kConstantOr0<Stride>;
+    constexpr std::size_t kBehind = SamplesBehind<Word, Sample::kBytes, kStride>();
+    const std::size_t step = Sample::kBytes * inStride;
+    std::size_t i = 0;
+    for (; i + kGroupSize + kBehind <= inCount; i += kGroupSize) {
+        const auto group = LoadGroup<Word, Sample::kBytes, kStride>(in + i * step, step);
+        Byte* place = out + i * sizeof(float);
+        for (const auto& vector : group.vectors) {
+            const auto lanes = Sample::Convert(vector);
+            std::memcpy(place, &lanes, sizeof lanes);
+            place += sizeof lanes;
+        }
+    }
+    for (; i < inCount; ++i) {
+        const auto lanes = Sample::Convert(Lanes<Word>{LoadUpper<Word, Sample::kBytes>(in + i * step)});
+        std::memcpy(out + i * sizeof(float), &lanes, sizeof(float));
+    }
+}
+
 template <typename Sample>
 void Gather(const void* source, float* destination, std::int64_t sampleCount, std::int32_t numChannels) {
-    using Word = typename Sample::Word;
     const auto* in = static_cast<const Byte*>(source);
     auto* out = reinterpret_cast<Byte*>(destination);
-    const auto count = static_cast<std::size_t>(sampleCount);
-
-    WithStride(numChannels, [=](auto stride) {
-        constexpr std::size_t kBehind = SamplesBehind<Word, Sample::kBytes, kConstantOr0<decltype(stride)>>();
-        const std::size_t step = Sample::kBytes * stride;
-        std::size_t i = 0;
-        if constexpr (Sample::kBytes < sizeof(Word))
-            i = GatherByShuffling<Sample::kBytes>(in, out, count, step);
-        for (; i + kGroupSize + kBehind <= count; i += kGroupSize) {
-            const auto group =
-                LoadGroup<Word, Sample::kBytes, kConstantOr0<decltype(stride)>>(in + i * step, step);
-            Byte* place = out + i * sizeof(float);
-            for (const auto& vector : group.vectors) {
-                const auto lanes = Sample::Convert(vector);
-                std::memcpy(place, &lanes, sizeof lanes);
-                place += sizeof lanes;
-            }
-        }
-        for (; i < count; ++i) {
-            const auto lanes = Sample::Convert(Lanes<Word>{LoadUpper<Word, Sample::kBytes>(in + i * step)});
-            std::memcpy(out + i * sizeof(float), &lanes, sizeof(float));
-        }
-    });
+    auto count = static_cast<std::size_t>(sampleCount);
+    if constexpr (Sample::kBytes < 4) {
+        const std::size_t step = Sample::kBytes * static_cast<std::size_t>(numChannels);
+        const std::size_t done = GatherByShuffling<Sample::kBytes>(in, out, count, step);
+        in += done * step;
+        out += done * sizeof(float);
+        count -= done;
+    }
+    WithStride(numChannels, [=](auto stride) { GatherByLanes<Sample>(in, out, count, stride); });
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 #include "kelaudiofile/PeakDataSegment.h"
@@ -41,11 +42,11 @@ public:
     }
 
     void TakeStep(const PeakDatum* inDatums) {
-        Lanes values[2];
-        std::memcpy(values, inDatums, sizeof values);
         for (int i = 0; i < 2; ++i) {
-            low[i] = Smaller(low[i], values[i]);
-            high[i] = Larger(high[i], values[i]);
+            Lanes values; // one at a time: g++ would send an array of them through memory
+            std::memcpy(&values, inDatums + 2 * i, sizeof values);
+            low[i] = Smaller(low[i], values);
+            high[i] = Larger(high[i], values);
         }
     }
 
@@ -61,17 +62,24 @@ private:
     Lanes low[2], high[2];
 };
 
+/// Of either sign. Compared as bits, which takes fewer steps than the rules for NaN.
+inline bool IsZero(float inValue) {
+    std::uint32_t bits;
+    std::memcpy(&bits, &inValue, sizeof bits);
+    return bits << 1 == 0;
+}
+
 /// Lanes don't know which zero came first. Extremes that have become zero lay on the other side of it before,
 /// so it is the first zero of the datums.
 inline PeakDatum RestoreFirstZeros(const PeakDatum* inFirst, const PeakDatum& inBefore,
                                    PeakDatum inExtremes) {
-    if (inExtremes.min == 0.0f && inBefore.min != 0.0f) {
+    if (IsZero(inExtremes.min) && !IsZero(inBefore.min)) {
         const PeakDatum* zero = inFirst;
         while (zero->min != 0.0f)
             ++zero;
         inExtremes.min = zero->min;
     }
-    if (inExtremes.max == 0.0f && inBefore.max != 0.0f) {
+    if (IsZero(inExtremes.max) && !IsZero(inBefore.max)) {
         const PeakDatum* zero = inFirst;
         while (zero->max != 0.0f)
             ++zero;

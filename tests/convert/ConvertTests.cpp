@@ -8,9 +8,9 @@
 
 #include <gtest/gtest.h>
 
-#include "ByteShuffle.h"
 #include "GuardedBuffer.h"
 #include "SampleModels.h"
+#include "kelaccelerate/ByteShuffles.h"
 #include "support/Files.h"
 #include "support/Random.h"
 
@@ -112,8 +112,8 @@ std::vector<std::int32_t> Counts() {
 /// Whether byte shuffles are used where the processor has them.
 class EachWay : public testing::TestWithParam<bool> {
 public:
-    EachWay() { kelaudiofile::convert::AllowShuffling(GetParam()); }
-    ~EachWay() override { kelaudiofile::convert::AllowShuffling(true); }
+    EachWay() { kelaccelerate::AllowByteShuffles(GetParam()); }
+    ~EachWay() override { kelaccelerate::AllowByteShuffles(true); }
 };
 
 INSTANTIATE_TEST_SUITE_P(Convert, EachWay, testing::Bool(),

@@ -1,3 +1,5 @@
+#include <utility>
+
 #include <gtest/gtest.h>
 
 #include "WriteSupport.h"
@@ -227,6 +229,43 @@ TEST(ARecordingSurvives, ACheckpointThatFailedWithItsPadByte) {
         EXPECT_EQ(ReadFile(folder.Path("file")),
                   Image().Chunk("fmt ", ShortFormat(1, 2, 44100, 2, 16)).Chunk("data", {1, 2, 3}).InRiff());
     }
+}
+
+// Whichever call of the open fails, also the one that asks for an old file: nothing of that is in the new
+// one.
+TEST(ARecordingSurvives, OpensOverAnOldFileWithAnErrorOfAnyCall) {
+    const faults::Scope scope;
+    const TemporaryFolder folder;
+    const Bytes old(300, 'o');
+    int opened = 0, refused = 0, thrown = 0;
+    for (std::uint64_t call = 0;; ++call) {
+        SCOPED_TRACE(call);
+        WriteFile(folder.Path("file"), old);
+        faults::SystemCalls() = {.failAt = call};
+        Error error;
+        Handle file;
+        try {
+            file = Create(folder.PathText("file"), {}, error);
+            refused += file == nullptr;
+            EXPECT_EQ(file ? Error::kNoError : Error::kOpenForWriteFailed, error.code);
+        } catch (const kelcore::filesupport::file_exception&) {
+            ++thrown;
+        }
+        const bool fired = std::exchange(faults::SystemCalls(), {}).fired != 0;
+        if (file) {
+            ++opened;
+            EXPECT_TRUE(file->FinishWrite());
+            EXPECT_EQ(ReadFile(folder.Path("file")),
+                      Image().Chunk("fmt ", ShortFormat(1, 2, 44100, 2, 16)).InRiff());
+        } else if (call < 2) {
+            EXPECT_EQ(ReadFile(folder.Path("file")), old);
+        }
+        if (!fired)
+            break;
+    }
+    EXPECT_GT(opened, 1);
+    EXPECT_GT(refused, 2);
+    EXPECT_EQ(thrown, 1);
 }
 
 TEST(ARecordingSurvives, OpensThatRunOutOfMemory) {

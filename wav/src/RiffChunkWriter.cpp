@@ -124,7 +124,7 @@ void RiffChunkWriter::UpdateHeaders(std::int64_t sampleCount) {
     PatchHeader(mRiffSizeOffset, field.data(), field.size());
     if (!mDs64Reserved)
         return;
-    if (riffSize < riff::kLimit32 && static_cast<std::uint64_t>(mDataChunkSize) < riff::kLimit32)
+    if (riffSize < riff::kLimit32 && mDataChunkSize < static_cast<std::int64_t>(riff::kLimit32))
         return;
     StoreLittle32(field.data(), riff::kRf64Id);
     PatchHeader(riff::header::kMagic, field.data(), field.size());
@@ -154,6 +154,7 @@ void RiffChunkWriter::EndFile(std::int64_t sampleCount) {
     try {
         mBufferedStream->Flush();
     } catch (...) {
+        mBufferedStream.reset();    // which tries once more, so that nothing follows the header
         UpdateHeaders(sampleCount); // what has reached the file is worth a header that counts it
         throw;
     }

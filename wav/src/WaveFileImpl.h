@@ -11,6 +11,17 @@
 
 namespace kelaudiofile {
 
+/// Where exceptions end. @return whether there was none.
+template <typename Function>
+bool Succeeds(Function inFunction) noexcept {
+    try {
+        inFunction();
+        return true;
+    } catch (...) {
+        return false;
+    }
+}
+
 /// What a WaveFile hides. Reading lives in WaveFileRead.cpp, writing in WaveFileWrite.cpp.
 struct KELAUDIOFILE_HIDDEN WaveFile::Impl {
     // Format
@@ -43,7 +54,8 @@ struct KELAUDIOFILE_HIDDEN WaveFile::Impl {
     void RefineSampleType();
     void NameAmbisonicChannels();
     bool EnsureReadStream();
-    std::unique_ptr<kelcore::filesupport::IPlatformByteStream> MakeReadStream() const;
+    std::unique_ptr<kelcore::filesupport::IPlatformByteStream>
+    MakeReadStream(const kelcore::filesupport::File& inFile) const;
     bool ReadSampleBytes(std::int64_t inOffset, std::int64_t inByteCount, void* outBuffer);
     bool ReadMetadataChunk(std::int32_t inIndex, std::int64_t inOffset, std::int64_t inByteCount,
                            void* outBuffer);

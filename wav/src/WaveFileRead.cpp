@@ -82,9 +82,14 @@ std::uint64_t EndOf(const ChunkInfo& inChunk) {
 WaveFile* WaveFile::OpenForRead(const kelcore::UTF8String& inFilePath, ExtendedErrorInfo& outError,
                                 bool inStreamFlag) {
     outError = {};
-    const File file(inFilePath, kelcore::filesupport::kPathStorage);
-    if (!file.Exists()) {
+    const File path(inFilePath, kelcore::filesupport::kPathStorage);
+    if (!path.Exists()) {
         outError.code = Error::kFileNotFound;
+        return nullptr;
+    }
+    File file;
+    if (!Succeeds([&] { file = path.Opened(); })) {
+        outError.code = Error::kChunkScanFailed;
         return nullptr;
     }
     const RiffChunkReader chunkReader(file, inStreamFlag);
@@ -108,12 +113,12 @@ WaveFile* WaveFile::OpenForRead(const kelcore::UTF8String& inFilePath, ExtendedE
 
     auto waveFile = std::make_unique<WaveFile>();
     Impl& impl = *waveFile->mImpl;
-    impl.file = file;
+    impl.file = path;
     impl.streamFlag = inStreamFlag;
     impl.TakeFormat(format);
     impl.TakeChunks(fileInfo.chunks);
     impl.fileSize = file.Size();
-    impl.readStream = impl.MakeReadStream();
+    impl.readStream = impl.MakeReadStream(file);
     impl.RefineSampleType();
     if (impl.bytesPerSample == 0)
         impl.bytesPerSample = impl.bitDepth / 8;
@@ -176,19 +181,13 @@ void WaveFile::Impl::NameAmbisonicChannels() {
         channelLayout[static_cast<std::size_t>(channel)] = kFirst + static_cast<std::uint32_t>(channel);
 }
 
-std::unique_ptr<IPlatformByteStream> WaveFile::Impl::MakeReadStream() const {
-    return std::make_unique<IPlatformByteStream>(file, kelcore::utility::Flags<unsigned>(streamFlag ? 1 : 0));
+std::unique_ptr<IPlatformByteStream> WaveFile::Impl::MakeReadStream(const File& inFile) const {
+    return std::make_unique<IPlatformByteStream>(inFile,
+                                                 kelcore::utility::Flags<unsigned>(streamFlag ? 1 : 0));
 }
 
 bool WaveFile::Impl::EnsureReadStream() {
-    if (readStream)
-        return true;
-    try {
-        readStream = MakeReadStream();
-        return true;
-    } catch (...) {
-        return false;
-    }
+    return readStream || Succeeds([this] { readStream = MakeReadStream(file); });
 }
 
 bool WaveFile::ReadSampleBytes(std::int64_t inOffset, std::int64_t inByteCount, void* outBuffer) {

@@ -15,17 +15,6 @@ namespace {
 using Error = WaveFile::ExtendedErrorInfo;
 using Format = AudioCharacteristics;
 
-/// Where exceptions of writing end. @return whether there was none.
-template <typename Function>
-bool Succeeds(Function inFunction) noexcept {
-    try {
-        inFunction();
-        return true;
-    } catch (...) {
-        return false;
-    }
-}
-
 bool StartsAmbisonic(const kelmediatypes::ChannelLayout& inLayout) {
     return !inLayout.empty() && inLayout.front() == kelmediatypes::AudioChannelDescription(134);
 }
@@ -54,6 +43,8 @@ bool MarkSampleType(WaveFile::SampleType inSampleType, AudioCharacteristics& ioR
     }
 }
 
+/// The old file is gone from here on. Its place is taken by a file of our own or by none: should it look
+/// empty and not be, StartWriting refuses.
 File FreshFile(const kelcore::UTF8String& inFilePath) {
     File file(inFilePath, kelcore::filesupport::kPathStorage);
     if (file.Exists())
@@ -123,6 +114,7 @@ bool WaveFile::Impl::StartWriting(const File& inFile, const AudioCharacteristics
     bitDepth = inRecord.bitsPerSample;
 
     const bool started = Succeeds([&] {
+        file.Create(false);
         chunkWriter.Initialize(file, GetWaveFileFormatIdentifier(), MayBeRf64(), streamFlag);
         if (inFormatChunk != nullptr && inFormatChunkSize > 0)
             WriteChunk(chunkWriter, WaveFormatChunkReader::GetChunkID(), inFormatChunk, inFormatChunkSize);

@@ -1,7 +1,14 @@
 #include "kelaccelerate/SwapBytes.h"
 
+#include <array>
 #include <cstddef>
 #include <cstring>
+
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
+#include "kelaccelerate/ByteShuffles.h"
 
 namespace kelaccelerate::utility {
 
@@ -44,6 +51,40 @@ struct Swap32 {
     }
 };
 
+#if defined(__x86_64__)
+
+/// @return where each byte of a vector comes from.
+template <typename Element>
+constexpr std::array<signed char, 16> Places() {
+    std::array<signed char, 16> places{};
+    for (std::size_t b = 0; b < Element::kBytesAtOnce; ++b)
+        places[b] = static_cast<signed char>(b + Element::kWidth - 1 - 2 * (b % Element::kWidth));
+    return places;
+}
+
+KELACCELERATE_BYTE_SHUFFLES void ShuffleVector(const unsigned char* in, unsigned char* out,
+                                               __m128i inPlaces) {
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_shuffle_epi8(bytes, inPlaces));
+}
+
+/// @return how many bytes it swapped, from the first on: all but the last few.
+template <typename Element>
+KELACCELERATE_BYTE_SHUFFLES std::size_t SwapByShuffling(const unsigned char* in, unsigned char* out,
+                                                        std::size_t inByteCount) {
+    constexpr std::size_t kAtOnce = Element::kBytesAtOnce;
+    static constexpr auto kPlaces = Places<Element>();
+    const __m128i places = _mm_loadu_si128(reinterpret_cast<const __m128i*>(kPlaces.data()));
+    std::size_t at = 0;
+    for (; at + kAtOnce + sizeof(Bytes) <= inByteCount; at += 2 * kAtOnce) {
+        ShuffleVector(in + at, out + at, places);
+        ShuffleVector(in + at + kAtOnce, out + at + kAtOnce, places);
+    }
+    return at;
+}
+
+#endif
+
 template <typename Element>
 void SwapVector(const unsigned char* in, unsigned char* out) {
     Bytes bytes;
@@ -61,6 +102,10 @@ void SwapElements(std::uint64_t inCount, const void* inElements, void* outElemen
     auto* out = static_cast<unsigned char*>(outElements);
     const std::size_t byteCount = static_cast<std::size_t>(inCount) * kWidth;
     std::size_t at = 0;
+#if defined(__x86_64__)
+    if (HasByteShuffles())
+        at = SwapByShuffling<Element>(in, out, byteCount);
+#endif
     for (; at + kAtOnce + sizeof(Bytes) <= byteCount; at += 2 * kAtOnce) {
         SwapVector<Element>(in + at, out + at);
         SwapVector<Element>(in + at + kAtOnce, out + at + kAtOnce);

@@ -52,31 +52,6 @@ file_exception::file_exception(std::string_view inOperation, const UTF8String& i
 
 file_exception::~file_exception() = default;
 
-bool File::Exists() const {
-    return IsUsable(mPath) && system::SizeOfRegularFile(SystemPath(mPath)) >= 0;
-}
-
-std::uint64_t File::Size() const {
-    if (!IsUsable(mPath))
-        throw file_exception("find the size of", mPath, EINVAL);
-    return static_cast<std::uint64_t>(
-        OrThrow(system::SizeOfRegularFile(SystemPath(mPath)), "find the size of", mPath));
-}
-
-void File::Create(bool inReplace) const {
-    system::Close(
-        OpenOrThrow(mPath, inReplace ? system::Access::kCreateOrEmpty : system::Access::kCreate, "create"));
-}
-
-void File::Delete() const {
-    if (!IsUsable(mPath))
-        throw file_exception("delete", mPath, EINVAL);
-    OrThrow(system::Remove(SystemPath(mPath)), "delete", mPath);
-}
-
-IByteStream::~IByteStream() = default;
-OByteStream::~OByteStream() = default;
-
 class OpenFile {
 public:
     OpenFile(const UTF8String& inPath, system::Access inAccess)
@@ -129,8 +104,42 @@ private:
     int mDescriptor;
 };
 
+bool File::Exists() const {
+    return IsUsable(mPath) && system::SizeOfRegularFile(SystemPath(mPath)) >= 0;
+}
+
+std::uint64_t File::Size() const {
+    if (mOpenFile)
+        return mOpenFile->Length();
+    if (!IsUsable(mPath))
+        throw file_exception("find the size of", mPath, EINVAL);
+    return static_cast<std::uint64_t>(
+        OrThrow(system::SizeOfRegularFile(SystemPath(mPath)), "find the size of", mPath));
+}
+
+void File::Create(bool inReplace) const {
+    system::Close(
+        OpenOrThrow(mPath, inReplace ? system::Access::kCreateOrEmpty : system::Access::kCreate, "create"));
+}
+
+void File::Delete() const {
+    if (!IsUsable(mPath))
+        throw file_exception("delete", mPath, EINVAL);
+    OrThrow(system::Remove(SystemPath(mPath)), "delete", mPath);
+}
+
+File File::Opened() const {
+    File opened = *this;
+    opened.mOpenFile = std::make_shared<OpenFile>(mPath, system::Access::kRead);
+    return opened;
+}
+
+IByteStream::~IByteStream() = default;
+OByteStream::~OByteStream() = default;
+
 IPlatformByteStream::IPlatformByteStream(const File& inFile, utility::Flags<unsigned>)
-    : mFile(std::make_unique<OpenFile>(inFile.Path(), system::Access::kRead)) {}
+    : mFile(inFile.mOpenFile ? inFile.mOpenFile
+                             : std::make_shared<OpenFile>(inFile.Path(), system::Access::kRead)) {}
 
 IPlatformByteStream::~IPlatformByteStream() = default;
 

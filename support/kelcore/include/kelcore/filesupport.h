@@ -35,7 +35,11 @@ private:
     int mSystemError;
 };
 
-/// A path handle, passed by value. It holds no descriptor; each operation asks the system anew.
+/// An open descriptor with its path; closes on destruction.
+class OpenFile;
+
+/// A path handle, passed by value. Unless it was opened it holds no descriptor, and each operation asks the
+/// system anew.
 class KELCORE_EXPORT File {
 public:
     /// Names nothing: it does not exist, and every operation on it fails.
@@ -59,14 +63,22 @@ public:
     /// Removes the file; of a symbolic link, the link. @throws file_exception
     void Delete() const;
 
+    /// Opens the file once for several input streams, each of which would else open it for itself. The
+    /// descriptor is closed with the last copy of the result and the last stream made of one.
+    /// @return the file with a descriptor, for streams and Size. @throws file_exception
+    File Opened() const;
+
     /// @return the path as it was given.
     const UTF8String& Path() const { return mPath; }
     /// @return where the file lives.
     StorageType Storage() const { return mStorageType; }
 
 private:
+    friend class IPlatformByteStream;
+
     UTF8String mPath;
     StorageType mStorageType = kPathStorage;
+    std::shared_ptr<const OpenFile> mOpenFile; ///< null unless opened
 };
 
 /// Input with a position. Hosts may derive from it.
@@ -99,15 +111,12 @@ public:
     virtual ~OByteStream();
 };
 
-/// An open descriptor with its path; closes on destruction.
-class OpenFile;
-
 /// Reads a file with positioned calls. Setting the position costs no system call. Small reads are served from
 /// a window of the file that grows while they go forward, large ones go straight to the caller's memory; so
 /// the file must not change while the stream is in use. Reads need not be aligned.
 class KELCORE_EXPORT IPlatformByteStream : public IByteStream {
 public:
-    /// Opens the file.
+    /// Opens the file, unless it was opened already.
     /// @param inFile  where it is; copied.
     /// @param inFlags  0, or 1 for a caller's stream flag; all streams work alike.
     /// @throws file_exception
@@ -134,7 +143,7 @@ private:
         return inPosition >= mWindowStart && inPosition - mWindowStart < mWindowCount;
     }
 
-    std::unique_ptr<OpenFile> mFile;
+    std::shared_ptr<const OpenFile> mFile;
     std::uint64_t mPosition = 0;
     std::unique_ptr<unsigned char[]> mWindow;
     std::uint64_t mWindowStart = 0;

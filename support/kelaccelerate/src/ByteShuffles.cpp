@@ -1,0 +1,46 @@
+#include "kelaccelerate/ByteShuffles.h"
+
+#include <atomic>
+
+#if defined(__x86_64__)
+#include <cpuid.h>
+#endif
+
+namespace kelaccelerate {
+
+namespace {
+
+enum : int { kUnknown, kNo, kYes };
+std::atomic<int> answer = kUnknown;
+
+bool AskProcessor() {
+#if defined(__x86_64__)
+    unsigned eax = 0, ebx = 0, ecx = 0, edx = 0;
+    if (!__get_cpuid(1, &eax, &ebx, &ecx, &edx) || !(ecx & bit_OSXSAVE))
+        return false;
+    unsigned savedBySystem, ignored;
+    __asm__("xgetbv" : "=a"(savedBySystem), "=d"(ignored) : "c"(0));
+    const bool savesVectors = (savedBySystem & 6) == 6;
+    return savesVectors && __get_cpuid_count(7, 0, &eax, &ebx, &ecx, &edx) && (ebx & bit_AVX2);
+#else
+    return false;
+#endif
+}
+
+} // namespace
+
+// Threads that ask at the same time get the same answer.
+bool HasByteShuffles() {
+    int known = answer.load(std::memory_order_relaxed);
+    if (known == kUnknown) {
+        known = AskProcessor() ? kYes : kNo;
+        answer.store(known, std::memory_order_relaxed);
+    }
+    return known == kYes;
+}
+
+void AllowByteShuffles(bool inAllow) {
+    answer.store(inAllow ? kUnknown : kNo, std::memory_order_relaxed);
+}
+
+} // namespace kelaccelerate
