@@ -14,12 +14,16 @@ function(kelaudiofile_warnings target)
 endfunction()
 
 # Warnings, language and sanitizers for any target of ours. How vectors are passed differs between processors of one
-# family, but inlined functions alone pass them here.
+# family, but inlined functions alone pass them here. Doubles are rounded one by one, as on every other processor, where
+# 32-bit x86 does not fall back on its old unit for them.
 function(kelaudiofile_settings target)
     target_compile_features(${target} PRIVATE cxx_std_20)
     set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF POSITION_INDEPENDENT_CODE ON)
     kelaudiofile_warnings(${target})
     kelaudiofile_sanitize(${target})
+    if(CMAKE_SIZEOF_VOID_P EQUAL 4 AND CMAKE_SYSTEM_PROCESSOR MATCHES "86|amd64|AMD64")
+        target_compile_options(${target} PRIVATE -msse2 -mfpmath=sse)
+    endif()
 endfunction()
 
 # The object library of one folder. It sees its own headers and those of the targets named, nothing else.

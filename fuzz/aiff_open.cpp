@@ -246,5 +246,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     FUZZ_REQUIRE(aiff->GetCompressionCode().size() <= 4 && aiff->GetCompressionDescription().size() <= 255);
     ReadMetadata(*aiff, model);
     ReadSamples(*aiff, model);
+
+    // The file shrinks behind the host's back: a read fails, or gives what was at hand. Then there is none at
+    // all.
+    std::filesystem::resize_file(fuzz::Folder().Path("input"), 12);
+    Bytes samples(static_cast<std::size_t>(std::max<std::int64_t>(model.samplesSize, 0)));
+    FUZZ_REQUIRE(!aiff->ReadSampleBytes(0, model.samplesSize, samples.data()) ||
+                 samples == fuzz::Part(bytes, static_cast<std::uint64_t>(model.samples), samples.size()));
+    FUZZ_REQUIRE(!aiff->ReadMetadataChunk(-1, 0, 0, samples.data()));
+    FUZZ_REQUIRE(!AiffFile::OpenForRead(fuzz::Folder().PathText("none"), assumeOrder, error));
+    FUZZ_REQUIRE(error.code == Error::kFileNotFound);
     return 0;
 }

@@ -83,7 +83,8 @@ public:
 
     void Finish(bool inAbandon) {
         Error error;
-        FUZZ_REQUIRE(mFile.FinishWrite(inAbandon, error));
+        FUZZ_REQUIRE(!mFile.MetadatumWrite(nullptr, -1) && !mFile.WriteSampleBytes(0, -1, nullptr, error));
+        FUZZ_REQUIRE(mFile.FinishWrite(inAbandon, error) && mFile.FinishWrite(false, error));
         mModel.Finish(inAbandon);
         mInOrder = mInOrder && !mOpen && !inAbandon;
     }
@@ -147,9 +148,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     fuzz::Choices choose(data, size);
     const Format format(choose);
     Error error;
-    std::unique_ptr<AiffFile> file(
-        AiffFile::OpenForWrite(fuzz::Folder().PathText("written"), 44100, format.channels, format.bits,
-                               static_cast<AiffFile::SampleType>(format.type), format.layout, error));
+    const auto create = [&](const char* inName, int inType) {
+        return std::unique_ptr<AiffFile>(
+            AiffFile::OpenForWrite(fuzz::Folder().PathText(inName), 44100, format.channels, format.bits,
+                                   static_cast<AiffFile::SampleType>(inType), format.layout, error));
+    };
+    FUZZ_REQUIRE(!create("written", 0) && error.code == Error::kBadSampleType);
+    FUZZ_REQUIRE(!create("no/folder", format.type) && error.code == Error::kOpenForWriteFailed);
+    auto file = create("written", format.type);
     FUZZ_REQUIRE(file && error.code == 0);
     const bool abandon = choose(8) == 0;
     Play play(choose, *file, format);

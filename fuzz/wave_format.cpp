@@ -1,10 +1,16 @@
-// The `fmt ` chunk alone: the input is its data, decoded once more field by field.
+// The `fmt ` chunk alone: the input is its data, decoded once more field by field. Then files of a format
+// that the input chooses, written and known again.
+
+#include <optional>
 
 #include "Fuzz.h"
 #include "kelaudiofile/ChannelMask.h"
+#include "kelaudiofile/WaveFile.h"
 #include "kelaudiofile/WaveFormatChunkReader.h"
+#include "kelcore/debug.h"
 
 using kelaudiofile::AudioCharacteristics;
+using kelaudiofile::WaveFile;
 using kelmediatypes::ChannelLayout;
 
 namespace {
@@ -81,13 +87,73 @@ void Compare(const AudioCharacteristics& inRecord, const fuzz::Bytes& inChunk) {
     FUZZ_REQUIRE(inRecord.formatCategory == category);
 }
 
+/// By the debug settings, any form of the chunk can be had, also one that no reader knows; or nothing is
+/// asked.
+void AskForForm(std::optional<int> inSize) {
+    auto& settings = kelcore::debug::DebugDatabase::Instance();
+    const auto specify = kelcore::ToUTF8String("kelaudiofile.SpecifyWaveFormatStruct");
+    if (!inSize)
+        return settings.RemoveEntry(specify);
+    settings.SetEntry(specify, kelcore::ToUTF8String("true"));
+    settings.SetEntry(kelcore::ToUTF8String("kelaudiofile.WaveFormatStructSize"),
+                      kelcore::ToUTF8String(std::to_string(*inSize)));
+}
+
+/// A frame, and another one far behind, so that the file leaves 32 bits if it may be RF64 and begins a second
+/// chunk of samples otherwise.
+void WriteAndRead(const ChannelLayout& inLayout, int inChannels, int inChoice) {
+    const auto path = fuzz::Folder().PathText("written");
+    const auto type = static_cast<WaveFile::SampleType>(inChoice % 5);
+    const int bytes = type == WaveFile::kIntegerSamples ? 1 + inChoice / 5 % 4 : 4;
+    const bool mayBeRf64 = inChoice / 20 % 2 == 1;
+    const std::int64_t frameBytes = std::int64_t{bytes} * inChannels,
+                       far = (std::int64_t{1} << 32) / frameBytes;
+    WaveFile::ExtendedErrorInfo error;
+    const auto create = [&](const kelcore::UTF8String& inPath) {
+        return std::unique_ptr<WaveFile>(WaveFile::OpenForWrite(inPath, 48000, inChannels, bytes, 8 * bytes,
+                                                                type, inLayout, mayBeRf64, error, true));
+    };
+    FUZZ_REQUIRE(!create(fuzz::Folder().PathText("no/folder")));
+    FUZZ_REQUIRE(error.code ==
+                 (type == WaveFile::kNoSampleType ? error.kBadFormat : error.kOpenForWriteFailed));
+    const auto written = create(path);
+    FUZZ_REQUIRE((written != nullptr) == (type != WaveFile::kNoSampleType));
+    if (!written)
+        return;
+    AskForForm(inChoice % 64 - 4);
+    FUZZ_REQUIRE(create(fuzz::Folder().PathText("forced"))->FinishWrite());
+    AskForForm({});
+    const fuzz::Bytes frame(static_cast<std::size_t>(frameBytes), 0x55);
+    for (const std::int64_t place : {std::int64_t{0}, far + 1})
+        FUZZ_REQUIRE(written->WriteSampleBytes(place * frameBytes, static_cast<std::int32_t>(frameBytes),
+                                               frame.data(), error));
+    FUZZ_REQUIRE(written->FinishSamples() && written->FinishWrite());
+
+    const std::unique_ptr<WaveFile> read(WaveFile::OpenForRead(path, error, true));
+    FUZZ_REQUIRE(read && read->IsRf64Format() == mayBeRf64 && !read->IsRecoveredTruncatedFile());
+    FUZZ_REQUIRE(read->GetNumChannels() == inChannels && read->GetBytesPerSample() == bytes);
+    FUZZ_REQUIRE(read->GetSampleCount() == (mayBeRf64 ? far + 2 : 2) && read->GetSampleRate() == 48000);
+    fuzz::Bytes last(frame.size());
+    FUZZ_REQUIRE(read->ReadSampleBytes((read->GetSampleCount() - 1) * frameBytes, frameBytes, last.data()));
+    FUZZ_REQUIRE(last == frame);
+    // The extensible form has no place for the scale of floats that are not of 1.0.
+    if (read->GetRiffAudioCharacteristics().formatTag != 0xFFFE)
+        FUZZ_REQUIRE(read->GetSampleType() == type && read->GetSampleBitDepth() == 8 * bytes);
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const fuzz::Bytes chunk(data, data + size);
-    const kelaudiofile::RiffChunkReader::RiffChunkInfo info{0, static_cast<std::int64_t>(size), 0, 0, false};
-    Compare(kelaudiofile::WaveFormatChunkReader(fuzz::FileOf(chunk), info, false).GetAudioCharacteristics(),
-            chunk);
+    const auto file = fuzz::FileOf(chunk);
+    const auto read = [&file](std::size_t inOffset, std::size_t inSize) {
+        const kelaudiofile::RiffChunkReader::RiffChunkInfo info{0, static_cast<std::int64_t>(inSize), 0,
+                                                                inOffset, false};
+        return kelaudiofile::WaveFormatChunkReader(file, info, false).GetAudioCharacteristics();
+    };
+    Compare(read(0, size), chunk);
+    FUZZ_REQUIRE(read(0, 65537).status == AudioCharacteristics::kChunkTooLarge);
+    FUZZ_REQUIRE(read(size, 1).status == AudioCharacteristics::kChunkReadFailed);
 
     // A layout that a mask gave gives the mask back, but for the bits that had no channel.
     const auto mask = static_cast<std::uint32_t>(fuzz::Little(chunk, 20, 4));
@@ -101,5 +167,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         FUZZ_REQUIRE(allFound == (std::count(layout.begin(), layout.end(), 0) == 0));
         FUZZ_REQUIRE(LayoutOf(named, channels) == layout);
     }
+    const auto choice = static_cast<int>(fuzz::Little(chunk, 0, 2));
+    if (choice % 3 == 0)
+        layout.assign(layout.size(), 134); // Ambisonic
+    WriteAndRead(layout, std::max(channels, 1), choice);
     return 0;
 }

@@ -5,6 +5,7 @@
 #include "bytes/FourCC.h"
 #include "kelaudiofile/HashWaveFile.h"
 #include "kelaudiofile/WaveFile.h"
+#include "kelcore/logging.h"
 
 using fuzz::Bytes;
 using kelaudiofile::HashWaveFile;
@@ -36,10 +37,13 @@ public:
         for (const auto& chunk : inChunks) {
             const Bytes data =
                 fuzz::Part(inFile, chunk.dataOffset, static_cast<std::uint64_t>(chunk.chunkSize));
-            if (chunk.chunkID == FourCC("data"))
+            if (chunk.chunkID == FourCC("data")) {
                 mSamples.insert(mSamples.end(), data.begin(), data.end());
-            else if (!IsHousekeeping(chunk.chunkID))
+                ++mDataChunks;
+                mRecovered = chunk.recoveredTruncated;
+            } else if (!IsHousekeeping(chunk.chunkID)) {
                 mMetadata.push_back(chunk);
+            }
         }
         mFrameBytes = std::int64_t{mWave.GetNumChannels()} * mWave.GetBytesPerSample();
     }
@@ -53,6 +57,11 @@ public:
                      mWave.GetRiffAudioCharacteristics().sampleRate);
         FUZZ_REQUIRE(mWave.GetSampleType() >= WaveFile::kIntegerSamples &&
                      mWave.GetSampleType() <= WaveFile::kFloatSamples_8388608);
+        FUZZ_REQUIRE(mWave.GetSampleBitDepth() == (mWave.GetSampleType() == WaveFile::kFloatSamples_8388608
+                                                       ? 32
+                                                       : mWave.GetRiffAudioCharacteristics().bitsPerSample));
+        FUZZ_REQUIRE(mWave.IsRecoveredTruncatedFile() == mRecovered);
+        FUZZ_REQUIRE(mWave.IsRf64Format() == (mDataChunks <= 1));
         if (channels == 1 || channels == 2)
             FUZZ_REQUIRE(std::ssize(mWave.GetChannelLayout()) == channels);
     }
@@ -92,6 +101,21 @@ public:
         FUZZ_REQUIRE(!mWave.ReadSampleBytes(0, std::ssize(all), all.data()));
         all.pop_back();
         FUZZ_REQUIRE(all == mSamples);
+    }
+
+    /// The file shrinks behind the host's back: reads fail, and each says so in the log.
+    void ReadWhatIsGone() {
+        mWave.Suspend();
+        std::filesystem::resize_file(fuzz::Folder().Path("input"), 12);
+        std::size_t lines = 0;
+        kelcore::logging::SetSink([&lines](std::string_view) { ++lines; });
+        unsigned char byte;
+        if (!mSamples.empty())
+            FUZZ_REQUIRE(!mWave.ReadSampleBytes(0, 1, &byte) && lines == 1);
+        if (!mMetadata.empty())
+            FUZZ_REQUIRE(!mWave.ReadMetadataChunk(0, 0, 1, &byte) && lines == 1u + !mSamples.empty());
+        kelcore::logging::SetSink(nullptr);
+        FUZZ_REQUIRE(!mWave.ReadSampleBytes(0, 0, nullptr) && !mWave.ReadMetadataChunk(-1, 0, 0, &byte));
     }
 
     bool CanDecode() const {
@@ -141,6 +165,8 @@ private:
     Bytes mSamples;
     std::vector<RiffChunkReader::RiffChunkInfo> mMetadata;
     std::int64_t mFrameBytes;
+    int mDataChunks = 0;
+    bool mRecovered = false; // the last chunk of samples
 };
 
 } // namespace
@@ -168,5 +194,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         FUZZ_REQUIRE(plain.second == host.Decode(0, wave->GetSampleCount()));
         FUZZ_REQUIRE(trimmed.second == host.DecodeTrimmed());
     }
+    host.ReadWhatIsGone();
+    FUZZ_REQUIRE(!Hash(fuzz::Folder().PathText("none"), false).first);
+    FUZZ_REQUIRE(!WaveFile::OpenForRead(fuzz::Folder().PathText("none"), error, false));
+    FUZZ_REQUIRE(error.code == WaveFile::ExtendedErrorInfo::kFileNotFound);
     return 0;
 }

@@ -2,6 +2,9 @@
 # Fuzzes each target for a while: scripts/fuzz.sh SECONDS [TARGET...]. Without targets, all of them, as many at a time
 # as there are processors. Fails with the input in hex where one finds something. The corpora stay under
 # build/fuzz/corpus and grow from run to run.
+#   scripts/fuzz.sh --coverage SECONDS [TARGET...]
+# does the same and then says what lines of the library the corpora of all targets reach; the lines themselves are left
+# in build/fuzz-coverage/lines.txt.
 set -eu
 cd "$(dirname "$0")/.."
 
@@ -23,7 +26,9 @@ if [ "${1:-}" = --one ]; then
     exit 1
 fi
 
-seconds=${1:?usage: scripts/fuzz.sh SECONDS [TARGET...]}
+coverage=
+[ "${1:-}" != --coverage ] || { coverage=yes; shift; }
+seconds=${1:?usage: scripts/fuzz.sh [--coverage] SECONDS [TARGET...]}
 shift
 . scripts/setup.sh
 setup fuzz
@@ -38,3 +43,26 @@ export TMPDIR
 trap 'rm -rf "$TMPDIR"' EXIT
 trap 'exit 1' INT TERM
 printf '%s\n' "$@" | xargs -n 1 -P "$(nproc)" scripts/fuzz.sh --one "$seconds"
+[ -n "$coverage" ] || exit 0
+
+# Once more without the sanitizers, counting: each target plays its corpus through. (llvm-cov warns of
+# inline functions that some of the targets leave out.)
+build=build/fuzz-coverage
+cmake --preset fuzz -B $build -DKELAUDIOFILE_SANITIZE=fuzzer-no-link \
+    -DCMAKE_CXX_FLAGS="-fprofile-instr-generate -fcoverage-mapping" >/dev/null
+cmake --build $build
+objects=
+for target in $(ls build/fuzz/seeds); do
+    mkdir -p "build/fuzz/corpus/$target"
+    LLVM_PROFILE_FILE=$TMPDIR/$target.profraw $build/fuzz/"fuzz_$target" -runs=0 \
+        "build/fuzz/corpus/$target" "build/fuzz/seeds/$target" 2>"$TMPDIR/$target.log" ||
+        { tail -n 60 "$TMPDIR/$target.log"; exit 1; }
+    objects="$objects ${objects:+-object }$build/fuzz/fuzz_$target"
+done
+llvm-profdata merge -sparse "$TMPDIR"/*.profraw -o $build/profile
+library="aiff bytes convert id3 peak support wav"
+llvm-cov show $objects -instr-profile $build/profile $library >$build/lines.txt 2>&1
+for folder in $library "$library"; do
+    llvm-cov report $objects -instr-profile $build/profile $folder 2>&1 |
+        awk -v name="$folder" '/^error/ { print; exit 1 } /^TOTAL/ { print $8 - $9 " of " $8 " lines (" $10 "): " name }'
+done

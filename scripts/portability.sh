@@ -16,7 +16,8 @@ for machine; do
     build=build/portability-$machine
     echo "=== $machine"
 
-    # Linked statically, so that no system library of that machine has to be at hand.
+    # Linked statically, so that no system library of that machine has to be at hand. Warnings are a matter of the
+    # native builds: some of these compilers see uninitialized vectors in tables where there are none.
     cross="-G Ninja -DCMAKE_SYSTEM_NAME=Linux -DCMAKE_SYSTEM_PROCESSOR=$machine -DCMAKE_CXX_COMPILER=$machine-linux-gnu-g++
         -DCMAKE_EXE_LINKER_FLAGS=-static -DBUILD_SHARED_LIBS=OFF"
     if [ ! -d "$build/gtest" ]; then
@@ -25,7 +26,8 @@ for machine; do
         cmake --build "$build/gtest-build" --target install >/dev/null
     fi
     cmake -S . -B "$build" $cross -DCMAKE_BUILD_TYPE=Release -DCMAKE_CROSSCOMPILING_EMULATOR="$emulator" \
-        -DGTest_DIR="$PWD/$build/gtest/lib/cmake/GTest" -DKELAUDIOFILE_BUILD_EXAMPLES=OFF >/dev/null
+        -DGTest_DIR="$PWD/$build/gtest/lib/cmake/GTest" -DKELAUDIOFILE_BUILD_EXAMPLES=OFF \
+        -DKELAUDIOFILE_WARNINGS_AS_ERRORS=OFF >/dev/null
     cmake --build "$build"
     ctest --test-dir "$build" --output-on-failure --timeout 1200 -j "$(nproc)" || failed="$failed $machine"
 done

@@ -196,6 +196,29 @@ TEST(AiffWrite, AnyOrderOfCalls) {
     }
 }
 
+// A metadatum without data is a header, and a header that ends with the file is none to a reader.
+TEST(AiffWrite, AnEmptyMetadatumAtTheVeryEnd) {
+    for (const bool samplesFollow : {false, true}) {
+        SCOPED_TRACE(samplesFollow);
+        const TemporaryFolder folder;
+        const auto out = Create(folder);
+        EXPECT_TRUE(out->StartMetadatumWrite(0x454D414E) && out->FinishMetadatumWrite());
+        EXPECT_TRUE(out->StartMetadatumWrite(0x4F4E4E41) && out->FinishMetadatumWrite());
+        EXPECT_TRUE(!samplesFollow || CodeOfWrite(*out, 0, Counting(4)) == 0);
+        EXPECT_TRUE(Finish(*out));
+        EXPECT_EQ(ReadFilePart(folder.Path("a.aif"), 102, 16),
+                  Text("NAME") + Big32(0) + Text("ANNO") + Big32(0));
+
+        Error error;
+        const auto in = AiffFile::OpenForRead(folder.PathText("a.aif"), false, error);
+        ASSERT_TRUE(in);
+        EXPECT_EQ(in->GetSampleCount(), samplesFollow);
+        unsigned char headers[16];
+        EXPECT_TRUE(in->ReadMetadataChunk(0, 0, 8, headers));
+        EXPECT_EQ(in->ReadMetadataChunk(1, 0, 8, headers + 8), samplesFollow);
+    }
+}
+
 // Header of 62 bytes: "SSND" and metadata begin there. The largest FORM that is even has 0xFFFFFFFE bytes.
 TEST(AiffWrite, TheFormatsLimit) {
     constexpr std::int32_t kBlock = 1 << 30;

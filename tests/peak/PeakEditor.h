@@ -96,7 +96,10 @@ public:
         if (mData->begin() + Signed(last) - Signed(last - std::min(first, last)) !=
             mData->begin() + Signed(std::min(first, last)))
             return "move from " + std::to_string(last) + " to " + std::to_string(first);
-        return {};
+        PeakData copy(*mData), moved(std::move(copy)), assigned;
+        assigned = moved;
+        moved = std::move(assigned);
+        return Difference(moved, mPlain);
     }
 
     std::string CompareResampling() {
@@ -145,7 +148,10 @@ private:
         ioPlain.Append(inStart, size, datums);
         ioData.Append(inStart, size, PeakDatumVector(datums.begin(), datums.end()));
     }
+    /// Another timeline, now and then the timeline itself.
     std::pair<std::shared_ptr<PeakData>, PlainPeaks> Source(std::int64_t inStart) {
+        if (mChoose(16) == 0)
+            return {mData, mPlain};
         std::pair source(std::make_shared<PeakData>(inStart), PlainPeaks{inStart, {}});
         for (std::uint32_t count = mChoose(4); count > 0; --count)
             Append(*source.first, source.second, source.second.End() + (mChoose(6) == 0 ? 3 : 0));

@@ -43,15 +43,11 @@ void WriteFrames(const TemporaryFolder& inFolder, int inChannels, int inFrames,
                  const std::function<float(int, int)>& inSample) {
     const Handle file = Create(inFolder.PathText("file"),
                                {.channels = inChannels, .bytesPerSample = 4, .bits = 32, .sampleType = 2});
-    Bytes bytes;
+    Image samples;
     for (int frame = 0; frame < inFrames; ++frame)
-        for (int channel = 0; channel < inChannels; ++channel) {
-            const float sample = inSample(frame, channel);
-            unsigned char raw[4];
-            std::memcpy(raw, &sample, 4);
-            bytes.insert(bytes.end(), raw, raw + 4);
-        }
-    ASSERT_EQ(Write(*file, 0, bytes), 0);
+        for (int channel = 0; channel < inChannels; ++channel)
+            samples.U32(std::bit_cast<std::uint32_t>(inSample(frame, channel)));
+    ASSERT_EQ(Write(*file, 0, samples), 0);
     ASSERT_TRUE(file->FinishSamples() && file->FinishWrite());
 }
 

@@ -1,6 +1,7 @@
 #include "kelaudiofile/WaveFormatChunkReader.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 #include "RiffFormat.h"
 #include "WaveFormat.h"
@@ -126,6 +127,8 @@ void WaveFormatChunkReader::ReadChunk(const File& inFile, const RiffChunkReader:
             mCharacteristics.status = AudioCharacteristics::kChunkTooLarge;
             return;
         }
+        if (inChunk.chunkSize < 0) // narrowed to 32 bits it might be a size
+            throw std::length_error("a chunk of less than no bytes");
         const Fields fields(ReadData(stream, inChunk.chunkSize));
         DecodeBasics(fields, mCharacteristics);
         const bool isExtensible = mCharacteristics.formatTag == waveformat::kExtensibleTag &&
