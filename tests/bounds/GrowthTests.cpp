@@ -89,7 +89,8 @@ TEST(Growth, WithTheChunksOfAWaveFile) {
         RiffImage image(riff::kRf64Id);
         image
             .Ds64({.dataSize = 4,
-                   .rows = std::vector<RiffImage::Row>(static_cast<std::size_t>(inCount), {kListId, 2})})
+                   .rows =
+                       decltype(RiffImage::Ds64Image::rows)(static_cast<std::size_t>(inCount), {kListId, 2})})
             .Format();
         for (int i = 0; i < inCount; ++i)
             image.Chunk(kListId, 2).Chunk(riff::kDataId, 4);
