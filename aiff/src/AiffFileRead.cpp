@@ -114,7 +114,8 @@ std::int32_t AiffFile::Impl::LocateSamples() {
 }
 
 // A header may promise more frames than there are. Negative numbers count as huge ones here: samples that are
-// said to begin behind their chunk leave the count as it is, and a frame of negative size takes it to almost nothing.
+// said to begin behind their chunk leave the count as it is, and a frame of negative size takes it to almost
+// nothing.
 void AiffFile::Impl::LimitSampleCountToData() {
     const std::int64_t frameBytes = FrameBytes(format);
     if (frameBytes == 0)

@@ -21,9 +21,9 @@ int main(int argc, char** argv) {
     const std::vector<std::uint8_t> samples = {0, 0x40, 0, 0xC0};
     WaveFile::ExtendedErrorInfo error;
     {
-        const std::unique_ptr<WaveFile> file(WaveFile::OpenForWrite(path, 48000, 1, 2, 16, WaveFile::kIntegerSamples,
-                                                                    kelmediatypes::CreateMonoChannelLayout(), 0, error,
-                                                                    false));
+        const std::unique_ptr<WaveFile> file(
+            WaveFile::OpenForWrite(path, 48000, 1, 2, 16, WaveFile::kIntegerSamples,
+                                   kelmediatypes::CreateMonoChannelLayout(), 0, error, false));
         Require(file != nullptr, "open for write");
         Require(file->WriteSampleBytes(0, 4, samples.data(), error), "write");
         Require(file->FinishSamples() && file->FinishWrite(), "finish");
@@ -33,7 +33,7 @@ int main(int argc, char** argv) {
     unsigned char bytes[4] = {};
     Require(file->ReadSampleBytes(0, 4, bytes), "read");
     float plane[2] = {};
-    kelaudiofile::GetDeinterleaveFunction(*file)(bytes, plane, 2, 1);
+    kelaudiofile::GetDeinterleaveFunction (*file)(bytes, plane, 2, 1);
     Require(plane[0] == 0.5f && plane[1] == -0.5f, "decode");
 
     const auto peaks = std::make_shared<kelaudiofile::PeakData>();
@@ -42,7 +42,8 @@ int main(int argc, char** argv) {
     Require(peaks->size() == 3 && ++peaks->begin() != peaks->end(), "peaks");
 
     try { // an exception must be caught on this side of the library's border by its type
-        kelaudiofile::HashWaveFile([](const unsigned char*, std::uint64_t) {}, kelcore::ToUTF8String("/nothing"), true);
+        kelaudiofile::HashWaveFile([](const unsigned char*, std::uint64_t) {},
+                                   kelcore::ToUTF8String("/nothing"), true);
         Require(false, "hash of nothing");
     } catch (const kelcore::config::kel_exception& exception) {
         Require(exception.GetAdditionalData().size() == 4, "additional data");
