@@ -2,7 +2,7 @@
 # Installs what is missing for the jobs named, on Debian and its relatives; elsewhere says what is needed.
 # Use from a shell script:   . "$(dirname "$0")/setup.sh"; setup build test
 # or by itself:              sh scripts/setup.sh build test
-# Jobs: build  test  sanitize  fuzz  bench  portability  interop  docs  package  picture
+# Jobs: build  test  sanitize  fuzz  bench  portability  interop  docs  format  package  picture
 
 packages_of() {
     case "$1" in
@@ -14,6 +14,7 @@ packages_of() {
         echo g++ cmake ninja-build pkg-config libbenchmark-dev libsndfile1-dev libavformat-dev libavcodec-dev libavutil-dev
         ;;
     docs) echo doxygen ;;
+    format) echo clang-format ;;
     portability) echo googletest g++-i686-linux-gnu g++-s390x-linux-gnu g++-aarch64-linux-gnu qemu-user ;;
     interop) echo sox ffmpeg sndfile-programs ;;
     package) echo g++ clang cmake ninja-build pkg-config binutils dpkg-dev ;;
