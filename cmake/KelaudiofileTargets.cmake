@@ -14,8 +14,8 @@ function(kelaudiofile_warnings target)
 endfunction()
 
 # Warnings, language and sanitizers for any target of ours. How vectors are passed differs between processors of one
-# family, but inlined functions alone pass them here. Doubles are rounded one by one, as on every other processor, where
-# 32-bit x86 does not fall back on its old unit for them.
+# family, but inlined functions alone pass them here. On 32-bit x86, doubles are kept out of its old unit, so that each
+# step rounds as on every other processor.
 function(kelaudiofile_settings target)
     target_compile_features(${target} PRIVATE cxx_std_20)
     set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF POSITION_INDEPENDENT_CODE ON)

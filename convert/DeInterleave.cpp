@@ -110,19 +110,15 @@ struct Integer {
     }
 };
 
+static_assert(FLT_EVAL_METHOD == 0 || FLT_EVAL_METHOD == 1, "registers wider than a double would round once");
+
+/// Rounded twice, to double and to float.
 struct Integer64 {
     static constexpr std::size_t kBytes = 8;
     using Word = std::uint64_t;
     static FloatPair Convert(Lanes<Word> inUpper) {
         const auto integers = reinterpret_cast<Lanes<std::int64_t>>(inUpper);
-#if FLT_EVAL_METHOD == 0
-        const Lanes<double> rounded = __builtin_convertvector(integers, Lanes<double>);
-#else
-        // Registers wider than a double would round once, on the way to float. Memory rounds to double first.
-        const volatile Lanes<double> stored = __builtin_convertvector(integers, Lanes<double>);
-        const Lanes<double> rounded = stored;
-#endif
-        return __builtin_convertvector(rounded * 0x1p-63, FloatPair);
+        return __builtin_convertvector(__builtin_convertvector(integers, Lanes<double>) * 0x1p-63, FloatPair);
     }
 };
 

@@ -88,7 +88,8 @@ inline PeakDatum RestoreFirstZeros(const PeakDatum* inFirst, const PeakDatum& in
     return inExtremes;
 }
 
-/// The extremes after the datums from inFirst up to inLast, bit for bit those of taking them in one by one.
+/// The extremes after the datums from inFirst up to inLast, bit for bit those of taking them in one by one
+/// (in the default mode of the floating-point unit, which keeps denormals).
 inline PeakDatum TakeIn(const PeakDatum* inFirst, const PeakDatum* inLast, PeakDatum inExtremes) {
     if (inLast - inFirst < LaneExtremes::kDatumsPerStep) {
         for (; inFirst != inLast; ++inFirst)

@@ -5,4 +5,6 @@ cd "$(dirname "$0")/.."
 . scripts/setup.sh
 setup format
 if [ "${1:-}" = --check ]; then mode="--dry-run -Werror"; else mode=-i; fi
-git ls-files '*.cpp' '*.h' | xargs clang-format $mode
+files=$(git ls-files '*.cpp' '*.h')
+[ -n "$files" ]
+clang-format $mode $files

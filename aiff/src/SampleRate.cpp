@@ -20,20 +20,16 @@ constexpr int kDoubleFractionBits = 52;
 constexpr std::uint64_t kDoubleFraction = (std::uint64_t{1} << kDoubleFractionBits) - 1;
 constexpr std::uint64_t kDoubleExponent = 0x7FF;
 
-#if FLT_EVAL_METHOD == 0
-using RoundedDouble = double;
-#else
-using RoundedDouble = volatile double; // registers are wider than a double here, memory is not
-#endif
+static_assert(FLT_EVAL_METHOD == 0 || FLT_EVAL_METHOD == 1, "wider registers would not round each sum");
 
 // Bit by bit from the top one down, each sum rounded. That order decides about mantissas of more than 53
 // bits, which a single conversion would round otherwise.
 double MantissaValue(std::uint64_t inMantissa) {
-    RoundedDouble sum = 0;
+    double sum = 0;
     double bitValue = 1;
     for (std::uint64_t bit = kIntegerBit; bit != 0; bit >>= 1) {
         if ((inMantissa & bit) != 0)
-            sum = sum + bitValue;
+            sum += bitValue;
         bitValue /= 2;
     }
     return sum;
@@ -44,7 +40,7 @@ double MantissaValue(std::uint64_t inMantissa) {
 double LoadExtended(const bytes::Byte* in) {
     const std::uint16_t signAndExponent = bytes::LoadBig16(in);
     const int exponent = (signAndExponent & ~kSignBit) - kExtendedBias;
-    const RoundedDouble magnitude = std::ldexp(1.0, exponent) * MantissaValue(bytes::LoadBig64(in + 2));
+    const double magnitude = std::ldexp(1.0, exponent) * MantissaValue(bytes::LoadBig64(in + 2));
     return (signAndExponent & kSignBit) != 0 ? magnitude * -1.0 : magnitude;
 }
 

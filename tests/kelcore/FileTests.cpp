@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <optional>
 #include <sys/stat.h>
 
 #include "support/Faults.h"
@@ -42,6 +43,29 @@ TEST(File, CreateKeepsOrReplaces) {
     EXPECT_EQ(folder.File("old").Size(), 0u);
     folder.File("old").Delete();
     EXPECT_FALSE(folder.File("old").Exists());
+}
+
+TEST(File, IsOpenedOnceForAllStreamsOfIt) {
+    const TemporaryFolder folder;
+    const faults::Scope scope;
+    WriteFile(folder.Path("file"), ToBytes("12345"));
+    std::optional<File> opened = folder.File("file").Opened();
+    std::optional<IPlatformByteStream> first(std::in_place, *opened, Flags(0)),
+        second(std::in_place, *opened, Flags(0));
+    opened.reset();
+    WriteFile(folder.Path("other"), ToBytes("67890"));
+    std::filesystem::rename(folder.Path("other"), folder.Path("file"));
+    char bytes[3];
+    first->CurPos(1);
+    first->ReadBlock(bytes, 1);
+    second->ReadBlock(bytes + 1, 2);
+    EXPECT_EQ(std::string(bytes, 3), "212") << "the file that was opened, each stream at a place of its own";
+    first.reset();
+    EXPECT_EQ(faults::SystemCalls().opens, 1u);
+    EXPECT_EQ(faults::SystemCalls().OpenDescriptors(), 1);
+    second.reset();
+    EXPECT_EQ(faults::SystemCalls().OpenDescriptors(), 0);
+    EXPECT_THROW(folder.File("nothing").Opened(), file_exception);
 }
 
 TEST(File, FailuresNamePathOperationAndReason) {

@@ -33,7 +33,8 @@ int main(int argc, char** argv) {
     unsigned char bytes[4] = {};
     Require(file->ReadSampleBytes(0, 4, bytes), "read");
     float plane[2] = {};
-    kelaudiofile::GetDeinterleaveFunction (*file)(bytes, plane, 2, 1);
+    const auto decode = kelaudiofile::GetDeinterleaveFunction(*file);
+    decode(bytes, plane, 2, 1);
     Require(plane[0] == 0.5f && plane[1] == -0.5f, "decode");
 
     const auto peaks = std::make_shared<kelaudiofile::PeakData>();

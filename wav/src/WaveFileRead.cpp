@@ -82,17 +82,17 @@ std::uint64_t EndOf(const ChunkInfo& inChunk) {
 WaveFile* WaveFile::OpenForRead(const kelcore::UTF8String& inFilePath, ExtendedErrorInfo& outError,
                                 bool inStreamFlag) {
     outError = {};
-    const File path(inFilePath, kelcore::filesupport::kPathStorage);
-    if (!path.Exists()) {
+    const File named(inFilePath, kelcore::filesupport::kPathStorage);
+    if (!named.Exists()) {
         outError.code = Error::kFileNotFound;
         return nullptr;
     }
-    File file;
-    if (!Succeeds([&] { file = path.Opened(); })) {
+    File opened;
+    if (!Succeeds([&] { opened = named.Opened(); })) {
         outError.code = Error::kChunkScanFailed;
         return nullptr;
     }
-    const RiffChunkReader chunkReader(file, inStreamFlag);
+    const RiffChunkReader chunkReader(opened, inStreamFlag);
     const RiffChunkReader::RiffFileInfo& fileInfo = chunkReader.GetFileInfo();
     outError.code = CodeOfScan(chunkReader.GetExtendedError());
     if (outError.code == Error::kNoError && fileInfo.formType != GetWaveFileFormatIdentifier())
@@ -100,7 +100,7 @@ WaveFile* WaveFile::OpenForRead(const kelcore::UTF8String& inFilePath, ExtendedE
     if (outError.code != Error::kNoError)
         return nullptr;
 
-    const WaveFormatChunkReader formatReader(file, fileInfo, inStreamFlag);
+    const WaveFormatChunkReader formatReader(opened, fileInfo, inStreamFlag);
     const AudioCharacteristics& format = formatReader.GetAudioCharacteristics();
     outError.code = CodeOfStatus(format.status);
     if (outError.code != Error::kNoError)
@@ -113,12 +113,12 @@ WaveFile* WaveFile::OpenForRead(const kelcore::UTF8String& inFilePath, ExtendedE
 
     auto waveFile = std::make_unique<WaveFile>();
     Impl& impl = *waveFile->mImpl;
-    impl.file = path;
+    impl.file = named;
     impl.streamFlag = inStreamFlag;
     impl.TakeFormat(format);
     impl.TakeChunks(fileInfo.chunks);
-    impl.fileSize = file.Size();
-    impl.readStream = impl.MakeReadStream(file);
+    impl.fileSize = opened.Size();
+    impl.readStream = impl.MakeReadStream(opened);
     impl.RefineSampleType();
     if (impl.bytesPerSample == 0)
         impl.bytesPerSample = impl.bitDepth / 8;

@@ -43,8 +43,8 @@ bool MarkSampleType(WaveFile::SampleType inSampleType, AudioCharacteristics& ioR
     }
 }
 
-/// The old file is gone from here on. Its place is taken by a file of our own or by none: should it look
-/// empty and not be, StartWriting refuses.
+/// Removes the old file. `Exists` also says no where the system gives no answer; StartWriting then refuses to
+/// write over what is there.
 File FreshFile(const kelcore::UTF8String& inFilePath) {
     File file(inFilePath, kelcore::filesupport::kPathStorage);
     if (file.Exists())

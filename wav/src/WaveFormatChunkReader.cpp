@@ -1,7 +1,6 @@
 #include "kelaudiofile/WaveFormatChunkReader.h"
 
 #include <algorithm>
-#include <stdexcept>
 
 #include "RiffFormat.h"
 #include "WaveFormat.h"
@@ -127,8 +126,10 @@ void WaveFormatChunkReader::ReadChunk(const File& inFile, const RiffChunkReader:
             mCharacteristics.status = AudioCharacteristics::kChunkTooLarge;
             return;
         }
-        if (inChunk.chunkSize < 0) // narrowed to 32 bits it might be a size
-            throw std::length_error("a chunk of less than no bytes");
+        if (inChunk.chunkSize < 0) { // made up by a host; narrowed to 32 bits it might be a size
+            mCharacteristics.status = AudioCharacteristics::kChunkReadFailed;
+            return;
+        }
         const Fields fields(ReadData(stream, inChunk.chunkSize));
         DecodeBasics(fields, mCharacteristics);
         const bool isExtensible = mCharacteristics.formatTag == waveformat::kExtensibleTag &&

@@ -11,7 +11,7 @@ namespace kelaccelerate {
 namespace {
 
 enum : int { kUnknown, kNo, kYes };
-std::atomic<int> answer = kUnknown;
+constinit std::atomic<int> answer = kUnknown;
 
 bool AskProcessor() {
 #if defined(__x86_64__)

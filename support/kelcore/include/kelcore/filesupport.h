@@ -38,8 +38,8 @@ private:
 /// An open descriptor with its path; closes on destruction.
 class OpenFile;
 
-/// A path handle, passed by value. Unless it was opened it holds no descriptor, and each operation asks the
-/// system anew.
+/// A path handle, passed by value. It holds no descriptor unless it was opened: then input streams and Size
+/// use that one. Everything else goes by the path, and asks the system anew.
 class KELCORE_EXPORT File {
 public:
     /// Names nothing: it does not exist, and every operation on it fails.
