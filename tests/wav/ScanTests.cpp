@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
 #include <sstream>
 #include <stdexcept>
 
@@ -16,24 +17,13 @@ using riff::kDataId, riff::kDs64Id, riff::kJunkId;
 
 namespace {
 
-constexpr std::uint32_t kOtherId = bytes::FourCC("othr"), kAviId = bytes::FourCC("AVI "),
-                        kFormId = bytes::FourCC("FORM");
+constexpr std::uint32_t kOtherId = bytes::FourCC("othr"), kFormId = bytes::FourCC("FORM");
 constexpr auto kNotRiff = RiffChunkReader::kExtendedErrorNotRiff;
 constexpr auto kReadFailed = RiffChunkReader::kExtendedErrorReadFailed;
 constexpr std::uint64_t kGiB = std::uint64_t{1} << 30;
 
-/// Ids as text, if they are.
-std::string Name(std::uint32_t inId) {
-    std::string name;
-    for (int i = 0; i < 4; ++i)
-        name += static_cast<char>(inId >> 8 * i & 0xFF);
-    const bool isText = std::all_of(name.begin(), name.end(), [](char c) { return c >= ' ' && c <= '~'; });
-    return isText ? name : std::to_string(inId);
-}
-
 /// A scan's result in a line, such as "LIST 3@12 data 40@24!": sizes, places of headers, a mark where
-/// recovered. What is as RiffImage makes it is left out: a RIFF size of 0x12345678, the form "WAVE", data 8
-/// bytes behind the header.
+/// recovered. What is as RiffImage makes it is left out: a RIFF size of 0x12345678, the form "WAVE".
 std::string Describe(const RiffChunkReader::RiffFileInfo& inInfo, RiffChunkReader::ExtendedError inError) {
     std::ostringstream text;
     if (inError != RiffChunkReader::kExtendedErrorNone)
@@ -41,12 +31,13 @@ std::string Describe(const RiffChunkReader::RiffFileInfo& inInfo, RiffChunkReade
     if (inInfo.riffSize != 0x12345678)
         text << "riff=" << inInfo.riffSize << ' ';
     if (inInfo.formType != riff::kWaveId)
-        text << "form=" << Name(inInfo.formType) << ' ';
+        text << "form=" << inInfo.formType << ' ';
     for (const auto& chunk : inInfo.chunks) {
-        text << Name(chunk.chunkID) << ' ' << chunk.chunkSize << '@' << chunk.chunkOffset;
-        if (chunk.dataOffset != chunk.chunkOffset + 8)
-            text << " with data at " << chunk.dataOffset;
-        text << (chunk.recoveredTruncated ? "! " : " ");
+        for (int i = 0; i < 4; ++i)
+            text << static_cast<char>(chunk.chunkID >> 8 * i);
+        text << ' ' << chunk.chunkSize << '@' << chunk.chunkOffset
+             << (chunk.dataOffset != chunk.chunkOffset + 8 ? "?" : "")
+             << (chunk.recoveredTruncated ? "! " : " ");
     }
     std::string line = text.str();
     return line.substr(0, line.find_last_not_of(' ') + 1);
@@ -62,9 +53,8 @@ struct ScanCase {
 
 class Scan : public testing::Test {
 protected:
-    RiffChunkReader Read(bool inStreamFlag = false) { return {mFolder.File("file"), inStreamFlag}; }
     std::string ScanIt(bool inStreamFlag = false) {
-        RiffChunkReader reader = Read(inStreamFlag);
+        RiffChunkReader reader(mFolder.File("file"), inStreamFlag);
         return Describe(reader.GetFileInfo(), reader.GetExtendedError());
     }
     void Write(const Bytes& inBytes) {
@@ -72,15 +62,13 @@ protected:
         WriteFile(mFolder.Path("file"), inBytes);
     }
 
-    template <typename Cases>
-    void Check(const Cases& inCases) {
+    void Check(const std::vector<ScanCase>& inCases) {
         for (const ScanCase& row : inCases) {
-            SCOPED_TRACE(row.name);
             Write(row.image.Bytes());
             if (row.fileSize != 0)
                 std::filesystem::resize_file(mFolder.Path("file"), row.fileSize);
             PatchFile(mFolder.Path("file"), row.fileSize, row.end);
-            EXPECT_EQ(ScanIt((&row - std::begin(inCases)) % 2 == 1), row.result);
+            EXPECT_EQ(ScanIt(row.fileSize % 2 == 1), row.result) << row.name;
             EXPECT_EQ(faults::SystemCalls().OpenDescriptors(), 0);
         }
     }
@@ -95,17 +83,15 @@ protected:
 TEST_F(Scan, Header) {
     const RiffImage::Ds64Image ds64 = {.riffSize = 77, .dataSize = 2};
     const char* const kNothing = "failed riff=0 form=0";
-    const ScanCase kCases[] = {
+    Check({
         {"BW64 with ds64", RiffImage(riff::kBw64Id).Ds64(ds64).Chunk(kDataId, 4), "riff=77 ds64 28@12 data 2@48"},
-        {"another form", RiffImage(riff::kRiffId, kAviId).Chunk(kListId, 4), "form=AVI  LIST 4@12"},
+        {"another form", RiffImage(riff::kRiffId, bytes::FourCC("AVI ")).Chunk(kListId, 4), "form=541677121 LIST 4@12"},
         {"another magic", RiffImage(kFormId), "not RIFF riff=0 form=0"},
         {"11 bytes of another magic", RiffImage(kFormId).Cut(11), kNothing},
-        {"empty", RiffImage().Cut(0), kNothing},
         {"19 bytes", RiffImage().Header(kListId, 7).Cut(19), kNothing},
         {"20 bytes: nothing to walk over", RiffImage().Header(kListId, 7), ""},
         {"ds64 past the end", RiffImage().Ds64(ds64).Cut(47), kNothing},
-    };
-    Check(kCases);
+    });
     std::filesystem::remove(mFolder.Path("file"));
     EXPECT_EQ(ScanIt(), kNothing);
     std::filesystem::create_directory(mFolder.Path("file"));
@@ -116,9 +102,7 @@ TEST_F(Scan, Header) {
 TEST_F(Scan, WorkedExamples) {
     const auto list = [](std::uint32_t size) { return RiffImage().Chunk(kListId, size); };
     const auto data = [] { return RiffImage().Header(kDataId, 0); };
-    const ScanCase kCases[] = {
-        {"two data chunks", RiffImage().Chunk(kDataId, 4).Chunk(kDataId, 2).Chunk(kListId, 6),
-         "data 4@12 data 2@24 LIST 6@34"},
+    Check({
         {"data larger than the file is not recovered", list(2).Header(kDataId, 0xFFFFFFFF).Byte(1, 10),
          "LIST 2@12 data 10@22"},
         {"odd chunk with pad byte", list(3).Byte(0).Chunk(kDataId, 4), "LIST 3@12 data 4@24"},
@@ -127,10 +111,9 @@ TEST_F(Scan, WorkedExamples) {
          "LIST 3@12 xabc 2@23"},
         {"unfinished data up to the end", data().Append(Filling(50)), "data 50@12!"},
         {"empty data before a good chunk", data().Chunk(kJunkId, 5), "JUNK 5@20"},
-        {"characters up to 0x7F", data().Chunk(0x7F00017F, 4), "2130706815 4@20"},
+        {"characters up to 0x7F", data().Chunk(0x7F01017F, 4), "\x7F\1\1\x7F 4@20"},
         {"0x80 is none", data().Chunk(0x61616180, 4), "data 12@12!"},
-    };
-    Check(kCases);
+    });
 }
 
 TEST_F(Scan, Ds64) {
@@ -139,7 +122,7 @@ TEST_F(Scan, Ds64) {
     };
     RiffImage::Ds64Image full = {.dataSize = 3, .rows{5459, {kOtherId, 2}}};
     full.rows[0].second = 1;
-    const ScanCase kCases[] = {
+    Check({
         {"27 bytes", sized(27), "ds64 27@12 data 4@48"},
         {"65,537 bytes", sized(65537), "ds64 65537@12 data 4@65558"},
         {"65,536 bytes, table too large", sized(65536), "riff=217020518514230019 ds64 65536@12 data 4@65556"},
@@ -149,139 +132,110 @@ TEST_F(Scan, Ds64) {
          "riff=0 ds64 28@12 data 3@48"},
         {"not the first chunk", RiffImage().Chunk(kListId, 2).Ds64({.dataSize = 1}).Chunk(kDataId, 4),
          "LIST 2@12 ds64 28@22 data 4@58"},
-    };
-    Check(kCases);
+    });
 }
-// clang-format on
 
-// Chunks end where a field at its limit says, with another chunk right behind them; the data between is a
-// hole.
+// With another chunk right behind a chunk whose size is at a limit of its field; the data between is a hole.
 TEST_F(Scan, SizeFieldsAtTheirLimits) {
-    const Bytes image = RiffImage().Chunk(kListId, 4).Bytes();
-    const Bytes list(image.begin() + riff::header::kBytes, image.end());
-    for (const std::uint64_t size : {0x1ull, 0x7FFFFFFFull, 0x80000000ull, 0xFFFFFFFFull}) {
+    const Bytes list = Image().Text("LIST").U32(4).Add(Filling(4));
+    for (const std::uint64_t size : {0x7FFFFFFFull, 0x80000000ull, 0xFFFFFFFFull}) {
         const std::uint64_t end = 20 + size + size % 2;
         const std::string text = std::to_string(size);
-        const ScanCase kCases[] = {
+        Check({
             {"chunk", RiffImage().Header(kOtherId, size),
              "othr " + text + "@12 LIST 4@" + std::to_string(end), end, list},
             {"data chunk", RiffImage().Header(kDataId, size), "data " + text + "@12", 20 + size},
-            {"data chunk, cut", RiffImage().Header(kDataId, size).Byte(1), "data 1@12"},
-        };
-        SCOPED_TRACE(size);
-        Check(kCases);
+        });
     }
     const auto large = [](std::uint64_t riffSize, std::uint64_t dataSize, std::uint64_t listSize) {
         return RiffImage(riff::kRf64Id).Ds64({riffSize, dataSize, {{kListId, listSize}}});
     };
-    constexpr std::uint64_t kMax = ~std::uint64_t{0}, kSign = kMax / 2 + 1;
-    for (const std::uint64_t size : {kSign - 1, kSign, kMax - 60, kMax, 6 * kGiB}) {
-        SCOPED_TRACE(size);
-        const ScanCase kCases[] = {
+    for (const std::uint64_t size : {6 * kGiB, std::uint64_t{1} << 63, ~std::uint64_t{0}})
+        Check({
             {"data size, a file cut inside", large(size, size, 0).Header(kDataId, 0xFFFFFFFF),
              "riff=" + std::to_string(size) + " ds64 40@12 data 5368709052@60", 5 * kGiB},
             {"row", large(1, 1, size).Header(kListId, 0).Byte(9, 20), "riff=1 ds64 40@12 LIST 20@60"},
             {"row of the chunk behind an empty data chunk",
-             large(1, 0, size).Header(kDataId, 0).Header(kListId, 1).Byte(9, 20),
-             "riff=1 ds64 40@12 data 28@60!"},
-        };
-        Check(kCases);
-    }
+             large(1, 0, size).Header(kDataId, 0).Header(kListId, 1).Byte(9, 20), "riff=1 ds64 40@12 data 28@60!"},
+        });
 }
+// clang-format on
 
 namespace {
 
 /// The scan with nothing in mind but its rules: whole file in memory, one step at a time.
-class LiteralScan {
-public:
-    explicit LiteralScan(const Bytes& inFile) : mFile(inFile) {
-        try {
-            Run();
-        } catch (const std::out_of_range&) {
-            mError = kReadFailed;
-        }
-    }
-    std::string Result() const { return Describe(mInfo, mError); }
-
-private:
-    std::uint64_t At(std::uint64_t inPlace, int inByteCount) const {
+std::string LiteralScan(const Bytes& inFile) {
+    RiffChunkReader::RiffFileInfo info;
+    std::vector<std::pair<std::uint64_t, std::uint64_t>> sizes;
+    const auto at = [&](std::uint64_t place, int count) { // throws std::out_of_range
         std::uint64_t value = 0;
-        for (int i = inByteCount - 1; i >= 0; --i)
-            value = value << 8 | mFile.at(static_cast<std::size_t>(inPlace) + static_cast<unsigned>(i));
+        while (--count >= 0)
+            value = value << 8 | inFile.at(static_cast<std::size_t>(place) + static_cast<unsigned>(count));
         return value;
-    }
-    std::uint64_t SizeAt(std::uint64_t inPlace) const {
-        for (const auto& [id, size] : mSizes)
-            if (id == At(inPlace, 4))
+    };
+    const auto sizeAt = [&](std::uint64_t place) {
+        for (const auto& [id, size] : sizes)
+            if (id == at(place, 4))
                 return size;
-        return At(inPlace + 4, 4);
-    }
-
-    void List(std::uint32_t inId, std::uint64_t inSize, std::uint64_t inPlace, bool inRecovered) {
-        mInfo.chunks.push_back({inId, static_cast<std::int64_t>(inSize), inPlace, inPlace + 8, inRecovered});
-    }
-
-    void Run() {
-        At(11, 1);
-        const std::uint64_t magic = At(0, 4);
-        if (magic != 0x46464952 && magic != 0x34364652 && magic != 0x34365742) {
-            mError = kNotRiff;
-            return;
-        }
-        const std::uint64_t id = At(12, 4), size = At(16, 4);
+        return at(place + 4, 4);
+    };
+    const auto readHeader = [&] {
+        at(11, 1);
+        const std::uint64_t magic = at(0, 4);
+        if (magic != 0x46464952 && magic != 0x34364652 && magic != 0x34365742)
+            return false;
+        const std::uint64_t id = at(12, 4), size = at(16, 4);
         if (id == 0x34367364 && size >= 28 && size <= 65536) {
-            At(20 + size - 1, 1);
-            mInfo.riffSize = At(20, 8);
-            mSizes.push_back({0x61746164, At(28, 8)});
-            const std::uint64_t rows = At(44, 4);
+            at(20 + size - 1, 1);
+            info.riffSize = at(20, 8);
+            sizes.push_back({0x61746164, at(28, 8)});
+            const std::uint64_t rows = at(44, 4);
             for (std::uint64_t row = 0; 28 + 12 * rows <= size && row < rows; ++row)
-                mSizes.push_back({At(48 + 12 * row, 4), At(52 + 12 * row, 8)});
+                sizes.push_back({at(48 + 12 * row, 4), at(52 + 12 * row, 8)});
         } else {
-            mInfo.riffSize = At(4, 4);
+            info.riffSize = at(4, 4);
         }
-        mInfo.formType = static_cast<std::uint32_t>(At(8, 4));
-        Walk();
-    }
-
-    void Walk() {
-        std::uint64_t position = 12, remaining = mFile.size() - 12;
+        info.formType = static_cast<std::uint32_t>(at(8, 4));
+        return true;
+    };
+    const auto walk = [&] {
+        std::uint64_t position = 12, remaining = inFile.size() - 12;
         while (remaining > 8) {
-            if (position % 2 == 1 && At(position, 1) == 0) {
+            if (position % 2 == 1 && at(position, 1) == 0) {
                 ++position;
                 --remaining;
             }
-            const auto id = static_cast<std::uint32_t>(At(position, 4));
-            std::uint64_t size = SizeAt(position);
+            const auto id = static_cast<std::uint32_t>(at(position, 4));
+            std::uint64_t size = sizeAt(position);
             remaining -= 8;
-            if (size > remaining)
-                size = remaining;
-            if (id != 0 && size != 0)
-                List(id, size, position, false);
-            if (id == 0x61746164 && size == 0 && remaining >= 8) {
-                const std::uint64_t next = position + 8, nextSize = SizeAt(next);
-                bool looks = nextSize != 0 && nextSize <= remaining - 8;
-                for (std::uint64_t i = 0; i < 4; ++i)
-                    looks = looks && At(next + i, 1) <= 0x7F;
-                if (!looks) {
-                    size = remaining;
-                    List(id, size, position, true);
-                }
+            size = std::min(size, remaining);
+            bool recovered = id == 0x61746164 && size == 0 && remaining >= 8;
+            if (recovered) {
+                const std::uint64_t next = position + 8, nextSize = sizeAt(next);
+                const bool isText = (at(next, 4) & 0x80808080) == 0;
+                recovered = !isText || nextSize == 0 || nextSize > remaining - 8;
+                size = recovered ? remaining : 0;
             }
+            if (id != 0 && size != 0)
+                info.chunks.push_back(
+                    {id, static_cast<std::int64_t>(size), position, position + 8, recovered});
             remaining -= size;
             position += 8 + size;
         }
+    };
+    try {
+        if (!readHeader())
+            return Describe(info, kNotRiff);
+        walk();
+    } catch (const std::out_of_range&) {
+        return Describe(info, kReadFailed);
     }
-
-    const Bytes& mFile;
-    RiffChunkReader::RiffFileInfo mInfo;
-    RiffChunkReader::ExtendedError mError = RiffChunkReader::kExtendedErrorNone;
-    std::vector<std::pair<std::uint64_t, std::uint64_t>> mSizes;
-};
+    return Describe(info, RiffChunkReader::kExtendedErrorNone);
+}
 
 /// An image out of few ids, sizes at and around limits, runs of zeros, pad bytes, and `ds64` chunks.
 Bytes RandomImage(Random& ioRandom) {
-    const std::array ids = {kDataId, kDataId, kListId,     kJunkId,    kOtherId,
-                            kDs64Id, 0u,      0x80616161u, 0x7F00017Fu};
+    const std::array ids = {kDataId, kDataId, kListId, kJunkId, kDs64Id, 0u, 0x80616161u, 0x7F00017Fu};
     const auto id = [&] { return ids[ioRandom.Below(ids.size())]; };
     const auto size = [&]() -> std::uint64_t {
         constexpr std::uint64_t kSizes[] = {0, 0, 1, 8, 0x7FFFFFFF, 0xFFFFFFFF, 1ull << 63, ~0ull};
@@ -298,24 +252,17 @@ Bytes RandomImage(Random& ioRandom) {
     }
     for (std::uint32_t pieces = ioRandom.Below(8); pieces > 0; --pieces) {
         const std::uint64_t dataSize = size();
-        switch (ioRandom.Below(8)) {
-        case 0:
-            image.Byte(0, ioRandom.Below(70));
-            break;
-        case 1:
+        const std::uint32_t kind = ioRandom.Below(8);
+        if (kind == 0)
+            image.Byte(static_cast<unsigned char>(ioRandom.Below(3)), ioRandom.Below(70));
+        else if (kind == 1)
             image.Header(id(), dataSize);
-            break;
-        case 2:
-            image.Byte(static_cast<unsigned char>(ioRandom.Below(3)), ioRandom.Below(3));
-            break;
-        case 3:
+        else if (kind == 2)
             image.Header(kDataId, 0).Append(Filling(ioRandom.Below(10)));
-            break;
-        default:
-            image.Header(id(), dataSize).Append(Filling(dataSize % 32));
-            if (dataSize % 2 == 1 && ioRandom.Below(2) == 0)
-                image.Byte(0);
-        }
+        else
+            image.Header(id(), dataSize)
+                .Append(Filling(dataSize % 32))
+                .Byte(0, dataSize % 2 & ioRandom.Below(2));
     }
     if (ioRandom.Below(6) == 0)
         image.Cut(ioRandom.Below(static_cast<std::uint32_t>(image.Size()) + 1));
@@ -326,32 +273,25 @@ Bytes RandomImage(Random& ioRandom) {
 
 TEST_F(Scan, AgreesWithThePlainRulesOnRandomImages) {
     Random random(2);
-    int listed = 0, recovered = 0, failed = 0;
+    std::map<std::string, int> counts;
     for (int i = 0; i < 20'000; ++i) {
         const Bytes image = RandomImage(random);
         Write(image);
-        const std::string expected = LiteralScan(image).Result();
+        const std::string expected = LiteralScan(image);
         ASSERT_EQ(ScanIt(), expected) << "image " << i << testing::PrintToString(image);
-        listed += expected.find('@') != std::string::npos;
-        recovered += expected.find('!') != std::string::npos;
-        failed += expected.find("failed") != std::string::npos;
+        for (const char* text : {"@", "!", "failed"})
+            counts[text] += expected.find(text) != std::string::npos;
     }
-    EXPECT_GT(std::min({listed, recovered, failed}), 500) << "the images reach what they are made for";
+    EXPECT_TRUE(counts["@"] > 500 && counts["!"] > 500 && counts["failed"] > 500) << "they reach all rules";
 }
 
 TEST_F(Scan, FilterKeepsTheOrder) {
     Write(RiffImage().Chunk(kDataId, 2).Chunk(kListId, 2).Chunk(kDataId, 4).Bytes());
-    RiffChunkReader reader = Read();
-    const auto filtered = [&](std::uint32_t id) {
-        RiffChunkReader::RiffFileInfo info = reader.GetFileInfo();
-        info.chunks = FilterChunkInfo(info.chunks, id);
-        return Describe(info, reader.GetExtendedError());
-    };
-    EXPECT_EQ(GetWaveDataIdentifier(), 0x61746164u);
+    RiffChunkReader::RiffFileInfo info = RiffChunkReader(mFolder.File("file"), false).GetFileInfo();
+    info.chunks = FilterChunkInfo(info.chunks, GetWaveDataIdentifier());
+    EXPECT_EQ(Describe(info, RiffChunkReader::kExtendedErrorNone), "data 2@12 data 4@32");
+    EXPECT_TRUE(FilterChunkInfo(info.chunks, kOtherId).empty());
     EXPECT_EQ(GetWaveFileFormatIdentifier(), 0x45564157u);
-    EXPECT_EQ(filtered(GetWaveDataIdentifier()), "data 2@12 data 4@32");
-    EXPECT_EQ(filtered(kOtherId), "");
-    EXPECT_TRUE(FilterChunkInfo({}, kDataId).empty());
 }
 
 TEST_F(Scan, SystemCallsGoWithTheBytesReadNotWithTheChunks) {
@@ -360,17 +300,11 @@ TEST_F(Scan, SystemCallsGoWithTheBytesReadNotWithTheChunks) {
         WriteFile(mFolder.Path("file"), image.Bytes());
         std::filesystem::resize_file(mFolder.Path("file"), image.Size() + zeros);
         faults::SystemCalls() = {};
-        return Read().GetFileInfo().chunks.size();
+        return RiffChunkReader(mFolder.File("file"), false).GetFileInfo().chunks.size();
     };
     EXPECT_EQ(scan(RiffImage().Chunk(kDataId, 3).Byte(0), kGiB), 1u);
     EXPECT_LE(calls.reads, kGiB / 65536 + 10) << "a preallocated tail, by 64 KiB";
     EXPECT_LE(calls.bytesRead, kGiB + 65536) << "no byte of it twice";
-
-    RiffImage many;
-    for (int i = 0; i < 100'000; ++i)
-        many.Chunk(kListId, 12);
-    EXPECT_EQ(scan(many, 0), 100'000u);
-    EXPECT_LE(calls.calls, many.Size() / 65536 + 20);
 
     RiffImage empty;
     for (int i = 0; i < 100'000; ++i)
