@@ -121,7 +121,8 @@ KELACCELERATE_BYTE_SHUFFLES std::size_t GatherSixes(const Byte* in, Byte* out, s
 
 template <int kBytes>
 std::size_t GatherByShuffling(const Byte* in, Byte* out, std::size_t inCount, std::size_t inStep) {
-    if (inCount < 8 || inStep > kLastStep<kBytes> || !kelaccelerate::HasByteShuffles())
+    constexpr std::size_t kWorthTheStart = 64;
+    if (inCount < kWorthTheStart || inStep > kLastStep<kBytes> || !kelaccelerate::HasByteShuffles())
         return 0;
     const std::size_t byteCount = (inCount - 1) * inStep + kBytes;
     const Moves& moves = kMoves<kBytes>[inStep];
