@@ -1,7 +1,7 @@
 #!/bin/sh
 # The main job on FILE, a wave or AIFF file, or without one on a sample that the library makes itself: describe,
 # decode, hash, draw the waveform, write as RF64-capable wave and as AIFF, read back and compare. Results go to
-# $DEMO_OUT, or to build/demo.
+# $DEMO_OUT, or to build/demo. DEMO_PRESET=test takes the programs that scripts/test.sh has built.
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 . "$root/scripts/setup.sh"
@@ -22,11 +22,12 @@ say() { printf '\n--- %s\n' "$*"; }
 out=${DEMO_OUT:-$root/build/demo}
 mkdir -p "$out"
 setup build
-(cd "$root" && cmake --preset release && cmake --build --preset release) >"$out/build.log" 2>&1 || {
+preset=${DEMO_PRESET:-release}
+(cd "$root" && cmake --preset "$preset" && cmake --build --preset "$preset") >"$out/build.log" 2>&1 || {
     cat "$out/build.log" >&2
     exit 1
 }
-PATH="$root/build/release/examples:$PATH"
+PATH="$root/build/$preset/examples:$PATH"
 
 file=${1:-}
 if [ -z "$file" ]; then
