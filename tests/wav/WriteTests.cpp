@@ -273,9 +273,11 @@ TEST(RiffChunkWriter, ChunksAndCheckpoints) {
     writer.Flush();
     writer.Reset();
     EXPECT_EQ(ReadFilePart(folder.Path("file"), 4, 99), Image().U32(0).Text("WAVE").Add(Reserved()).U32(0));
-    writer.Initialize(folder.File("again"), FourCC("WAVE"), false, false);
+    writer.Initialize(folder.File("again"), FourCC("WAVE"), false, false); // nothing reserved this time
+    writer.StartChunk(FourCC("data"));
+    writer.EndChunk(12, 20 + (1ull << 32)); // a size for RF64, without the bytes
     writer.EndFile(0);
-    EXPECT_EQ(ReadFile(folder.Path("again")), Image().Text("RIFF").U32(4).Text("WAVE"));
+    EXPECT_EQ(ReadFile(folder.Path("again")), Image().Text("RIFF").U32(12).Text("WAVEdata").U32(0xFFFFFFFF));
 
     // What was not delivered at once at the end is told; the header counts all that was, and the file is
     // closed.
