@@ -1,11 +1,10 @@
 #include "kelaudiofile/DeInterleave.h"
 
-#include <cfloat>
 #include <utility>
 
-#include "ByteShuffle.h"
-#include "SampleLanes.h"
+#include "SampleKinds.h"
 #include "Strides.h"
+#include "WideGather.h"
 
 namespace kelaudiofile {
 
@@ -97,55 +96,6 @@ constexpr std::size_t SamplesBehind() {
     return (sizeof(Word) - kBytes + kLeastStep - 1) / kLeastStep;
 }
 
-// Each kind of sample has a width, a word that takes it into its upper bits, and the value of such words.
-
-/// One scale serves every width up to 32 bits. The conversion rounds 32-bit samples alone.
-template <std::size_t kWidth>
-struct Integer {
-    static constexpr std::size_t kBytes = kWidth;
-    using Word = std::uint32_t;
-    static Lanes<float> Convert(Lanes<Word> inUpper) {
-        return __builtin_convertvector(reinterpret_cast<Lanes<std::int32_t>>(inUpper), Lanes<float>) *
-               0x1p-31f;
-    }
-};
-
-static_assert(FLT_EVAL_METHOD == 0 || FLT_EVAL_METHOD == 1, "registers wider than a double would round once");
-
-/// Rounded twice, to double and to float.
-struct Integer64 {
-    static constexpr std::size_t kBytes = 8;
-    using Word = std::uint64_t;
-    static FloatPair Convert(Lanes<Word> inUpper) {
-        const auto integers = reinterpret_cast<Lanes<std::int64_t>>(inUpper);
-        return __builtin_convertvector(__builtin_convertvector(integers, Lanes<double>) * 0x1p-63, FloatPair);
-    }
-};
-
-/// Never passes through a float register, which may change the bits of a signalling NaN.
-struct FloatBits {
-    static constexpr std::size_t kBytes = 4;
-    using Word = std::uint32_t;
-    static Lanes<Word> Convert(Lanes<Word> inBits) { return inBits; }
-};
-
-template <int kFullScale>
-struct ScaledFloat {
-    static constexpr std::size_t kBytes = 4;
-    using Word = std::uint32_t;
-    static Lanes<float> Convert(Lanes<Word> inBits) {
-        return reinterpret_cast<Lanes<float>>(inBits) * (1.0f / kFullScale);
-    }
-};
-
-struct Double {
-    static constexpr std::size_t kBytes = 8;
-    using Word = std::uint64_t;
-    static auto Convert(Lanes<Word> inBits) {
-        return __builtin_convertvector(reinterpret_cast<Lanes<double>>(inBits), FloatPair);
-    }
-};
-
 /// @param inStride  samples from one to the next, as WithStride gives it.
 template <typename Sample, typename Stride>
 void GatherByLanes(const Byte* in, Byte* out, std::size_t inCount, Stride inStride) {
@@ -174,9 +124,9 @@ void Gather(const void* source, float* destination, std::int64_t sampleCount, st
     const auto* in = static_cast<const Byte*>(source);
     auto* out = reinterpret_cast<Byte*>(destination);
     auto count = static_cast<std::size_t>(sampleCount);
-    if constexpr (Sample::kBytes < 4) {
+    if constexpr (Sample::kBytes <= 4) {
         const std::size_t step = Sample::kBytes * static_cast<std::size_t>(numChannels);
-        const std::size_t done = GatherByShuffling<Sample::kBytes>(in, out, count, step);
+        const std::size_t done = GatherWide<Sample>(in, out, count, step);
         in += done * step;
         out += done * sizeof(float);
         count -= done;
@@ -213,7 +163,10 @@ void DeInterleave64Bit(const void* source, float* destination, std::int64_t samp
 
 void DeInterleave32BitFloat_1(const void* source, float* destination, std::int64_t sampleCount,
                               std::int32_t numChannels) {
-    Gather<FloatBits>(source, destination, sampleCount, numChannels);
+    if (numChannels != 1 || std::endian::native != std::endian::little)
+        Gather<FloatBits>(source, destination, sampleCount, numChannels);
+    else if (sampleCount != 0)
+        std::memcpy(destination, source, static_cast<std::size_t>(sampleCount) * sizeof(float));
 }
 
 void DeInterleave32BitFloat_32768(const void* source, float* destination, std::int64_t sampleCount,

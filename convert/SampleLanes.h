@@ -27,6 +27,9 @@ using FloatPair = VectorOf<float, 8>::Type;
 template <typename T>
 inline constexpr std::size_t kLaneCount = 16 / sizeof(T);
 
+/// Samples in a run from which on the wider vectors of some processors are worth the start.
+inline constexpr std::size_t kWorthWideVectors = 64;
+
 template <typename T>
 inline T Load(const Byte* in) {
     T value;

@@ -2,12 +2,12 @@
 
 #include "Fuzz.h"
 #include "convert/SampleModels.h"
-#include "kelaccelerate/ByteShuffles.h"
+#include "kelaccelerate/WideVectors.h"
 
 using namespace convert_tests;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    kelaccelerate::AllowByteShuffles(size % 2 == 0);
+    kelaccelerate::AllowWideVectors(size % 2 == 0);
     fuzz::Choices choose(data, size);
     const Routine& routine = choose.Of(kRoutines);
     const auto channels = static_cast<std::int32_t>(1 + choose(12));

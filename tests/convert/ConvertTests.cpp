@@ -10,7 +10,7 @@
 
 #include "GuardedBuffer.h"
 #include "SampleModels.h"
-#include "kelaccelerate/ByteShuffles.h"
+#include "kelaccelerate/WideVectors.h"
 #include "support/Files.h"
 #include "support/Random.h"
 
@@ -68,20 +68,20 @@ const struct {
 
 std::vector<std::int32_t> Counts() {
     std::vector<std::int32_t> counts = {127, 128, 129, 255, 511, 1000};
-    for (std::int32_t count = 0; count <= 70; ++count)
+    for (std::int32_t count = 0; count <= 80; ++count)
         counts.push_back(count);
     return counts;
 }
 
-/// Whether byte shuffles are used where the processor has them.
+/// Whether wide vectors are used where the processor has them.
 class EachWay : public testing::TestWithParam<bool> {
 public:
-    EachWay() { kelaccelerate::AllowByteShuffles(GetParam()); }
-    ~EachWay() override { kelaccelerate::AllowByteShuffles(true); }
+    EachWay() { kelaccelerate::AllowWideVectors(GetParam()); }
+    ~EachWay() override { kelaccelerate::AllowWideVectors(true); }
 };
 
 INSTANTIATE_TEST_SUITE_P(Convert, EachWay, testing::Bool(),
-                         [](const auto& inCase) { return inCase.param ? "Shuffling" : "Plain"; });
+                         [](const auto& inCase) { return inCase.param ? "Wide" : "Plain"; });
 
 // Each routine against its model: every count, channel count and address, with both buffers laid against
 // pages that must not be touched, and all bytes around and between the written samples kept.
@@ -90,7 +90,7 @@ TEST_P(EachWay, MatchesTheModelAndTouchesNothingElse) {
     GuardedBuffer source(kRoom), destination(kRoom), expected(kRoom);
     Random random(1);
     for (const Routine& routine : kRoutines)
-        for (const std::int32_t channels : {1, 2, 3, 4, 5, 6, 7, 8, 15, 64})
+        for (const std::int32_t channels : {1, 2, 3, 4, 5, 6, 7, 8, 9, 15, 16, 31, 64})
             for (const std::int32_t count : Counts()) {
                 const Call call{routine, count, channels};
                 const std::size_t used = std::max(call.sourceReach, call.writtenReach) + 128;

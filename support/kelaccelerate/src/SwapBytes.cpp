@@ -8,7 +8,7 @@
 #include <immintrin.h>
 #endif
 
-#include "kelaccelerate/ByteShuffles.h"
+#include "kelaccelerate/WideVectors.h"
 
 namespace kelaccelerate::utility {
 
@@ -62,16 +62,15 @@ constexpr std::array<signed char, 16> Places() {
     return places;
 }
 
-KELACCELERATE_BYTE_SHUFFLES void ShuffleVector(const unsigned char* in, unsigned char* out,
-                                               __m128i inPlaces) {
+KELACCELERATE_WIDE void ShuffleVector(const unsigned char* in, unsigned char* out, __m128i inPlaces) {
     const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_shuffle_epi8(bytes, inPlaces));
 }
 
 /// @return how many bytes it swapped, from the first on: all but the last few.
 template <typename Element>
-KELACCELERATE_BYTE_SHUFFLES std::size_t SwapByShuffling(const unsigned char* in, unsigned char* out,
-                                                        std::size_t inByteCount) {
+KELACCELERATE_WIDE std::size_t SwapByShuffling(const unsigned char* in, unsigned char* out,
+                                               std::size_t inByteCount) {
     constexpr std::size_t kAtOnce = Element::kBytesAtOnce;
     static constexpr auto kPlaces = Places<Element>();
     const __m128i places = _mm_loadu_si128(reinterpret_cast<const __m128i*>(kPlaces.data()));
@@ -103,7 +102,7 @@ void SwapElements(std::uint64_t inCount, const void* inElements, void* outElemen
     const std::size_t byteCount = static_cast<std::size_t>(inCount) * kWidth;
     std::size_t at = 0;
 #if defined(__x86_64__)
-    if (HasByteShuffles())
+    if (HasWideVectors())
         at = SwapByShuffling<Element>(in, out, byteCount);
 #endif
     for (; at + kAtOnce + sizeof(Bytes) <= byteCount; at += 2 * kAtOnce) {

@@ -1,18 +1,18 @@
 #pragma once
 
-/// Instructions that move bytes to any place of a vector at once.
+/// Vectors of 32 bytes, and instructions that move bytes to any place of one at once.
 namespace kelaccelerate {
 
 #if defined(__x86_64__)
-/// Marks functions that may be called where HasByteShuffles says so.
-#define KELACCELERATE_BYTE_SHUFFLES __attribute__((target("avx2")))
+/// Marks functions that may be called where HasWideVectors says so.
+#define KELACCELERATE_WIDE __attribute__((target("avx2")))
 #endif
 
 /// @return whether the processor and the system have them, AVX2 here. The processor is asked at the first
 /// call, which takes some 20 microseconds under virtualisation; the answer is kept. Any thread may ask.
-bool HasByteShuffles();
+bool HasWideVectors();
 
 /// Lets tests take the way of other processors.
-void AllowByteShuffles(bool inAllow);
+void AllowWideVectors(bool inAllow);
 
 } // namespace kelaccelerate

@@ -1,4 +1,4 @@
-#include "kelaccelerate/ByteShuffles.h"
+#include "kelaccelerate/WideVectors.h"
 
 #include <atomic>
 
@@ -30,7 +30,7 @@ bool AskProcessor() {
 } // namespace
 
 // Threads that ask at the same time get the same answer.
-bool HasByteShuffles() {
+bool HasWideVectors() {
     int known = answer.load(std::memory_order_relaxed);
     if (known == kUnknown) {
         known = AskProcessor() ? kYes : kNo;
@@ -39,7 +39,7 @@ bool HasByteShuffles() {
     return known == kYes;
 }
 
-void AllowByteShuffles(bool inAllow) {
+void AllowWideVectors(bool inAllow) {
     answer.store(inAllow ? kUnknown : kNo, std::memory_order_relaxed);
 }
 

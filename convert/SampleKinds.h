@@ -1,0 +1,81 @@
+#pragma once
+
+#include <cfloat>
+
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
+#include "SampleLanes.h"
+#include "kelaccelerate/WideVectors.h"
+
+/// Each kind of sample has a width, a word that takes it into its upper bits, and the value of such words.
+namespace kelaudiofile::convert {
+
+#if defined(__x86_64__)
+KELACCELERATE_WIDE inline __m256 Scale(__m256 in, float inFactor) {
+    return _mm256_mul_ps(in, _mm256_set1_ps(inFactor));
+}
+#endif
+
+/// One scale serves every width up to 32 bits. The conversion rounds 32-bit samples alone.
+template <std::size_t kWidth>
+struct Integer {
+    static constexpr std::size_t kBytes = kWidth;
+    using Word = std::uint32_t;
+    static Lanes<float> Convert(Lanes<Word> inUpper) {
+        return __builtin_convertvector(reinterpret_cast<Lanes<std::int32_t>>(inUpper), Lanes<float>) *
+               0x1p-31f;
+    }
+#if defined(__x86_64__)
+    KELACCELERATE_WIDE static __m256 Convert(__m256i inUpper) {
+        return Scale(_mm256_cvtepi32_ps(inUpper), 0x1p-31f);
+    }
+#endif
+};
+
+static_assert(FLT_EVAL_METHOD == 0 || FLT_EVAL_METHOD == 1, "registers wider than a double would round once");
+
+/// Rounded twice, to double and to float.
+struct Integer64 {
+    static constexpr std::size_t kBytes = 8;
+    using Word = std::uint64_t;
+    static FloatPair Convert(Lanes<Word> inUpper) {
+        const auto integers = reinterpret_cast<Lanes<std::int64_t>>(inUpper);
+        return __builtin_convertvector(__builtin_convertvector(integers, Lanes<double>) * 0x1p-63, FloatPair);
+    }
+};
+
+/// Never passes through a float register, which may change the bits of a signalling NaN.
+struct FloatBits {
+    static constexpr std::size_t kBytes = 4;
+    using Word = std::uint32_t;
+    static Lanes<Word> Convert(Lanes<Word> inBits) { return inBits; }
+#if defined(__x86_64__)
+    KELACCELERATE_WIDE static __m256 Convert(__m256i inBits) { return _mm256_castsi256_ps(inBits); }
+#endif
+};
+
+template <int kFullScale>
+struct ScaledFloat {
+    static constexpr std::size_t kBytes = 4;
+    using Word = std::uint32_t;
+    static Lanes<float> Convert(Lanes<Word> inBits) {
+        return reinterpret_cast<Lanes<float>>(inBits) * (1.0f / kFullScale);
+    }
+#if defined(__x86_64__)
+    KELACCELERATE_WIDE static __m256 Convert(__m256i inBits) {
+        return Scale(_mm256_castsi256_ps(inBits), 1.0f / kFullScale);
+    }
+#endif
+};
+
+struct Double {
+    static constexpr std::size_t kBytes = 8;
+    using Word = std::uint64_t;
+    static auto Convert(Lanes<Word> inBits) {
+        return __builtin_convertvector(reinterpret_cast<Lanes<double>>(inBits), FloatPair);
+    }
+};
+
+} // namespace kelaudiofile::convert

@@ -1,0 +1,237 @@
+#include "WideGather.h"
+
+#include "kelaccelerate/WideVectors.h"
+
+#if defined(__x86_64__)
+
+#include <array>
+#include <immintrin.h>
+
+namespace kelaudiofile::convert {
+
+namespace {
+
+constexpr int kHalf = 16; ///< bytes of a vector within which a shuffle can move them
+
+/// How eight samples lie, and so how they are loaded.
+enum Way {
+    kNeighbours,         ///< they fill a vector: 32-bit mono
+    kEveryOther,         ///< they lie in two vectors, with as many others: 32-bit stereo
+    kEightInAHalf,       ///< 8 bits, and 16-bit mono
+    kFourInEachHalf,     ///< 16-bit stereo
+    kEightInThreeHalves, ///< 24-bit stereo
+    kFourInAHalf,
+    kTwoInAHalf,
+    kOneInEachHalf,
+    kTooFarApart, ///< or one across both halves: five channels of 24 bits
+};
+
+constexpr Way WayOf(int inBytes, int inStep) {
+    const auto isWithin = [=](int inSampleCount, int inReach) {
+        return (inSampleCount - 1) * inStep + inBytes <= inReach;
+    };
+    if (inBytes == 4 && inStep <= 8)
+        return inStep == 4 ? kNeighbours : kEveryOther;
+    if (isWithin(8, kHalf))
+        return kEightInAHalf;
+    if (4 * inStep == kHalf)
+        return kFourInEachHalf;
+    if (isWithin(4, kHalf))
+        return kFourInAHalf;
+    if (inStep == 6)
+        return kEightInThreeHalves;
+    if (isWithin(2, kHalf))
+        return kTwoInAHalf;
+    return inStep >= kHalf && isWithin(2, 2 * kHalf) ? kOneInEachHalf : kTooFarApart;
+}
+
+/// For each byte of half a vector, the byte that is to come there, or -1 for a zero.
+using Places = std::array<signed char, kHalf>;
+
+/// @return where four samples come from that are to lie in the upper bytes of lanes, the first of them at
+/// inFirst. Bytes that are not in this half are left out: they come from another one.
+constexpr Places PlacesOf(int inBytes, int inStep, int inFirst) {
+    Places places{};
+    for (int lane = 0; lane < 4; ++lane)
+        for (int b = 0; b < 4; ++b) {
+            const int place = inFirst + lane * inStep + b - (4 - inBytes);
+            const bool isHere = b >= 4 - inBytes && place >= 0 && place < kHalf;
+            places[static_cast<std::size_t>(4 * lane + b)] = static_cast<signed char>(isHere ? place : -1);
+        }
+    return places;
+}
+
+/// What one load or two make of each half, by the first sample that lies in the half.
+struct Moves {
+    Places first[2], second[2];
+};
+
+constexpr Moves MovesOf(int inBytes, int inStep) {
+    const auto from = [=](int inFirst) { return PlacesOf(inBytes, inStep, inFirst); };
+    const int fifth = 4 * inStep;
+    switch (WayOf(inBytes, inStep)) {
+    case kEightInAHalf:
+        return {{from(0), from(fifth)}, {}};
+    case kEightInThreeHalves:
+        return {{from(0), from(fifth - kHalf)}, {from(-kHalf), from(fifth - 2 * kHalf)}};
+    case kOneInEachHalf: // in all lanes of its half
+        return {{PlacesOf(inBytes, 0, 0), PlacesOf(inBytes, 0, inStep - kHalf)}, {}};
+    default:
+        return {{from(0), from(0)}, {from(-2 * inStep), from(-2 * inStep)}};
+    }
+}
+
+template <int kBytes>
+constexpr auto kMoves = [] {
+    std::array<Moves, 2 * kHalf - kBytes + 1> moves{};
+    for (std::size_t step = 1; step < moves.size(); ++step)
+        moves[step] = MovesOf(kBytes, static_cast<int>(step));
+    return moves;
+}();
+
+KELACCELERATE_WIDE __m128i LoadHalf(const void* in) {
+    return _mm_loadu_si128(static_cast<const __m128i*>(in));
+}
+
+KELACCELERATE_WIDE __m256i LoadVector(const void* in) {
+    return _mm256_loadu_si256(static_cast<const __m256i*>(in));
+}
+
+KELACCELERATE_WIDE __m256i LoadHalves(const Byte* inLower, const Byte* inUpper) {
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(LoadHalf(inLower)), LoadHalf(inUpper), 1);
+}
+
+/// @return how many bytes LoadEight touches from the first sample on.
+constexpr std::size_t ReachOf(Way inWay, std::size_t inStep) {
+    switch (inWay) {
+    case kEightInAHalf:
+        return kHalf;
+    case kEveryOther:
+        return 4 * kHalf;
+    case kEightInThreeHalves:
+        return 3 * kHalf;
+    case kFourInAHalf:
+        return 4 * inStep + kHalf;
+    case kTwoInAHalf:
+        return 6 * inStep + kHalf;
+    case kOneInEachHalf:
+        return 6 * inStep + 2 * kHalf;
+    default:
+        return 2 * kHalf;
+    }
+}
+
+/// Brings eight samples of a channel into the upper bytes of lanes.
+template <Way kWay>
+KELACCELERATE_WIDE __m256i LoadEight(const Byte* in, std::size_t inStep, __m256i inFirst, __m256i inSecond) {
+    if constexpr (kWay == kNeighbours)
+        return LoadVector(in);
+    else if constexpr (kWay == kEveryOther) {
+        const __m256 first = _mm256_castsi256_ps(LoadVector(in)),
+                     second = _mm256_castsi256_ps(LoadVector(in + 2 * kHalf));
+        const __m256i pairs = _mm256_castps_si256(_mm256_shuffle_ps(first, second, 0b10'00'10'00));
+        return _mm256_permute4x64_epi64(pairs, 0b11'01'10'00);
+    } else if constexpr (kWay == kEightInAHalf)
+        return _mm256_shuffle_epi8(_mm256_broadcastsi128_si256(LoadHalf(in)), inFirst);
+    else if constexpr (kWay == kFourInEachHalf)
+        return _mm256_shuffle_epi8(LoadVector(in), inFirst);
+    else if constexpr (kWay == kEightInThreeHalves)
+        return _mm256_or_si256(_mm256_shuffle_epi8(LoadVector(in), inFirst),
+                               _mm256_shuffle_epi8(LoadVector(in + kHalf), inSecond));
+    else if constexpr (kWay == kFourInAHalf)
+        return _mm256_shuffle_epi8(LoadHalves(in, in + 4 * inStep), inFirst);
+    else if constexpr (kWay == kTwoInAHalf)
+        return _mm256_or_si256(_mm256_shuffle_epi8(LoadHalves(in, in + 4 * inStep), inFirst),
+                               _mm256_shuffle_epi8(LoadHalves(in + 2 * inStep, in + 6 * inStep), inSecond));
+    else {
+        static_assert(kWay == kOneInEachHalf);
+        const __m256i first = _mm256_shuffle_epi8(LoadVector(in), inFirst),
+                      third = _mm256_shuffle_epi8(LoadVector(in + 2 * inStep), inFirst),
+                      fifth = _mm256_shuffle_epi8(LoadVector(in + 4 * inStep), inFirst),
+                      seventh = _mm256_shuffle_epi8(LoadVector(in + 6 * inStep), inFirst);
+        const __m256i all = _mm256_blend_epi32(_mm256_blend_epi32(first, third, 0b0010'0010),
+                                               _mm256_blend_epi32(fifth, seventh, 0b1000'1000), 0b1100'1100);
+        return _mm256_permutevar8x32_epi32(all, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
+    }
+}
+
+template <typename Sample>
+KELACCELERATE_WIDE void StoreEight(Byte* out, __m256i inUpper) {
+    _mm256_storeu_ps(reinterpret_cast<float*>(out), Sample::Convert(inUpper));
+}
+
+/// Twice eight samples a turn, as long as no load reaches behind the last one.
+template <typename Sample, Way kWay>
+KELACCELERATE_WIDE std::size_t GatherSixteens(const Byte* in, Byte* out, std::size_t inByteCount,
+                                              std::size_t inStep, const Moves& inMoves) {
+    const __m256i first = LoadVector(inMoves.first), second = LoadVector(inMoves.second);
+    const std::size_t reach = 8 * inStep + ReachOf(kWay, inStep);
+    std::size_t i = 0;
+    for (; i * inStep + reach <= inByteCount; i += 16) {
+        const Byte* const samples = in + i * inStep;
+        Byte* const floats = out + i * sizeof(float);
+        StoreEight<Sample>(floats, LoadEight<kWay>(samples, inStep, first, second));
+        StoreEight<Sample>(floats + 8 * sizeof(float),
+                           LoadEight<kWay>(samples + 8 * inStep, inStep, first, second));
+    }
+    return i;
+}
+
+} // namespace
+
+template <typename Sample>
+std::size_t GatherWide(const Byte* in, Byte* out, std::size_t inCount, std::size_t inStep) {
+    constexpr const auto& kMovesBySteps = kMoves<Sample::kBytes>;
+    if (inCount < kWorthWideVectors || inStep >= kMovesBySteps.size() || !kelaccelerate::HasWideVectors())
+        return 0;
+    const Moves& moves = kMovesBySteps[inStep];
+    const std::size_t byteCount = (inCount - 1) * inStep + Sample::kBytes;
+    switch (WayOf(Sample::kBytes, static_cast<int>(inStep))) {
+    case kNeighbours:
+        return GatherSixteens<Sample, kNeighbours>(in, out, byteCount, inStep, moves);
+    case kEveryOther:
+        return GatherSixteens<Sample, kEveryOther>(in, out, byteCount, inStep, moves);
+    case kEightInAHalf:
+        return GatherSixteens<Sample, kEightInAHalf>(in, out, byteCount, inStep, moves);
+    case kFourInEachHalf:
+        return GatherSixteens<Sample, kFourInEachHalf>(in, out, byteCount, inStep, moves);
+    case kEightInThreeHalves:
+        return GatherSixteens<Sample, kEightInThreeHalves>(in, out, byteCount, inStep, moves);
+    case kFourInAHalf:
+        return GatherSixteens<Sample, kFourInAHalf>(in, out, byteCount, inStep, moves);
+    case kTwoInAHalf:
+        return GatherSixteens<Sample, kTwoInAHalf>(in, out, byteCount, inStep, moves);
+    case kOneInEachHalf:
+        return GatherSixteens<Sample, kOneInEachHalf>(in, out, byteCount, inStep, moves);
+    case kTooFarApart:
+        break;
+    }
+    return 0;
+}
+
+} // namespace kelaudiofile::convert
+
+#else
+
+namespace kelaudiofile::convert {
+
+template <typename Sample>
+std::size_t GatherWide(const Byte*, Byte*, std::size_t, std::size_t) {
+    return 0;
+}
+
+} // namespace kelaudiofile::convert
+
+#endif
+
+namespace kelaudiofile::convert {
+
+template std::size_t GatherWide<Integer<1>>(const Byte*, Byte*, std::size_t, std::size_t);
+template std::size_t GatherWide<Integer<2>>(const Byte*, Byte*, std::size_t, std::size_t);
+template std::size_t GatherWide<Integer<3>>(const Byte*, Byte*, std::size_t, std::size_t);
+template std::size_t GatherWide<Integer<4>>(const Byte*, Byte*, std::size_t, std::size_t);
+template std::size_t GatherWide<FloatBits>(const Byte*, Byte*, std::size_t, std::size_t);
+template std::size_t GatherWide<ScaledFloat<32768>>(const Byte*, Byte*, std::size_t, std::size_t);
+template std::size_t GatherWide<ScaledFloat<8388608>>(const Byte*, Byte*, std::size_t, std::size_t);
+
+} // namespace kelaudiofile::convert
