@@ -11,6 +11,7 @@ namespace kelaudiofile::convert {
 
 namespace {
 
+constexpr int kQuarter = 8;
 constexpr int kHalf = 16; ///< bytes of a vector within which a shuffle can move them
 
 /// How eight samples lie, and so how they are loaded.
@@ -22,8 +23,9 @@ enum Way {
     kEightInThreeHalves, ///< 24-bit stereo
     kFourInAHalf,
     kTwoInAHalf,
-    kOneInEachHalf,
-    kTooFarApart, ///< or one across both halves: five channels of 24 bits
+    kOneInEachHalf,      ///< the second one in the first quarter of its half
+    kOneInEachHalfLater, ///< in the second quarter
+    kTooFarApart,        ///< or one across both halves: five channels of 24 bits
 };
 
 constexpr Way WayOf(int inBytes, int inStep) {
@@ -42,7 +44,9 @@ constexpr Way WayOf(int inBytes, int inStep) {
         return kEightInThreeHalves;
     if (isWithin(2, kHalf))
         return kTwoInAHalf;
-    return inStep >= kHalf && isWithin(2, 2 * kHalf) ? kOneInEachHalf : kTooFarApart;
+    if (inStep < kHalf || !isWithin(2, 2 * kHalf))
+        return kTooFarApart;
+    return isWithin(2, kHalf + kQuarter) ? kOneInEachHalf : kOneInEachHalfLater;
 }
 
 /// For each byte of half a vector, the byte that is to come there, or -1 for a zero.
@@ -74,8 +78,13 @@ constexpr Moves MovesOf(int inBytes, int inStep) {
         return {{from(0), from(fifth)}, {}};
     case kEightInThreeHalves:
         return {{from(0), from(fifth - kHalf)}, {from(-kHalf), from(fifth - 2 * kHalf)}};
-    case kOneInEachHalf: // in all lanes of its half
-        return {{PlacesOf(inBytes, 0, 0), PlacesOf(inBytes, 0, inStep - kHalf)}, {}};
+    case kOneInEachHalf:
+    case kOneInEachHalfLater: {
+        const auto fromQuarters = [=](int inFirst) { return PlacesOf(inBytes, kQuarter, inFirst); };
+        const int inUpperHalf = inStep % kQuarter;
+        return {{fromQuarters(0), fromQuarters(inUpperHalf)},
+                {fromQuarters(-kHalf), fromQuarters(inUpperHalf - kHalf)}};
+    }
     default:
         return {{from(0), from(0)}, {from(-2 * inStep), from(-2 * inStep)}};
     }
@@ -101,6 +110,15 @@ KELACCELERATE_WIDE __m256i LoadHalves(const Byte* inLower, const Byte* inUpper) 
     return _mm256_inserti128_si256(_mm256_castsi128_si256(LoadHalf(inLower)), LoadHalf(inUpper), 1);
 }
 
+/// Joins the quarters of two vectors that hold samples: the first one of each lower half, and one of each
+/// upper.
+template <Way kWay>
+KELACCELERATE_WIDE __m256i LoadQuarters(const Byte* inFirst, const Byte* inSecond) {
+    constexpr int kOfHalves = kWay == kOneInEachHalf ? 0b00'00 : 0b11'00;
+    return _mm256_castpd_si256(_mm256_shuffle_pd(_mm256_castsi256_pd(LoadVector(inFirst)),
+                                                 _mm256_castsi256_pd(LoadVector(inSecond)), kOfHalves));
+}
+
 /// @return how many bytes LoadEight touches from the first sample on.
 constexpr std::size_t ReachOf(Way inWay, std::size_t inStep) {
     switch (inWay) {
@@ -115,6 +133,7 @@ constexpr std::size_t ReachOf(Way inWay, std::size_t inStep) {
     case kTwoInAHalf:
         return 6 * inStep + kHalf;
     case kOneInEachHalf:
+    case kOneInEachHalfLater:
         return 6 * inStep + 2 * kHalf;
     default:
         return 2 * kHalf;
@@ -144,14 +163,12 @@ KELACCELERATE_WIDE __m256i LoadEight(const Byte* in, std::size_t inStep, __m256i
         return _mm256_or_si256(_mm256_shuffle_epi8(LoadHalves(in, in + 4 * inStep), inFirst),
                                _mm256_shuffle_epi8(LoadHalves(in + 2 * inStep, in + 6 * inStep), inSecond));
     else {
-        static_assert(kWay == kOneInEachHalf);
-        const __m256i first = _mm256_shuffle_epi8(LoadVector(in), inFirst),
-                      third = _mm256_shuffle_epi8(LoadVector(in + 2 * inStep), inFirst),
-                      fifth = _mm256_shuffle_epi8(LoadVector(in + 4 * inStep), inFirst),
-                      seventh = _mm256_shuffle_epi8(LoadVector(in + 6 * inStep), inFirst);
-        const __m256i all = _mm256_blend_epi32(_mm256_blend_epi32(first, third, 0b0010'0010),
-                                               _mm256_blend_epi32(fifth, seventh, 0b1000'1000), 0b1100'1100);
-        return _mm256_permutevar8x32_epi32(all, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
+        static_assert(kWay == kOneInEachHalf || kWay == kOneInEachHalfLater);
+        const __m256i firstFour = _mm256_shuffle_epi8(LoadQuarters<kWay>(in, in + 2 * inStep), inFirst),
+                      lastFour =
+                          _mm256_shuffle_epi8(LoadQuarters<kWay>(in + 4 * inStep, in + 6 * inStep), inSecond);
+        return _mm256_permutevar8x32_epi32(_mm256_or_si256(firstFour, lastFour),
+                                           _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
     }
 }
 
@@ -203,6 +220,8 @@ std::size_t GatherWide(const Byte* in, Byte* out, std::size_t inCount, std::size
         return GatherSixteens<Sample, kTwoInAHalf>(in, out, byteCount, inStep, moves);
     case kOneInEachHalf:
         return GatherSixteens<Sample, kOneInEachHalf>(in, out, byteCount, inStep, moves);
+    case kOneInEachHalfLater:
+        return GatherSixteens<Sample, kOneInEachHalfLater>(in, out, byteCount, inStep, moves);
     case kTooFarApart:
         break;
     }
