@@ -71,9 +71,12 @@ void WalkDatums(const PeakData& inData, double inStep, std::size_t inPointCount,
 }
 
 void ReadAndWrite(const PeakDatumVector& inDatums, std::vector<float>& outPeaks) {
+    constexpr std::size_t kAhead = 4096 / sizeof(PeakDatum);
     std::uint64_t words[8] = {};
     for (std::size_t i = 0; i + 8 <= inDatums.size(); i += 8) {
         std::uint64_t read[8];
+        if (i + kAhead < inDatums.size())
+            __builtin_prefetch(inDatums.data() + i + kAhead);
         std::memcpy(read, inDatums.data() + i, sizeof read);
         for (int k = 0; k < 8; ++k)
             words[k] ^= read[k];

@@ -19,6 +19,13 @@ Value Larger(Value a, Value b) {
     return b > a ? b : a;
 }
 
+/// Asks for memory that is wanted soon, a page ahead of a datum. What lies there doesn't matter, nor whether
+/// anything does.
+inline void Prefetch(const PeakDatum* inDatum) {
+    constexpr std::uintptr_t kAhead = 4096;
+    __builtin_prefetch(reinterpret_cast<const void*>(reinterpret_cast<std::uintptr_t>(inDatum) + kAhead));
+}
+
 /// The extremes after one more datum.
 inline PeakDatum TakeIn(const PeakDatum& inDatum, PeakDatum inExtremes) {
     return {Smaller(inExtremes.min, inDatum.min), Larger(inExtremes.max, inDatum.max)};
@@ -42,6 +49,7 @@ public:
     }
 
     void TakeStep(const PeakDatum* inDatums) {
+        Prefetch(inDatums);
         for (int i = 0; i < 2; ++i) {
             Lanes values; // one at a time: g++ would send an array of them through memory
             std::memcpy(&values, inDatums + 2 * i, sizeof values);
