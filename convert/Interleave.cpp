@@ -142,7 +142,7 @@ void Scatter(const void* source, void* destination, std::int32_t inCount, std::i
 #if defined(__x86_64__)
         if constexpr (kConstantOr0<decltype(stride)> == 1 &&
                       requires(__m256 inEight) { Sample::Convert(inEight); })
-            if (count >= kWorthWideVectors && kelaccelerate::HasWideVectors())
+            if (count >= WorthWideVectors(sizeof(Word)) && kelaccelerate::HasWideVectors())
                 i = ConvertWide<Sample>(in, out, count);
 #endif
         for (; i + 4 * kLanes <= count; i += 4 * kLanes) { // two a turn take a tenth longer

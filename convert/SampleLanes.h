@@ -27,8 +27,11 @@ using FloatPair = VectorOf<float, 8>::Type;
 template <typename T>
 inline constexpr std::size_t kLaneCount = 16 / sizeof(T);
 
-/// Samples in a run from which on the wider vectors of some processors are worth the start.
-inline constexpr std::size_t kWorthWideVectors = 64;
+/// @return how many samples of so many bytes a run must have for the wider vectors of some processors to be
+/// worth the start.
+constexpr std::size_t WorthWideVectors(std::size_t inBytes) {
+    return inBytes < 4 ? 64 : 128;
+}
 
 template <typename T>
 inline T Load(const Byte* in) {

@@ -67,8 +67,10 @@ const struct {
 };
 
 std::vector<std::int32_t> Counts() {
-    std::vector<std::int32_t> counts = {127, 128, 129, 255, 511, 1000};
+    std::vector<std::int32_t> counts = {255, 511, 1000};
     for (std::int32_t count = 0; count <= 80; ++count)
+        counts.push_back(count);
+    for (std::int32_t count = 127; count <= 144; ++count)
         counts.push_back(count);
     return counts;
 }
