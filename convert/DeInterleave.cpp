@@ -124,13 +124,14 @@ void Gather(const void* source, float* destination, std::int64_t sampleCount, st
     const auto* in = static_cast<const Byte*>(source);
     auto* out = reinterpret_cast<Byte*>(destination);
     auto count = static_cast<std::size_t>(sampleCount);
-    if constexpr (Sample::kBytes <= 4) {
-        const std::size_t step = Sample::kBytes * static_cast<std::size_t>(numChannels);
-        const std::size_t done = GatherWide<Sample>(in, out, count, step);
-        in += done * step;
-        out += done * sizeof(float);
-        count -= done;
-    }
+    if constexpr (Sample::kBytes <= 4)
+        if (count >= WorthWideVectors(Sample::kBytes)) {
+            const std::size_t step = Sample::kBytes * static_cast<std::size_t>(numChannels);
+            const std::size_t done = GatherWide<Sample>(in, out, count, step);
+            in += done * step;
+            out += done * sizeof(float);
+            count -= done;
+        }
     WithStride(numChannels, [=](auto stride) { GatherByLanes<Sample>(in, out, count, stride); });
 }
 

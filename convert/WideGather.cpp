@@ -215,8 +215,7 @@ KELACCELERATE_WIDE std::size_t GatherSixteens(const Byte* in, Byte* out, std::si
 template <typename Sample>
 std::size_t GatherWide(const Byte* in, Byte* out, std::size_t inCount, std::size_t inStep) {
     constexpr const auto& kMovesBySteps = kMoves<Sample::kBytes>;
-    if (inCount < WorthWideVectors(Sample::kBytes) || inStep >= kMovesBySteps.size() ||
-        !kelaccelerate::HasWideVectors())
+    if (inStep >= kMovesBySteps.size() || !kelaccelerate::HasWideVectors())
         return 0;
     const Moves& moves = kMovesBySteps[inStep];
     const std::size_t byteCount = (inCount - 1) * inStep + Sample::kBytes;
