@@ -6,6 +6,7 @@
 
 #include <array>
 #include <immintrin.h>
+#include <utility>
 
 namespace kelaudiofile::convert {
 
@@ -210,6 +211,15 @@ KELACCELERATE_WIDE std::size_t GatherSixteens(const Byte* in, Byte* out, std::si
     return before + i;
 }
 
+using Gatherer = std::size_t (*)(const Byte*, Byte*, std::size_t, std::size_t, const Moves&);
+
+/// For each way.
+template <typename Sample>
+constexpr auto kGatherers = []<int... kWays>(std::integer_sequence<int, kWays...>) {
+    return std::array<Gatherer, sizeof...(kWays)>{GatherSixteens<Sample, static_cast<Way>(kWays)>...};
+}
+(std::make_integer_sequence<int, kTooFarApart>());
+
 } // namespace
 
 template <typename Sample>
@@ -217,31 +227,11 @@ std::size_t GatherWide(const Byte* in, Byte* out, std::size_t inCount, std::size
     constexpr const auto& kMovesBySteps = kMoves<Sample::kBytes>;
     if (inStep >= kMovesBySteps.size() || !kelaccelerate::HasWideVectors())
         return 0;
-    const Moves& moves = kMovesBySteps[inStep];
-    const std::size_t byteCount = (inCount - 1) * inStep + Sample::kBytes;
-    switch (WayOf(Sample::kBytes, static_cast<int>(inStep))) {
-    case kNeighbours:
-        return GatherSixteens<Sample, kNeighbours>(in, out, byteCount, inStep, moves);
-    case kEveryOther:
-        return GatherSixteens<Sample, kEveryOther>(in, out, byteCount, inStep, moves);
-    case kEightInAHalf:
-        return GatherSixteens<Sample, kEightInAHalf>(in, out, byteCount, inStep, moves);
-    case kFourInEachHalf:
-        return GatherSixteens<Sample, kFourInEachHalf>(in, out, byteCount, inStep, moves);
-    case kEightInThreeHalves:
-        return GatherSixteens<Sample, kEightInThreeHalves>(in, out, byteCount, inStep, moves);
-    case kFourInAHalf:
-        return GatherSixteens<Sample, kFourInAHalf>(in, out, byteCount, inStep, moves);
-    case kTwoInAHalf:
-        return GatherSixteens<Sample, kTwoInAHalf>(in, out, byteCount, inStep, moves);
-    case kOneInEachHalf:
-        return GatherSixteens<Sample, kOneInEachHalf>(in, out, byteCount, inStep, moves);
-    case kOneInEachHalfLater:
-        return GatherSixteens<Sample, kOneInEachHalfLater>(in, out, byteCount, inStep, moves);
-    case kTooFarApart:
-        break;
-    }
-    return 0;
+    const Way way = WayOf(Sample::kBytes, static_cast<int>(inStep));
+    if (way == kTooFarApart)
+        return 0;
+    return kGatherers<Sample>[way](in, out, (inCount - 1) * inStep + Sample::kBytes, inStep,
+                                   kMovesBySteps[inStep]);
 }
 
 } // namespace kelaudiofile::convert
