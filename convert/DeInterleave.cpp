@@ -87,10 +87,10 @@ Group<Word> LoadGroup(const Byte* in, std::size_t inStep) {
 /// @return how many more samples must follow a group, since its loads reach into what lies behind it.
 template <typename Word, std::size_t kBytes, std::size_t kStride>
 constexpr std::size_t SamplesBehind() {
-    if (kStride == 1 &&
-        (kBytes == sizeof(Word) || (kBytes != 3 && std::endian::native == std::endian::little)))
+    constexpr bool kLittle = std::endian::native == std::endian::little;
+    if (kStride == 1 && (kBytes == sizeof(Word) || (kBytes != 3 && kLittle)))
         return 0;
-    if (kStride == 2 && kBytes != 1)
+    if (kStride == 2 && (kBytes != 1 || kLittle))
         return 1;
     constexpr std::size_t kLeastStep = kBytes * (kStride == 0 ? 3 : kStride);
     return (sizeof(Word) - kBytes + kLeastStep - 1) / kLeastStep;
@@ -126,9 +126,9 @@ void Gather(const void* source, float* destination, std::int64_t sampleCount, st
     auto count = static_cast<std::size_t>(sampleCount);
     if constexpr (Sample::kBytes <= 4)
         if (count >= WorthWideVectors(Sample::kBytes)) {
-            const std::size_t step = Sample::kBytes * static_cast<std::size_t>(numChannels);
-            const std::size_t done = GatherWide<Sample>(in, out, count, step);
-            in += done * step;
+            const auto channels = static_cast<std::size_t>(numChannels);
+            const std::size_t done = GatherWide<Sample>(in, out, count, channels);
+            in += done * channels * Sample::kBytes;
             out += done * sizeof(float);
             count -= done;
         }

@@ -18,23 +18,23 @@ using namespace convert;
 // Each kind of written sample is made of a vector of floats, into words that hold the file's bits.
 
 /// Never passes through a float register, which may change the bits of a signalling NaN.
-struct FloatBits {
+struct ToFloatBits {
     using Source = Lanes<std::uint32_t>;
     static Lanes<std::uint32_t> Convert(Source in) { return in; }
 };
 
 template <int kFullScale>
-struct ScaledFloat {
+struct ToScaledFloat {
     using Source = Lanes<float>;
     static auto Convert(Source in) { return reinterpret_cast<Lanes<std::uint32_t>>(in * float{kFullScale}); }
 #if defined(__x86_64__)
-    KELACCELERATE_WIDE static __m256i Convert(__m256 in) {
+    KELACCELERATE_WIDE static __m256i ConvertEight(__m256 in) {
         return _mm256_castps_si256(_mm256_mul_ps(in, _mm256_set1_ps(kFullScale)));
     }
 #endif
 };
 
-struct Double {
+struct ToDouble {
     using Source = FloatPair;
     static auto Convert(Source in) {
         return reinterpret_cast<Lanes<std::uint64_t>>(__builtin_convertvector(in, Lanes<double>));
@@ -54,14 +54,14 @@ Lanes<std::int32_t> Truncate(Lanes<float> in) {
 
 /// The product is as exact in single precision as in double, and no float lies between the upper clip and
 /// 2^31. So it is enough to turn the most negative integer into the largest from 2^31 on.
-struct Integer32 {
+struct ToInteger32 {
     using Source = Lanes<float>;
     static auto Convert(Source in) {
         const Lanes<float> product = in * 0x1p31f;
         return reinterpret_cast<Lanes<std::uint32_t>>(Truncate(product) ^ (product >= 0x1p31f));
     }
 #if defined(__x86_64__)
-    KELACCELERATE_WIDE static __m256i Convert(__m256 in) {
+    KELACCELERATE_WIDE static __m256i ConvertEight(__m256 in) {
         const __m256 limit = _mm256_set1_ps(0x1p31f), product = _mm256_mul_ps(in, limit);
         return _mm256_xor_si256(_mm256_cvttps_epi32(product),
                                 _mm256_castps_si256(_mm256_cmp_ps(product, limit, _CMP_GE_OQ)));
@@ -69,7 +69,7 @@ struct Integer32 {
 #endif
 };
 
-struct Integer64 {
+struct ToInteger64 {
     using Source = FloatPair;
     static auto Convert(Source in) { return Lanes<std::uint64_t>{Convert(in[0]), Convert(in[1])}; }
     static std::uint64_t Convert(float in) {
@@ -103,19 +103,19 @@ void StoreLanes(Byte* out, const Lanes<Word>& inLanes, std::size_t inStep) {
 #if defined(__x86_64__)
 
 template <typename Sample>
-KELACCELERATE_WIDE void ConvertEight(const Byte* in, Byte* out) {
+KELACCELERATE_WIDE void ScatterEight(const Byte* in, Byte* out) {
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(out),
-                        Sample::Convert(_mm256_loadu_ps(reinterpret_cast<const float*>(in))));
+                        Sample::ConvertEight(_mm256_loadu_ps(reinterpret_cast<const float*>(in))));
 }
 
 /// Samples with nothing between them, twice eight a turn.
 /// @return how many it converted, from the first on: all but the last few.
 template <typename Sample>
-KELACCELERATE_WIDE std::size_t ConvertWide(const Byte* in, Byte* out, std::size_t inCount) {
+KELACCELERATE_WIDE std::size_t ScatterWide(const Byte* in, Byte* out, std::size_t inCount) {
     std::size_t i = 0;
     for (; i + 16 <= inCount; i += 16) {
-        ConvertEight<Sample>(in + i * 4, out + i * 4);
-        ConvertEight<Sample>(in + i * 4 + 32, out + i * 4 + 32);
+        ScatterEight<Sample>(in + i * 4, out + i * 4);
+        ScatterEight<Sample>(in + i * 4 + 32, out + i * 4 + 32);
     }
     return i;
 }
@@ -141,9 +141,9 @@ void Scatter(const void* source, void* destination, std::int32_t inCount, std::i
         std::size_t i = 0;
 #if defined(__x86_64__)
         if constexpr (kConstantOr0<decltype(stride)> == 1 &&
-                      requires(__m256 inEight) { Sample::Convert(inEight); })
+                      requires(__m256 inEight) { Sample::ConvertEight(inEight); })
             if (count >= WorthWideVectors(sizeof(Word)) && kelaccelerate::HasWideVectors())
-                i = ConvertWide<Sample>(in, out, count);
+                i = ScatterWide<Sample>(in, out, count);
 #endif
         for (; i + 4 * kLanes <= count; i += 4 * kLanes) { // two a turn take a tenth longer
             convertLanes(i);
@@ -270,32 +270,32 @@ void Interleave32BitFloat_1(const void* source, void* destination, std::int32_t 
     if (numChannels == 1 && std::endian::native == std::endian::little)
         Copy<4>(source, destination, count, numChannels);
     else
-        Scatter<FloatBits>(source, destination, count, numChannels);
+        Scatter<ToFloatBits>(source, destination, count, numChannels);
 }
 
 void Interleave32BitFloat_32768(const void* source, void* destination, std::int32_t count,
                                 std::int32_t numChannels) {
-    Scatter<ScaledFloat<32768>>(source, destination, count, numChannels);
+    Scatter<ToScaledFloat<32768>>(source, destination, count, numChannels);
 }
 
 void Interleave32BitFloat_8388608(const void* source, void* destination, std::int32_t count,
                                   std::int32_t numChannels) {
-    Scatter<ScaledFloat<8388608>>(source, destination, count, numChannels);
+    Scatter<ToScaledFloat<8388608>>(source, destination, count, numChannels);
 }
 
 void Interleave64BitFloat(const void* source, void* destination, std::int32_t count,
                           std::int32_t numChannels) {
-    Scatter<Double>(source, destination, count, numChannels);
+    Scatter<ToDouble>(source, destination, count, numChannels);
 }
 
 void Interleave32BitInteger(const void* source, void* destination, std::int32_t count,
                             std::int32_t numChannels) {
-    Scatter<Integer32>(source, destination, count, numChannels);
+    Scatter<ToInteger32>(source, destination, count, numChannels);
 }
 
 void Interleave64BitInteger(const void* source, void* destination, std::int32_t count,
                             std::int32_t numChannels) {
-    Scatter<Integer64>(source, destination, count, numChannels);
+    Scatter<ToInteger64>(source, destination, count, numChannels);
 }
 
 void ConvertBetweenSigned8BitAudioAndUnsigned(const void* source, void* destination, std::int32_t count,

@@ -28,7 +28,7 @@ struct Integer {
                0x1p-31f;
     }
 #if defined(__x86_64__)
-    KELACCELERATE_WIDE static __m256 Convert(__m256i inUpper) {
+    KELACCELERATE_WIDE static __m256 ConvertEight(__m256i inUpper) {
         return Scale(_mm256_cvtepi32_ps(inUpper), 0x1p-31f);
     }
 #endif
@@ -52,7 +52,7 @@ struct FloatBits {
     using Word = std::uint32_t;
     static Lanes<Word> Convert(Lanes<Word> inBits) { return inBits; }
 #if defined(__x86_64__)
-    KELACCELERATE_WIDE static __m256 Convert(__m256i inBits) {
+    KELACCELERATE_WIDE static __m256 ConvertEight(__m256i inBits) {
         return _mm256_castsi256_ps(inBits);
     }
 #endif
@@ -66,7 +66,7 @@ struct ScaledFloat {
         return reinterpret_cast<Lanes<float>>(inBits) * (1.0f / kFullScale);
     }
 #if defined(__x86_64__)
-    KELACCELERATE_WIDE static __m256 Convert(__m256i inBits) {
+    KELACCELERATE_WIDE static __m256 ConvertEight(__m256i inBits) {
         return Scale(_mm256_castsi256_ps(inBits), 1.0f / kFullScale);
     }
 #endif

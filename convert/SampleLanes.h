@@ -9,7 +9,8 @@
 #include "bytes/ByteOrder.h"
 
 /// Samples are converted 16 bytes at a time, in vectors that both compilers know without naming a processor.
-/// Their elements are called lanes. A single sample goes the same way, in the first lane.
+/// Their elements are called lanes. A single sample goes the same way, in the first lane. Long runs may take
+/// wider vectors: see WideGather.h and Interleave.cpp.
 namespace kelaudiofile::convert {
 
 using bytes::Byte;
@@ -26,12 +27,6 @@ using FloatPair = VectorOf<float, 8>::Type;
 
 template <typename T>
 inline constexpr std::size_t kLaneCount = 16 / sizeof(T);
-
-/// @return how many samples of so many bytes a run must have for the wider vectors of some processors to be
-/// worth the start.
-constexpr std::size_t WorthWideVectors(std::size_t inBytes) {
-    return inBytes < 4 ? 64 : 128;
-}
 
 template <typename T>
 inline T Load(const Byte* in) {
@@ -66,5 +61,11 @@ using Unsigned =
     std::conditional_t<kBytes == 1, std::uint8_t,
                        std::conditional_t<kBytes == 2, std::uint16_t,
                                           std::conditional_t<kBytes == 4, std::uint32_t, std::uint64_t>>>;
+
+/// @return how many samples of so many bytes a run must have for the wider vectors of some processors to be
+/// worth the start.
+constexpr std::size_t WorthWideVectors(std::size_t inBytes) {
+    return inBytes < 4 ? 64 : 128;
+}
 
 } // namespace kelaudiofile::convert

@@ -13,8 +13,7 @@ template <std::size_t kStride>
 inline constexpr std::size_t kConstantOr0<std::integral_constant<std::size_t, kStride>> = kStride;
 
 /// Calls inRun with the distance between two samples of a channel, counted in samples: as a compile-time
-/// constant for mono and stereo, where compilers make vector code of the loop, and as a number for all
-/// others.
+/// constant for mono and stereo, which have loads and stores of their own, and as a number for all others.
 template <typename Run>
 inline void WithStride(std::int32_t numChannels, Run inRun) {
     if (numChannels == 1)

@@ -19,9 +19,9 @@ constexpr int kHalf = 16; ///< bytes of a vector within which a shuffle can move
 enum Way {
     kNeighbours,         ///< they fill a vector: 32-bit mono
     kEveryOther,         ///< they lie in two vectors, with as many others: 32-bit stereo
-    kEightInAHalf,       ///< 8 bits, and 16-bit mono
-    kFourInEachHalf,     ///< 16-bit stereo
-    kEightInThreeHalves, ///< 24-bit stereo
+    kEightInAHalf,       ///< at most two bytes from one to the next, as in 16-bit mono
+    kFourInEachHalf,     ///< four bytes, as in 16-bit stereo
+    kEightInThreeHalves, ///< six bytes, as in 24-bit stereo
     kFourInAHalf,
     kTwoInAHalf,
     kOneInEachHalf,      ///< the second one in the first quarter of its half
@@ -67,7 +67,7 @@ constexpr Places PlacesOf(int inBytes, int inStep, int inFirst) {
 }
 
 /// What one load or two make of each half, by the first sample that lies in the half.
-struct Moves {
+struct alignas(2 * kHalf) Moves {
     Places first[2], second[2];
 };
 
@@ -86,18 +86,10 @@ constexpr Moves MovesOf(int inBytes, int inStep) {
         return {{fromQuarters(0), fromQuarters(inUpperHalf)},
                 {fromQuarters(-kHalf), fromQuarters(inUpperHalf - kHalf)}};
     }
-    default:
+    default: // the first four, and the last two of four, which may be among the first
         return {{from(0), from(0)}, {from(-2 * inStep), from(-2 * inStep)}};
     }
 }
-
-template <int kBytes>
-constexpr auto kMoves = [] {
-    std::array<Moves, 2 * kHalf - kBytes + 1> moves{};
-    for (std::size_t step = 1; step < moves.size(); ++step)
-        moves[step] = MovesOf(kBytes, static_cast<int>(step));
-    return moves;
-}();
 
 KELACCELERATE_WIDE __m128i LoadHalf(const void* in) {
     return _mm_loadu_si128(static_cast<const __m128i*>(in));
@@ -173,24 +165,24 @@ KELACCELERATE_WIDE __m256i LoadEight(const Byte* in, std::size_t inStep, __m256i
     }
 }
 
-/// @return how many floats lie before the next aligned vector, fewer than eight.
-std::size_t FloatsToAlignment(const Byte* in) {
-    return -reinterpret_cast<std::uintptr_t>(in) % (2 * kHalf) / sizeof(float);
+/// @return how many floats lie before the next aligned vector, fewer than eight. Floats that aren't aligned
+/// themselves never reach one.
+std::size_t FloatsToAlignment(const Byte* out) {
+    return -reinterpret_cast<std::uintptr_t>(out) % (2 * kHalf) / sizeof(float);
 }
 
 template <typename Sample>
 KELACCELERATE_WIDE void StoreEight(Byte* out, __m256i inUpper) {
-    _mm256_storeu_ps(reinterpret_cast<float*>(out), Sample::Convert(inUpper));
+    _mm256_storeu_ps(reinterpret_cast<float*>(out), Sample::ConvertEight(inUpper));
 }
 
-/// Twice eight samples a turn, as long as no load reaches behind the last one.
+/// Twice eight samples a turn, as long as no load reaches behind the last one. The first never does in a
+/// run that is worth wide vectors.
 template <typename Sample, Way kWay>
 KELACCELERATE_WIDE std::size_t GatherSixteens(const Byte* in, Byte* out, std::size_t inByteCount,
                                               std::size_t inStep, const Moves& inMoves) {
-    const __m256i first = LoadVector(inMoves.first), second = LoadVector(inMoves.second);
+    const __m256i first = LoadVector(&inMoves.first), second = LoadVector(&inMoves.second);
     const std::size_t reach = 8 * inStep + ReachOf(kWay, inStep);
-    if (inByteCount < reach)
-        return 0;
     // Stores across cache lines cost up to a fifth. So the turns start where a vector of floats is aligned;
     // what lies before is stored with the first eight.
     const std::size_t before = FloatsToAlignment(out);
@@ -211,27 +203,43 @@ KELACCELERATE_WIDE std::size_t GatherSixteens(const Byte* in, Byte* out, std::si
     return before + i;
 }
 
-using Gatherer = std::size_t (*)(const Byte*, Byte*, std::size_t, std::size_t, const Moves&);
+/// How samples of so many channels are gathered; no function where they lie too far apart.
+struct Plan {
+    std::size_t (*gather)(const Byte*, Byte*, std::size_t, std::size_t, const Moves&);
+    Moves moves;
+};
 
-/// For each way.
-template <typename Sample>
-constexpr auto kGatherers = []<int... kWays>(std::integer_sequence<int, kWays...>) {
-    return std::array<Gatherer, sizeof...(kWays)>{GatherSixteens<Sample, static_cast<Way>(kWays)>...};
+template <typename Sample, int kChannels>
+constexpr Plan PlanFor() {
+    constexpr int kBytes = Sample::kBytes, kStep = kChannels * kBytes;
+    constexpr Way kWay = WayOf(kBytes, kStep);
+    if constexpr (kChannels == 0 || kWay == kTooFarApart)
+        return {};
+    else {
+        constexpr std::size_t kLeastBytes = (WorthWideVectors(kBytes) - 1) * kStep + kBytes;
+        static_assert(8 * kStep + ReachOf(kWay, kStep) <= kLeastBytes);
+        return {GatherSixteens<Sample, kWay>, MovesOf(kBytes, kStep)};
+    }
 }
-(std::make_integer_sequence<int, kTooFarApart>());
+
+template <typename Sample, int... kChannels>
+constexpr std::array<Plan, sizeof...(kChannels)> PlansFor(std::integer_sequence<int, kChannels...>) {
+    return {PlanFor<Sample, kChannels>()...};
+}
+
+/// By the number of channels, as far as two samples may lie within a vector.
+template <typename Sample>
+constexpr auto kPlans = PlansFor<Sample>(std::make_integer_sequence<int, 2 * kHalf / Sample::kBytes>());
 
 } // namespace
 
 template <typename Sample>
-std::size_t GatherWide(const Byte* in, Byte* out, std::size_t inCount, std::size_t inStep) {
-    constexpr const auto& kMovesBySteps = kMoves<Sample::kBytes>;
-    if (inStep >= kMovesBySteps.size() || !kelaccelerate::HasWideVectors())
+std::size_t GatherWide(const Byte* in, Byte* out, std::size_t inCount, std::size_t inChannels) {
+    if (inChannels >= kPlans<Sample>.size() || !kelaccelerate::HasWideVectors())
         return 0;
-    const Way way = WayOf(Sample::kBytes, static_cast<int>(inStep));
-    if (way == kTooFarApart)
-        return 0;
-    return kGatherers<Sample>[way](in, out, (inCount - 1) * inStep + Sample::kBytes, inStep,
-                                   kMovesBySteps[inStep]);
+    const Plan& plan = kPlans<Sample>[inChannels];
+    const std::size_t step = inChannels * Sample::kBytes;
+    return plan.gather ? plan.gather(in, out, (inCount - 1) * step + Sample::kBytes, step, plan.moves) : 0;
 }
 
 } // namespace kelaudiofile::convert

@@ -6,12 +6,12 @@
 
 namespace kelaudiofile::convert {
 
-/// Converts samples of up to four bytes to floats where the processor has vectors of 32 bytes, if at least
-/// two samples of the channel lie within one.
-/// @param inCount  samples, at least one; no byte behind the last one is read.
-/// @param inStep  bytes from one sample to the next.
-/// @return how many it converted, from the first on: none, or all but the last few.
+/// Converts samples of up to four bytes to floats where the processor has vectors of 32 bytes and two samples
+/// of the channel lie within one, or rather, within its halves.
+/// @param inCount  samples, at least WorthWideVectors; no byte behind the last one is read.
+/// @param inChannels  the distance from one sample to the next, in samples.
+/// @return how many it converted, from the first on: none, or all but the last 23 or fewer.
 template <typename Sample>
-std::size_t GatherWide(const Byte* in, Byte* out, std::size_t inCount, std::size_t inStep);
+std::size_t GatherWide(const Byte* in, Byte* out, std::size_t inCount, std::size_t inChannels);
 
 } // namespace kelaudiofile::convert

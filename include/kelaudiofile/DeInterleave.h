@@ -40,7 +40,7 @@ KELAUDIOFILE_EXPORT void DeInterleave8Bit(const void* source, float* destination
 /// 2-byte integers. Exact.
 KELAUDIOFILE_EXPORT void DeInterleave16Bit(const void* source, float* destination, std::int64_t sampleCount,
                                            std::int32_t numChannels);
-/// 3-byte integers. Exact; no byte past the sample is read.
+/// 3-byte integers. Exact.
 KELAUDIOFILE_EXPORT void DeInterleave24Bit(const void* source, float* destination, std::int64_t sampleCount,
                                            std::int32_t numChannels);
 /// 4-byte integers, rounded to 24 bits, so that the largest one becomes exactly 1.0.

@@ -61,7 +61,7 @@ KELAUDIOFILE_EXPORT void Interleave64BitFloat(const void* source, void* destinat
                                               std::int32_t numChannels);
 /// Signed 32-bit integers: multiplied by 2^31, clipped to -2^31 and 2^31 - 1, and cut towards zero, not
 /// rounded. 1.0 becomes 0x7FFFFFFF, and NaN the most negative integer. DeInterleave32Bit gives every float
-/// back that has been neither clipped nor cut.
+/// back that has been neither clipped nor cut, -0.0 as 0.0.
 KELAUDIOFILE_EXPORT void Interleave32BitInteger(const void* source, void* destination, std::int32_t count,
                                                 std::int32_t numChannels);
 /// Signed 64-bit integers: multiplied by 2^63, clipped to -2^63 and 2^63 - 1024, the largest double below

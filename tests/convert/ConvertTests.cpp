@@ -92,7 +92,7 @@ TEST_P(EachWay, MatchesTheModelAndTouchesNothingElse) {
     GuardedBuffer source(kRoom), destination(kRoom), expected(kRoom);
     Random random(1);
     for (const Routine& routine : kRoutines)
-        for (const std::int32_t channels : {1, 2, 3, 4, 5, 6, 7, 8, 9, 15, 16, 31, 64})
+        for (const std::int32_t channels : {1, 2, 3, 4, 5, 6, 7, 8, 9, 11, 12, 15, 16, 23, 24, 31, 64})
             for (const std::int32_t count : Counts()) {
                 const Call call{routine, count, channels};
                 const std::size_t used = std::max(call.sourceReach, call.writtenReach) + 128;

@@ -19,7 +19,7 @@ bool AskProcessor() {
     if (!__get_cpuid(1, &eax, &ebx, &ecx, &edx) || !(ecx & bit_OSXSAVE))
         return false;
     unsigned savedBySystem, ignored;
-    __asm__("xgetbv" : "=a"(savedBySystem), "=d"(ignored) : "c"(0));
+    __asm__ volatile("xgetbv" : "=a"(savedBySystem), "=d"(ignored) : "c"(0));
     const bool savesVectors = (savedBySystem & 6) == 6;
     return savesVectors && __get_cpuid_count(7, 0, &eax, &ebx, &ecx, &edx) && (ebx & bit_AVX2);
 #else

@@ -12,7 +12,7 @@ namespace kelaccelerate {
 /// call, which takes some 20 microseconds under virtualisation; the answer is kept. Any thread may ask.
 bool HasWideVectors();
 
-/// Lets tests take the way of other processors.
+/// Lets tests take the way of other processors. Not while another thread asks.
 void AllowWideVectors(bool inAllow);
 
 } // namespace kelaccelerate
