@@ -166,7 +166,7 @@ void DeInterleave32BitFloat_1(const void* source, float* destination, std::int64
                               std::int32_t numChannels) {
     if (numChannels != 1 || std::endian::native != std::endian::little)
         Gather<FloatBits>(source, destination, sampleCount, numChannels);
-    else if (sampleCount != 0)
+    else if (sampleCount != 0) // the same bytes, and null may stand for none
         std::memcpy(destination, source, static_cast<std::size_t>(sampleCount) * sizeof(float));
 }
 

@@ -267,7 +267,7 @@ void Interleave24Bits(const void* source, void* destination, std::int32_t count,
 
 void Interleave32BitFloat_1(const void* source, void* destination, std::int32_t count,
                             std::int32_t numChannels) {
-    if (numChannels == 1 && std::endian::native == std::endian::little)
+    if (numChannels == 1 && std::endian::native == std::endian::little) // the same bytes
         Copy<4>(source, destination, count, numChannels);
     else
         Scatter<ToFloatBits>(source, destination, count, numChannels);
