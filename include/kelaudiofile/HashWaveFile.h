@@ -12,6 +12,9 @@ namespace kelaudiofile {
 /// does not change with the file's metadata, its chunk layout, or a sample format whose decoded floats are
 /// equal. No digest is held here; the function updates whatever hash its caller likes.
 ///
+/// The bytes know neither the channel count nor the sample rate: one frame of stereo and two frames of mono
+/// can give the same ones. A caller to whom that matters feeds both numbers to its hash first.
+///
 /// The order is fixed: blocks of 8,192 frames from the first frame on, the last one shorter; within a block
 /// all of channel 0, then all of channel 1 and so on, each channel in one call, as native 32-bit floats.
 ///

@@ -117,7 +117,9 @@ public:
     void Insert(const std::shared_ptr<PeakData>& inData);
 
     /// Replaces the stretch that another timeline covers by copies of its segments, which keep their offsets
-    /// and block sizes; nothing else moves. Consolidates in any case.
+    /// and block sizes. The segments before and after it stay where they are. If the stretch ends inside a
+    /// gap of this timeline, no segment begins at its end, and everything after the gap is removed as well.
+    /// Consolidates in any case.
     /// @param inData  replaces nothing if it is null, has no datums, or runs past either end of this
     /// timeline; of this container itself, a copy is taken.
     void Overwrite(const std::shared_ptr<PeakData>& inData);

@@ -74,6 +74,7 @@ public:
     /// with something behind it that does not look like a chunk is taken to reach to the end of the file (see
     /// IsRecoveredTruncatedFile). Memory: at most about 24 times the file's size plus 1 MiB, for a file of
     /// nothing but one-byte chunks; a few KiB for ordinary files.
+    /// The header must be the first byte of the file: one with an ID3v2 tag in front of it is kNotWaveFile.
     /// @param inFilePath  the path in the bytes that the system takes.
     /// @param outError  both fields are set, to 0 on success.
     /// @param inStreamFlag  handed to every byte stream on the file.
@@ -117,6 +118,8 @@ public:
     /// @return whether the last `data` chunk had a size of 0 and was taken to reach to the end of the file.
     bool IsRecoveredTruncatedFile() const;
 
+    /// Says whether the samples are in one piece. It does not look at the file's first four bytes: a plain
+    /// RIFF file with one `data` chunk answers true as well.
     /// @return false for a file read with two or more `data` chunks, true for all others.
     bool IsRf64Format() const;
 
@@ -156,7 +159,10 @@ public:
     /// before another one starts: a call that would start one inside another is refused and writes nothing.
     /// @{
 
-    /// Creates a file. A file of that name is deleted first, and gone even if the open then fails.
+    /// Creates a file. A file of that name is deleted first, and gone even if the open then fails; of a
+    /// symbolic link, the link is deleted and its target stays. The `fmt ` chunk is made of the arguments:
+    /// the valid bits equal the container bits, and nothing else of another file's `fmt ` chunk is carried
+    /// over. Float files get no `fact` chunk.
     /// @param inFilePath  the path in the bytes that the system takes.
     /// @param inSampleRate  frames per second.
     /// @param inNumChannels, inBytesPerSample  written as they are, without a check.
@@ -208,7 +214,8 @@ public:
     ///                  true. Then any offset is taken that is not below the start of the open `data` chunk
     ///                  (or, if that was finished, not below its end). FinishBlock and FinishSamples take the
     ///                  end of the last block for the end of the data, so the block that ends it must come
-    ///                  last before each of them.
+    ///                  last before each of them. Otherwise the size counts too little, and if it is odd,
+    ///                  its pad byte overwrites the first sample byte after it.
     /// @param inByteCount  bytes; 0 opens the `data` chunk.
     /// @param inBuffer  the bytes; not kept.
     /// @param outError  its code is set, to 0 on success.
@@ -245,7 +252,9 @@ public:
     /// @return false if the file is not open for writing, or if writing failed; it may be called again.
     bool FinishBlock();
 
-    /// Completes the file and closes it. It does not end a chunk that is open.
+    /// Completes the file and closes it. It does not end a chunk that is open: without FinishSamples it
+    /// returns true and leaves the `data` size of the last FinishBlock. Without any, that is 0, and most
+    /// other programs see an empty file.
     /// @return false if writing failed, when the file is closed all the same, or if the file is not open for
     /// writing.
     bool FinishWrite();
