@@ -126,13 +126,13 @@ TEST(HashWaveFile, OnlyTheDecodedAudioCounts) {
             .insert((i < 51 ? first : second).end(), {0, static_cast<unsigned char>(i / 2)});
     Image image = Image().Chunk("LIST", {1, 2, 3}).Chunk("fmt ", ShortFormat(1, 2, 8000, 2, 16));
     image.Chunk("data", first).Chunk("bext", {1}).Chunk("data", second);
-    WriteFile(folder.Path("16"), image.InRiff());
+    WriteFile(folder.Path("16"), image.In("RIFF", "WAVE"));
     EXPECT_TRUE(Hash(folder.PathText("16"), false) == floats);
     // Bytes of 8-bit files go in as they stand: signed, so that 0 is silent and 0x80 is not. What the open
     // recovers of a recorder that lost power is hashed.
     const Image bits8 =
         Image().Chunk("fmt ", ShortFormat(1, 1, 8000, 1, 8)).Text("data").U32(0).Add({0, 0x80, 0x40, 0});
-    WriteFile(folder.Path("8"), Image(bits8).Add(Bytes(5)).InRiff());
+    WriteFile(folder.Path("8"), Image(bits8).Add(Bytes(5)).In("RIFF", "WAVE"));
     EXPECT_TRUE((Hash(folder.PathText("8"), true) == Pieces{{0xBF800000, 0x3F000000}})) << "-1 and 0.5";
 }
 
@@ -162,8 +162,9 @@ TEST(HashWaveFile, Failures) {
     // clang-format on
     for (const auto& row : kCases) {
         SCOPED_TRACE(row.name);
-        WriteFile(folder.Path("file"),
-                  Image().Chunk("fmt ", row.format).Chunk("data", Bytes(row.dataBytes, 1)).InRiff());
+        WriteFile(
+            folder.Path("file"),
+            Image().Chunk("fmt ", row.format).Chunk("data", Bytes(row.dataBytes, 1)).In("RIFF", "WAVE"));
         faults::Scope::Reset();
         if (row.fails)
             ExpectFailure(path, "Failed to hash the wave file. | kelaudiofile::`anonymous-namespace'::"
@@ -227,7 +228,8 @@ TEST(HashWaveFile, ReadsEachBlockOnceAndAllocatesNothingPerBlock) {
         EXPECT_EQ(reads[1] - reads[0], trim ? 38u : 19u);
     }
     // A short file gets small buffers, however wide its frames.
-    WriteFile(folder.Path("file"), Image().Chunk("fmt ", kWide).Chunk("data", Bytes(32767 * 8 * 2)).InRiff());
+    WriteFile(folder.Path("file"),
+              Image().Chunk("fmt ", kWide).Chunk("data", Bytes(32767 * 8 * 2)).In("RIFF", "WAVE"));
     faults::Scope::Reset();
     std::uint64_t pieces = 0;
     HashWaveFile([&](const unsigned char*, std::uint64_t inCount) { pieces += inCount == 8; },

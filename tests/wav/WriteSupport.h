@@ -2,12 +2,11 @@
 
 #include <cstdint>
 #include <memory>
-#include <string_view>
 #include <vector>
 
 #include "bytes/FourCC.h"
 #include "kelaudiofile/WaveFile.h"
-#include "support/Files.h"
+#include "support/Image.h"
 
 namespace wave_tests {
 
@@ -15,38 +14,10 @@ using kelaudiofile::WaveFile;
 using kelaudiofile::bytes::FourCC;
 using kelmediatypes::ChannelLayout;
 using testing_support::Bytes;
+using Image = testing_support::LittleImage;
 using Error = WaveFile::ExtendedErrorInfo;
 
 inline constexpr std::uint64_t kGiB = std::uint64_t{1} << 30, kLimit = 4 * kGiB;
-
-/// Bytes as they lie on disk, little-endian, one field behind the other.
-class Image {
-public:
-    Image& Text(std::string_view inText) { return Add({inText.begin(), inText.end()}); }
-    Image& U16(std::uint64_t inValue) { return Number(inValue, 2); }
-    Image& U32(std::uint64_t inValue) { return Number(inValue, 4); }
-    Image& U64(std::uint64_t inValue) { return Number(inValue, 8); }
-    Image& Add(const Bytes& inBytes) {
-        mBytes.insert(mBytes.end(), inBytes.begin(), inBytes.end());
-        return *this;
-    }
-    /// A chunk with its pad byte.
-    Image& Chunk(std::string_view inId, const Bytes& inData) {
-        return Text(inId).U32(inData.size()).Add(inData).Add(Bytes(inData.size() % 2));
-    }
-    /// A whole plain file around these bytes.
-    Bytes InRiff() const { return Image().Text("RIFF").U32(mBytes.size() + 4).Text("WAVE").Add(mBytes); }
-    operator Bytes() const { return mBytes; }
-    friend bool operator==(const Bytes& inBytes, const Image& inImage) { return inBytes == inImage.mBytes; }
-
-private:
-    Image& Number(std::uint64_t inValue, int inBytes) {
-        for (int i = 0; i < inBytes; ++i)
-            mBytes.push_back(static_cast<unsigned char>(inValue >> 8 * i));
-        return *this;
-    }
-    Bytes mBytes;
-};
 
 inline Bytes Reserved() {
     return Image().Chunk("JUNK", testing_support::ToBytes("reserved for RF64 ds64 chunk"));

@@ -204,8 +204,10 @@ TEST(ARecordingSurvives, ACheckpointThatFailedWithItsPadByte) {
         EXPECT_FALSE(file->FinishBlock());
         EXPECT_TRUE(file->FinishBlock());
         EXPECT_TRUE(file->FinishWrite());
-        EXPECT_EQ(ReadFile(folder.Path("file")),
-                  Image().Chunk("fmt ", ShortFormat(1, 2, 44100, 2, 16)).Chunk("data", {1, 2, 3}).InRiff());
+        EXPECT_EQ(ReadFile(folder.Path("file")), Image()
+                                                     .Chunk("fmt ", ShortFormat(1, 2, 44100, 2, 16))
+                                                     .Chunk("data", {1, 2, 3})
+                                                     .In("RIFF", "WAVE"));
     }
 }
 
@@ -234,7 +236,7 @@ TEST(ARecordingSurvives, OpensOverAnOldFileWithAnErrorOfAnyCall) {
             ++opened;
             EXPECT_TRUE(file->FinishWrite());
             EXPECT_EQ(ReadFile(folder.Path("file")),
-                      Image().Chunk("fmt ", ShortFormat(1, 2, 44100, 2, 16)).InRiff());
+                      Image().Chunk("fmt ", ShortFormat(1, 2, 44100, 2, 16)).In("RIFF", "WAVE"));
         } else if (call < 2) {
             EXPECT_EQ(ReadFile(folder.Path("file")), old);
         }

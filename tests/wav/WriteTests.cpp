@@ -70,7 +70,7 @@ TEST(WaveFileWriting, WholeFiles) {
         row.calls(*file);
         EXPECT_TRUE(file->Suspend());
         file.reset();
-        EXPECT_EQ(ReadFile(folder.Path("file")), Image().Add(row.chunks).InRiff());
+        EXPECT_EQ(ReadFile(folder.Path("file")), Image().Add(row.chunks).In("RIFF", "WAVE"));
     }
 }
 
@@ -91,7 +91,7 @@ TEST(WaveFileWriting, FormatChunksOfTheCaller) {
         EXPECT_EQ(file->GetSampleCount(), 0);
         const Bytes chunk = size > 0 ? Bytes(fifty.begin(), fifty.begin() + size) : ours;
         EXPECT_EQ(ReadFile(folder.Path("file")),
-                  Image().Chunk("fmt ", chunk).Chunk("data", {1, 2, 3, 4, 5, 6, 7}).InRiff());
+                  Image().Chunk("fmt ", chunk).Chunk("data", {1, 2, 3, 4, 5, 6, 7}).In("RIFF", "WAVE"));
     }
 }
 
@@ -199,7 +199,7 @@ TEST(WaveFileWriting, RefusedCallsChangeNothing) {
     EXPECT_TRUE(file->FinishWrite());
     refusesAll();
     EXPECT_EQ(ReadFile(folder.Path("file")),
-              Image().Chunk("fmt ", kStereo16).Chunk("data", {1, 2, 3}).InRiff());
+              Image().Chunk("fmt ", kStereo16).Chunk("data", {1, 2, 3}).In("RIFF", "WAVE"));
     file = OpenForRead(folder.PathText("file"));
     ASSERT_TRUE(file);
     refusesAll();
