@@ -28,7 +28,7 @@ struct System {
 
     std::uint64_t calls = 0; ///< counted calls so far
     std::uint64_t fired = 0; ///< faults so far
-    std::uint64_t opens = 0, closes = 0, reads = 0, writes = 0, lengths = 0, sizes = 0, removals = 0;
+    std::uint64_t opens = 0, closes = 0, reads = 0, writes = 0, removals = 0;
     std::uint64_t bytesRead = 0, bytesWritten = 0;
 
     int OpenDescriptors() const { return static_cast<int>(opens) - static_cast<int>(closes); }

@@ -1,17 +1,25 @@
 #include "support/Faults.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
+#include <cstdlib>
 #include <fcntl.h>
+#include <limits>
 #include <new>
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 #include "System.h"
 
-// The system calls of the library with a gate in front of each. This set takes the place of the one that is
-// shipped.
+// The system layer as it is shipped, in a namespace of its own: kelcore::system::shipped. What it includes
+// has been included above, so only its own code is renamed.
+#define system system::shipped
+#include "SystemPosix.cpp"
+#undef system
+
 namespace faults {
 
 namespace {
@@ -27,28 +35,23 @@ bool IsInZeros(const void* inBytes, std::size_t inCount) {
     return bytes >= start && bytes - start < gZeroCount && inCount <= gZeroCount - (bytes - start);
 }
 
-enum class Verdict { kGoOn, kFail, kPretend };
+enum class Verdict { kPassOn, kFail, kPretend };
 
 Verdict Gate(bool inChangesDisk) {
     if (gSystem.outputOnly && !inChangesDisk)
-        return Verdict::kGoOn;
+        return Verdict::kPassOn;
     const auto number = gSystem.calls++;
-    const bool hit =
-        gSystem.mode == System::Mode::kFailOnce ? number == gSystem.failAt : number >= gSystem.failAt;
-    if (!hit)
-        return Verdict::kGoOn;
+    if (number < gSystem.failAt || (gSystem.mode == System::Mode::kFailOnce && number != gSystem.failAt))
+        return Verdict::kPassOn;
     ++gSystem.fired;
-    return gSystem.mode == System::Mode::kStop ? Verdict::kPretend : Verdict::kFail;
+    if (gSystem.mode != System::Mode::kStop)
+        return Verdict::kFail;
+    return inChangesDisk ? Verdict::kPretend : Verdict::kPassOn;
 }
 
 bool Interrupted() {
     static bool toggle = false;
     return gSystem.interrupt && (toggle = !toggle);
-}
-
-template <typename Result>
-Result OrError(Result inResult) {
-    return inResult < 0 ? static_cast<Result>(-errno) : inResult;
 }
 
 } // namespace
@@ -73,100 +76,90 @@ ZeroBytes::~ZeroBytes() {
     ::munmap(mData, mCount);
 }
 
-/// @return whether a write past the end of the file was made by moving the end.
-static bool MadeHole(int inDescriptor, const void* inBytes, std::size_t inCount, std::uint64_t inPosition) {
-    struct stat status;
-    return IsInZeros(inBytes, inCount) && ::fstat(inDescriptor, &status) == 0 &&
-           inPosition >= static_cast<std::uint64_t>(status.st_size) &&
+} // namespace faults
+
+// Each function counts its calls, fails when it is told to, and otherwise passes the call on.
+namespace kelcore::system {
+
+using faults::Gate;
+using faults::gSystem;
+using faults::Verdict;
+
+namespace {
+
+/// @param inPretended  the result of a change that no longer reaches the disk.
+template <typename Call>
+auto Decorated(bool inChangesDisk, decltype(std::declval<Call>()()) inPretended, Call inCall) {
+    const Verdict verdict = Gate(inChangesDisk);
+    if (verdict == Verdict::kPassOn)
+        return inCall();
+    return verdict == Verdict::kPretend ? inPretended : -gSystem.error;
+}
+
+/// Zeros past the end of the file become a hole in it.
+bool MadeHole(int inDescriptor, const void* inBytes, std::size_t inCount, std::uint64_t inPosition) {
+    return faults::IsInZeros(inBytes, inCount) &&
+           inPosition >= static_cast<std::uint64_t>(shipped::LengthOf(inDescriptor)) &&
            ::ftruncate(inDescriptor, static_cast<off_t>(inPosition + inCount)) == 0;
 }
 
-} // namespace faults
-
-namespace kelcore::system {
-
-using faults::gSystem;
-using faults::OrError;
-using faults::Verdict;
+} // namespace
 
 int Open(const char* inPath, Access inAccess) noexcept {
     const bool creates = inAccess == Access::kCreate || inAccess == Access::kCreateOrEmpty;
-    const auto verdict = faults::Gate(creates);
-    if (verdict == Verdict::kFail || (verdict == Verdict::kPretend && creates))
-        return -gSystem.error;
-    const int kFlags[] = {O_RDONLY, O_WRONLY, O_WRONLY | O_CREAT | O_EXCL, O_WRONLY | O_CREAT | O_TRUNC};
-    const int descriptor = ::open(inPath, kFlags[static_cast<int>(inAccess)] | O_CLOEXEC | O_NONBLOCK, 0666);
-    if (descriptor >= 0)
-        ++gSystem.opens;
-    return OrError(descriptor);
+    const int descriptor =
+        Decorated(creates, -gSystem.error, [&] { return shipped::Open(inPath, inAccess); });
+    gSystem.opens += descriptor >= 0;
+    return descriptor;
 }
 
 int Close(int inDescriptor) noexcept {
-    const bool fails = faults::Gate(false) == Verdict::kFail;
     ++gSystem.closes;
-    const int result = ::close(inDescriptor); // as the system does it: a close that fails closes all the same
-    return fails ? -gSystem.error : OrError(result);
+    const int result = shipped::Close(inDescriptor); // a close that fails closes all the same
+    return Decorated(false, 0, [&] { return result; });
 }
 
 std::int64_t ReadAt(int inDescriptor, void* outBytes, std::size_t inCount,
                     std::uint64_t inPosition) noexcept {
-    if (faults::Gate(false) == Verdict::kFail)
-        return -gSystem.error;
-    if (faults::Interrupted())
-        return -EINTR;
-    ++gSystem.reads;
-    if (inPosition > static_cast<std::uint64_t>(INT64_MAX))
-        return 0;
-    const auto count = ::pread(inDescriptor, outBytes, std::min(inCount, gSystem.largestTransfer),
-                               static_cast<off_t>(inPosition));
-    gSystem.bytesRead += static_cast<std::uint64_t>(std::max<ssize_t>(count, 0));
-    return OrError(static_cast<std::int64_t>(count));
+    return Decorated(false, 0, [&]() -> std::int64_t {
+        if (faults::Interrupted())
+            return -EINTR;
+        ++gSystem.reads;
+        const auto count =
+            shipped::ReadAt(inDescriptor, outBytes, std::min(inCount, gSystem.largestTransfer), inPosition);
+        gSystem.bytesRead += static_cast<std::uint64_t>(std::max<std::int64_t>(count, 0));
+        return count;
+    });
 }
 
 std::int64_t WriteAt(int inDescriptor, const void* inBytes, std::size_t inCount,
                      std::uint64_t inPosition) noexcept {
-    const auto verdict = faults::Gate(true);
-    if (verdict == Verdict::kFail)
-        return -gSystem.error;
-    if (verdict == Verdict::kPretend)
-        return static_cast<std::int64_t>(inCount);
-    if (faults::Interrupted())
-        return -EINTR;
-    ++gSystem.writes;
-    if (inPosition > static_cast<std::uint64_t>(INT64_MAX))
-        return -EFBIG;
-    if (faults::MadeHole(inDescriptor, inBytes, inCount, inPosition))
-        return static_cast<std::int64_t>(inCount);
-    const auto count = ::pwrite(inDescriptor, inBytes, std::min(inCount, gSystem.largestTransfer),
-                                static_cast<off_t>(inPosition));
-    gSystem.bytesWritten += static_cast<std::uint64_t>(std::max<ssize_t>(count, 0));
-    return OrError(static_cast<std::int64_t>(count));
+    return Decorated(true, static_cast<std::int64_t>(inCount), [&]() -> std::int64_t {
+        if (faults::Interrupted())
+            return -EINTR;
+        ++gSystem.writes;
+        if (MadeHole(inDescriptor, inBytes, inCount, inPosition))
+            return static_cast<std::int64_t>(inCount);
+        const auto count =
+            shipped::WriteAt(inDescriptor, inBytes, std::min(inCount, gSystem.largestTransfer), inPosition);
+        gSystem.bytesWritten += static_cast<std::uint64_t>(std::max<std::int64_t>(count, 0));
+        return count;
+    });
 }
 
 std::int64_t LengthOf(int inDescriptor) noexcept {
-    if (faults::Gate(false) == Verdict::kFail)
-        return -gSystem.error;
-    ++gSystem.lengths;
-    struct stat status;
-    return ::fstat(inDescriptor, &status) < 0 ? -errno : std::int64_t{status.st_size};
+    return Decorated(false, 0, [&] { return shipped::LengthOf(inDescriptor); });
 }
 
 std::int64_t SizeOfRegularFile(const char* inPath) noexcept {
-    if (faults::Gate(false) == Verdict::kFail)
-        return -gSystem.error;
-    ++gSystem.sizes;
-    struct stat status;
-    if (::stat(inPath, &status) < 0)
-        return -errno;
-    return S_ISREG(status.st_mode) ? std::int64_t{status.st_size} : -EINVAL;
+    return Decorated(false, 0, [&] { return shipped::SizeOfRegularFile(inPath); });
 }
 
 int Remove(const char* inPath) noexcept {
-    const auto verdict = faults::Gate(true);
-    if (verdict != Verdict::kGoOn)
-        return verdict == Verdict::kFail ? -gSystem.error : 0;
-    ++gSystem.removals;
-    return OrError(::unlink(inPath));
+    return Decorated(true, 0, [&] {
+        ++gSystem.removals;
+        return shipped::Remove(inPath);
+    });
 }
 
 } // namespace kelcore::system
