@@ -4,8 +4,8 @@
 #include <cstdint>
 
 /// The operating system as this library needs it, and the only place that knows it. Nothing here retries,
-/// completes or throws. Results below zero are negated error numbers of <cerrno>. Tests link another set of
-/// these functions that counts the calls and lets chosen ones fail.
+/// completes or throws. Results below zero are negated error numbers of <cerrno>. Tests link a set of these
+/// functions that counts the calls, lets chosen ones fail, and passes the others on to this one.
 namespace kelcore::system {
 
 enum class Access { kRead, kWrite, kCreate, kCreateOrEmpty };
