@@ -1,0 +1,125 @@
+#!/bin/sh
+# Runs each example program on real files and checks its exit code and output:  tests/examples.sh FOLDER_OF_PROGRAMS
+PATH=$(cd "$1" && pwd):$PATH
+top=$(cd "$(dirname "$0")/.." && pwd)
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work" || exit 1
+failed=0
+
+expect() { # EXIT_CODE TEXT COMMAND: the output must contain the text
+    output=$(eval "$3" 2>&1 </dev/null)
+    code=$?
+    case $code:$output in $1:*"$2"*) return ;; esac
+    failed=1 && printf 'FAILED: %s\nexit code %s, expected %s and "%s"\n%s\n' "$3" $code $1 "$2" "$output"
+}
+rows() { # the same for each line of EXIT_CODE | TEXT | COMMAND
+    while IFS='|' read -r code text command; do text=${text# } && expect $code "${text% }" "$command"; done
+}
+printable() { LC_ALL=C tr -cd '[:print:]' <"$1"; }
+metadata() { describe "$1" | grep -o 'LIST .* the audio' && printable "$1" | grep -o 'INFO.*strings'; }
+byte() { printf "\\$(printf %03o "$1")"; }
+zeros() { head -c "$1" /dev/zero; }
+aiff() { # LABEL...: one frame of 16 bits whose "CHAN" chunk has these labels
+    printf 'FORM\0\0\0' && byte $((66 + 22 * $#)) && printf 'AIFFCOMM\0\0\0\22\0' && byte $#
+    printf '\0\0\0\1\0\20\100\16\273\200\0\0\0\0\0\0CHAN\0\0\0' && byte $((12 + 20 * $#)) && zeros 11 && byte $#
+    for label; do zeros 3 && byte "$label" && zeros 16; done
+    printf 'SSND\0\0\0' && byte $((8 + 2 * $#)) && zeros $((8 + 2 * $#))
+}
+
+# Every form of samples and back again. Options, whether the 24 bits of the source get lost, file, file made of it.
+expect 0 '0:00:00.400, 2 channels' 'record source.wav --seconds 0.4 --rate 44100 --checkpoint 0.05'
+while IFS='|' read -r samples lost file back text; do
+    expect 0 "${text# }" "transcode source.wav $file --samples $samples"
+    expect $lost '' "hash_compare source.wav $file"
+    expect 0 '' "transcode $file $back --samples ${samples% --*} && hash_compare $file $back"
+    expect 0 "$(metadata source.wav)" "metadata $back"
+done <<'END'
+8                   | 1 | a.wav  | b.aiff | 8-bit unsigned integers
+16                  | 1 | a.wav  | b.aiff | 16-bit little-endian integers
+24                  | 0 | a.wav  | b.aiff | sample bytes kept
+32                  | 0 | a.wav  | b.aiff | 32-bit little-endian integers
+64                  | 0 | a.wav  | b.wav  | 64-bit little-endian integers
+float               | 0 | a.wav  | b.wav  | 32-bit little-endian floats
+double --rf64       | 0 | a.wav  | b.wav  | 64-bit little-endian floats
+float16             | 0 | a.wav  | b.wav  | floats of full scale 32768
+float24             | 0 | a.wav  | b.wav  | floats of full scale 8388608
+8                   | 1 | a.aiff | b.wav  | 8-bit signed integers
+16                  | 1 | a.aif  | b.wav  | 16-bit big-endian integers
+24                  | 0 | a.aiff | b.wav  | sample bytes kept
+float               | 0 | a.aifc | b.wav  | 32-bit big-endian floats
+8 --little-endian   | 1 | a.aifc | b.wav  | 8-bit signed integers
+32 --little-endian  | 0 | a.aifc | b.wav  | 32-bit little-endian integers
+END
+
+# 16-bit stereo with chunks before and after the audio, one of them of odd size, and what a copy of it must be.
+format='fmt \20\0\0\0\1\0\2\0\200\273\0\0\0\356\2\0\4\0\20\0'
+chunks='bext\6\0\0\0beforedata\20\0\0\0000123456789abcdefiXML\5\0\0\0after\0LIST\4\0\0\0INFO'
+printf "RIFF\\134\0\0\0WAVE$format$chunks" >source.wav
+printf "RIFF\\200\0\0\0WAVEJUNK\34\0\0\0reserved for RF64 ds64 chunk$format$chunks" >copied
+printf "RIFF\\54\0\0\0WAVE${format}data\10\0\0\0\0\100\0\200\0\300\0\0" >square.wav # 0.5 and -0.5; -1 and 0
+printf 'no audio, but long enough for a header' >text
+cat >described <<'END'
+File           source.wav
+Container      RIFF
+Format         PCM, tag 0x0001
+Sample rate    48000 Hz
+Channels       2
+Samples        2 bytes, 16 bits, 16 of them valid; integers
+Layout         front left, front right
+Frames         4
+Duration       0:00:00.000
+Recovered      no
+Chunks         fmt             16 bytes at 20
+               bext             6 bytes at 44
+               data            16 bytes at 58
+               iXML             5 bytes at 82
+               LIST             4 bytes at 96
+Metadata       bext            14 bytes with header, before the audio (0.220000)
+               iXML            13 bytes with header, behind the audio (0.653846)
+               LIST            12 bytes with header, behind the audio (0.923077)
+END
+rows <<END
+0 | The audio is equal. | copy_chunks source.wav copy.wav && cmp copy.wav copied
+0 | sample bytes kept | transcode source.wav copy.aiff
+0 | bextbeforeiXMLafterLISTINFOSSND1032547698badcfe | printable copy.aiff
+0 | The audio is equal. | hash_compare source.wav copy.aiff
+0 | | describe source.wav | diff described -
+0 | channel  1  peak   -6.02 dBFS  RMS   -6.02 dBFS  front left | decode square.wav
+0 | channel  2  peak    0.00 dBFS  RMS   -3.01 dBFS  front right | decode square.wav
+0 | peak 1 | readme square.wav
+0 | | sed -n '/^\`\`\`cpp$/,/^\`\`\`$/p' $top/README.md | grep -v '^\`\`\`' | diff - $top/examples/readme.cpp
+END
+
+# Layouts of an AIFF file, by their labels: what we read in it, and in the wave file that is made of it.
+surround='front left, front right, front center, low frequency, back left, back right'
+ambisonic='Ambisonic W, Ambisonic X, Ambisonic Y, Ambisonic Z'
+while IFS='|' read -r labels ours waves; do
+    expect 0 "$ours" "aiff $labels >a.aiff; describe a.aiff | grep -x 'Layout         $ours'"
+    expect 0 "$waves" "transcode a.aiff a.wav; transcode a.wav b.aiff && describe a.wav | grep -x 'Layout         $waves'"
+done <<END
+1 2 3 4 5 6|$surround|$surround
+200 201 202 203|$ambisonic|$ambisonic
+3 1 2|front center, front left, front right|no position, no position, no position
+0|no position|front center
+END
+
+rows <<END
+0 | 3 channels | record source.wav --channels 3 --rate 8000 --seconds 2
+0 | from the peaks in stored | waveform source.wav picture.svg --width 100 --peaks stored
+0 | 3 | grep -c '<path' picture.svg
+0 | 4848 | wc -c <stored # 3 channels of two counts, a block size and 16,000 / 80 datums
+1 | there is no such file | describe missing.wav
+1 | neither a wave nor an AIFF file | describe text
+1 | neither a wave nor an AIFF file | decode text
+2 | there is no such file | hash_compare source.wav missing.wav
+0 | | hash_compare source.wav
+1 | over itself | transcode source.wav source.wav
+1 | over itself | copy_chunks source.wav source.wav
+1 | cannot hold such samples | transcode source.wav t.aiff --samples double
+1 | it cannot be created | transcode source.wav none/t.wav
+1 | it cannot be created | record none/t.wav
+1 | cannot be written | waveform source.wav none/picture.svg --peaks stored
+1 | it cannot be created | record /dev/full/t.wav
+END
+exit $failed
