@@ -19,9 +19,9 @@ using kelcore::filesupport::IPlatformByteStream;
 constexpr std::int64_t kLargestRead = std::numeric_limits<std::int32_t>::max();
 
 // By subtraction, since a sum of the caller's numbers may not fit.
-bool IsReadableRange(std::int64_t inOffset, std::int64_t inByteCount, std::int64_t inSize) {
+bool IsReadable(std::int64_t inOffset, std::int64_t inByteCount, const void* inBuffer, std::int64_t inSize) {
     return inOffset >= 0 && inByteCount >= 0 && inByteCount <= kLargestRead && inOffset <= inSize &&
-           inByteCount <= inSize - inOffset;
+           inByteCount <= inSize - inOffset && (inBuffer != nullptr || inByteCount == 0);
 }
 
 bool IsReadableDepth(const AiffFormatInfo& inFormat) {
@@ -165,7 +165,7 @@ bool AiffFile::Impl::ReadAt(std::int64_t inPosition, void* outBytes, std::int64_
 }
 
 bool AiffFile::ReadSampleBytes(std::int64_t inOffset, std::int64_t inByteCount, void* outBuffer) {
-    return IsReadableRange(inOffset, inByteCount, mImpl->sampleDataSize) &&
+    return IsReadable(inOffset, inByteCount, outBuffer, mImpl->sampleDataSize) &&
            mImpl->ReadAt(mImpl->sampleDataOffset + inOffset, outBuffer, inByteCount);
 }
 
@@ -183,7 +183,8 @@ bool AiffFile::GetMetadataInfo(std::int32_t inIndex, std::uint32_t& outChunkID, 
 bool AiffFile::ReadMetadataChunk(std::int32_t inIndex, std::int64_t inOffset, std::int64_t inByteCount,
                                  void* outBuffer) {
     const AiffChunkInfo* info = mImpl->FindMetadatum(inIndex);
-    return info != nullptr && IsReadableRange(inOffset, inByteCount, info->size + chunk::kHeaderBytes) &&
+    return info != nullptr &&
+           IsReadable(inOffset, inByteCount, outBuffer, info->size + chunk::kHeaderBytes) &&
            mImpl->ReadAt(info->offset + inOffset, outBuffer, inByteCount);
 }
 

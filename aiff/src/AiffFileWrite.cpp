@@ -58,6 +58,10 @@ bool ReplaceByEmptyFile(const File& inFile) {
     }
 }
 
+bool IsBlock(const void* inBytes, std::int32_t inByteCount) {
+    return inByteCount == 0 || (inByteCount > 0 && inBytes != nullptr);
+}
+
 // Where exceptions end and become false.
 template <typename Step>
 bool Succeeds(Step&& inStep) noexcept {
@@ -143,7 +147,7 @@ bool AiffFile::WriteSampleBytes(std::int64_t inOffset, std::int32_t inByteCount,
                                 ExtendedErrorInfo& outError) {
     outError.code = ExtendedErrorInfo::kNoError;
     Impl& impl = *mImpl;
-    if (!impl.bufferedStream || inOffset != impl.sampleBytesWritten || inByteCount < 0) {
+    if (!impl.bufferedStream || inOffset != impl.sampleBytesWritten || !IsBlock(inBuffer, inByteCount)) {
         outError.code = ExtendedErrorInfo::kWriteRefused;
         return false;
     }
@@ -174,7 +178,7 @@ bool AiffFile::StartMetadatumWrite(std::uint32_t inChunkID) {
 
 bool AiffFile::MetadatumWrite(const void* inBuffer, std::int32_t inByteCount) {
     Impl& impl = *mImpl;
-    if (!impl.bufferedStream || impl.metadatumPosition == 0 || inByteCount < 0)
+    if (!impl.bufferedStream || impl.metadatumPosition == 0 || !IsBlock(inBuffer, inByteCount))
         return false;
     return Succeeds([&] {
         impl.WriteOwedMetadatumHeader();

@@ -86,9 +86,9 @@ public:
     /// @param inOffset  bytes from the first sample byte.
     /// @param inByteCount  at most 2,147,483,647.
     /// @param outBuffer  room for inByteCount bytes; holds what was read before a failure.
-    /// @return false, with nothing touched, if a number is negative, the count is too large or the range ends
-    ///         past the sample bytes; false after a failed read and on a file that is open for writing. The
-    ///         file stays usable.
+    /// @return false, with nothing touched, if a number is negative, the count is too large, the range ends
+    ///         past the sample bytes, or outBuffer is null and inByteCount is not 0; false after a failed
+    ///         read and on a file that is open for writing. The file stays usable.
     bool ReadSampleBytes(std::int64_t inOffset, std::int64_t inByteCount, void* outBuffer);
 
     /// Tells about one chunk that is none of "COMM", "SSND", "CHAN" and "FVER". They count from 0, in the
@@ -176,10 +176,10 @@ public:
     /// inside it.
     /// @param inOffset  bytes written so far; nothing else is taken.
     /// @param inByteCount  bytes; not negative.
-    /// @param inBuffer  the bytes; not kept.
+    /// @param inBuffer  the bytes; not kept. May be null if there are none.
     /// @param outError  code is set: kNoError; kWriteRefused if the file is not open for writing, the offset
-    ///        is another one or the count is negative; kWriteFailed if the file could not be written or would
-    ///        grow past the format's limit.
+    ///        is another one, the count is negative or the buffer is null; kWriteFailed if the file could not
+    ///        be written or would grow past the format's limit.
     /// @return whether all bytes were taken; otherwise none were.
     bool WriteSampleBytes(std::int64_t inOffset, std::int32_t inByteCount, const void* inBuffer,
                           ExtendedErrorInfo& outError);
@@ -191,8 +191,9 @@ public:
     bool StartMetadatumWrite(std::uint32_t inChunkID);
 
     /// Appends data to the open metadata chunk.
-    /// @return false, with nothing taken, if there is no such chunk, the count is negative, writing fails or
-    ///         the file would grow past the format's limit.
+    /// @return false, with nothing taken, if there is no such chunk, the count is negative, the buffer is
+    /// null
+    ///         though the count is not 0, writing fails or the file would grow past the format's limit.
     bool MetadatumWrite(const void* inBuffer, std::int32_t inByteCount);
 
     /// Ends the metadata chunk, writes its pad byte if it needs one, and puts its size in its header.

@@ -281,6 +281,8 @@ TEST(AiffRead, RangesOfReads) {
                       works);
             EXPECT_EQ(got, expected);
         }
+    EXPECT_FALSE(opened.file->ReadSampleBytes(0, 1, nullptr) ||
+                 opened.file->ReadMetadataChunk(0, 0, 1, nullptr));
     std::uint32_t id = 1;
     std::int64_t size = 2;
     double position = 3;

@@ -130,11 +130,13 @@ TEST(AiffWrite, Refused) {
     EXPECT_TRUE(reading.file->ReadSampleBytes(0, 0, nullptr));
 
     const auto file = Create(folder);
-    Error error;
-    EXPECT_FALSE(file->WriteSampleBytes(0, -1, nullptr, error));
-    EXPECT_EQ(error.code, 9);
-    EXPECT_TRUE(file->StartMetadatumWrite(1)) << "samples have not begun";
-    EXPECT_FALSE(file->MetadatumWrite(nullptr, -1));
+    for (const std::int32_t count : {-1, 1}) {
+        Error error;
+        EXPECT_FALSE(file->WriteSampleBytes(0, count, nullptr, error));
+        EXPECT_EQ(error.code, 9);
+        EXPECT_EQ(file->StartMetadatumWrite(1), count == -1) << "samples have not begun";
+        EXPECT_FALSE(file->MetadatumWrite(nullptr, count));
+    }
 }
 
 // Calls in every order, samples inside an open metadatum included, against the model.
