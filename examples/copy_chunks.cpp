@@ -1,6 +1,7 @@
 // Rewrites a wave file as one that may grow past 4 GiB, with every metadata chunk in its place before or
 // behind the audio; then reads it back and compares.
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 

@@ -1,6 +1,7 @@
 // Records a synthetic signal the way a recorder should: checkpoint by checkpoint, so that whatever happens to
 // this process, the file reads back complete up to the last one.
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 

@@ -2,6 +2,7 @@
 // Samples of the same width and coding keep their bytes, in another order if need be; all others go through
 // floats.
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>

@@ -1,6 +1,7 @@
 // An AIFF file, opened, and all that a host would then call, each answer held against the open written down
 // over the bytes of the file.
 
+#include <algorithm>
 #include <cmath>
 #include <map>
 

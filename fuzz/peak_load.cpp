@@ -1,6 +1,7 @@
 // Peak data from a stream of any bytes. What loads is saved as it was; then every operation must come to an
 // end on it, whatever its block sizes are.
 
+#include <algorithm>
 #include <bit>
 
 #include "Fuzz.h"

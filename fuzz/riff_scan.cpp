@@ -1,5 +1,7 @@
 // The chunk scan against the walk written down over the bytes of the file.
 
+#include <algorithm>
+
 #include "Fuzz.h"
 #include "bytes/FourCC.h"
 #include "kelaudiofile/RiffChunkReader.h"

@@ -1,6 +1,7 @@
 // The `fmt ` chunk alone: the input is its data, decoded once more field by field. Then files of a format
 // that the input chooses, written and known again.
 
+#include <algorithm>
 #include <optional>
 
 #include "Fuzz.h"

@@ -1,6 +1,8 @@
 // A wave file, opened, and all that a host would then call, each answer held against the bytes of the file.
 // The chunk list itself is riff_scan's matter.
 
+#include <algorithm>
+
 #include "Fuzz.h"
 #include "bytes/FourCC.h"
 #include "kelaudiofile/HashWaveFile.h"

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <iterator>
+#include <map>
 
 #include "RiffFormat.h"
 #include "bytes/ByteOrder.h"
@@ -143,24 +144,19 @@ private:
         std::vector<bytes::Byte> data(static_cast<std::size_t>(header.size));
         mStream.ReadBlock(data.data(), static_cast<unsigned>(data.size()));
         mReader.mFileInfo.riffSize = bytes::LoadLittle64(&data[riff::ds64::kRiffSize]);
-        AppendDs64Size(riff::kDataId, bytes::LoadLittle64(&data[riff::ds64::kDataSize]));
+        // A table can hold thousands of rows, and each chunk asks SizeOf: so they are sorted. Of two rows for one
+        // id the first in the file counts.
+        std::map<std::uint32_t, std::uint64_t> sizes;
+        sizes.emplace(riff::kDataId, bytes::LoadLittle64(&data[riff::ds64::kDataSize]));
         const std::uint64_t rows = bytes::LoadLittle32(&data[riff::ds64::kTableLength]);
-        if (riff::ds64::kTable + rows * riff::ds64::kRowBytes > data.size())
-            return true;
-        for (std::size_t row = 0; row < rows; ++row) {
-            const auto* place = data.data() + riff::ds64::kTable + row * riff::ds64::kRowBytes;
-            AppendDs64Size(bytes::LoadLittle32(place + riff::ds64::kRowId),
-                           bytes::LoadLittle64(place + riff::ds64::kRowSize));
-        }
-        // Sorted for SizeOf: a table can hold thousands of rows, and each chunk asks. Of two rows for one id
-        // the first in the file still comes first.
-        std::stable_sort(mReader.mDs64Sizes.begin(), mReader.mDs64Sizes.end(),
-                         [](const auto& a, const auto& b) { return a.first < b.first; });
+        if (riff::ds64::kTable + rows * riff::ds64::kRowBytes <= data.size())
+            for (std::size_t row = 0; row < rows; ++row) {
+                const auto* place = data.data() + riff::ds64::kTable + row * riff::ds64::kRowBytes;
+                sizes.emplace(bytes::LoadLittle32(place + riff::ds64::kRowId),
+                              bytes::LoadLittle64(place + riff::ds64::kRowSize));
+            }
+        mReader.mDs64Sizes.assign(sizes.begin(), sizes.end());
         return true;
-    }
-
-    void AppendDs64Size(std::uint32_t inId, std::uint64_t inSize) {
-        mReader.mDs64Sizes.emplace_back(inId, static_cast<std::int64_t>(inSize));
     }
 
     RiffChunkReader& mReader;
