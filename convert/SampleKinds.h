@@ -52,9 +52,7 @@ struct FloatBits {
     using Word = std::uint32_t;
     static Lanes<Word> Convert(Lanes<Word> inBits) { return inBits; }
 #if defined(__x86_64__)
-    KELACCELERATE_WIDE static __m256 ConvertEight(__m256i inBits) {
-        return _mm256_castsi256_ps(inBits);
-    }
+    KELACCELERATE_WIDE static __m256 ConvertEight(__m256i inBits) { return _mm256_castsi256_ps(inBits); }
 #endif
 };
 

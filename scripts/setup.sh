@@ -14,7 +14,7 @@ packages_of() {
         echo g++ cmake ninja-build pkg-config libbenchmark-dev libsndfile1-dev libavformat-dev libavcodec-dev libavutil-dev
         ;;
     docs) echo doxygen ;;
-    format) echo clang-format ;;
+    format) echo clang-format-19 ;;
     portability) echo googletest g++-i686-linux-gnu g++-s390x-linux-gnu g++-aarch64-linux-gnu qemu-user ;;
     interop) echo sox ffmpeg sndfile-programs ;;
     package) echo g++ clang cmake ninja-build pkg-config binutils dpkg-dev ;;

@@ -144,8 +144,8 @@ private:
         std::vector<bytes::Byte> data(static_cast<std::size_t>(header.size));
         mStream.ReadBlock(data.data(), static_cast<unsigned>(data.size()));
         mReader.mFileInfo.riffSize = bytes::LoadLittle64(&data[riff::ds64::kRiffSize]);
-        // A table can hold thousands of rows, and each chunk asks SizeOf: so they are sorted. Of two rows for one
-        // id the first in the file counts.
+        // A table can hold thousands of rows, and each chunk asks SizeOf: so they are sorted. Of two rows for
+        // one id the first in the file counts.
         std::map<std::uint32_t, std::uint64_t> sizes;
         sizes.emplace(riff::kDataId, bytes::LoadLittle64(&data[riff::ds64::kDataSize]));
         const std::uint64_t rows = bytes::LoadLittle32(&data[riff::ds64::kTableLength]);

@@ -237,12 +237,12 @@ void OPlatformByteStream::WriteBlock(const void* inBytes, unsigned inCount) {
 }
 
 void OBufferedByteStream::AlignedDelete::operator()(unsigned char* inMemory) const noexcept {
-    ::operator delete (inMemory, std::align_val_t{alignment});
+    ::operator delete(inMemory, std::align_val_t{alignment});
 }
 
 OBufferedByteStream::OBufferedByteStream(OByteStream& inStream, unsigned inCapacity, unsigned inAlignment)
     : mStream(inStream),
-      mBuffer(static_cast<unsigned char*>(::operator new (inCapacity, std::align_val_t{inAlignment})),
+      mBuffer(static_cast<unsigned char*>(::operator new(inCapacity, std::align_val_t{inAlignment})),
               AlignedDelete{inAlignment}),
       mBufferStart(inStream.CurPos()), mCapacity(inCapacity) {}
 
