@@ -1,39 +1,68 @@
 #pragma once
 
-#include <optional>
-#include <string_view>
+#include <memory>
+#include <string>
+#include <vector>
 
-#include "AiffFormat.h"
 #include "kelaudiofile/AiffFile.h"
-#include "support/Files.h"
+#include "support/Image.h"
 
 namespace aiff_tests {
 
 using kelaudiofile::AiffFile;
 using kelmediatypes::ChannelLayout;
-using testing_support::Bytes;
-using testing_support::ReadFile;
-using testing_support::ReadFilePart;
-using testing_support::TemporaryFolder;
-using testing_support::WriteFile;
+using namespace testing_support;
 using Error = AiffFile::ExtendedErrorInfo;
 
 inline constexpr std::int32_t kUntouched = -77;
+inline const Bytes kRate44100 = {0x40, 0x0E, 0xAC, 0x44, 0, 0, 0, 0, 0, 0};
 
-inline Bytes Big16(int inValue) {
-    return {static_cast<unsigned char>(inValue >> 8), static_cast<unsigned char>(inValue)};
-}
-inline Bytes Big32(std::uint32_t inValue) {
-    Bytes bytes(4);
-    kelaudiofile::bytes::StoreBig32(bytes.data(), inValue);
-    return bytes;
-}
+// The pieces of an image, joined by +.
 inline Bytes operator+(Bytes inFirst, const Bytes& inSecond) {
     inFirst.insert(inFirst.end(), inSecond.begin(), inSecond.end());
     return inFirst;
 }
-inline Bytes Text(std::string_view inText) {
-    return testing_support::ToBytes(inText);
+inline Bytes Big32(std::uint64_t inValue) {
+    return BigImage().U32(inValue);
+}
+inline Bytes Chunk(std::string_view inId, const Bytes& inData) {
+    return BigImage().Chunk(inId, inData);
+}
+inline Bytes Ssnd(const Bytes& inSamples, std::uint32_t inSkip = 0) {
+    return Chunk("SSND", Big32(inSkip) + Big32(0) + inSamples);
+}
+/// "CHAN" with a description for each label.
+inline Bytes Chan(const std::vector<std::uint32_t>& inLabels) {
+    BigImage data;
+    data.U64(0).U32(inLabels.size());
+    for (const std::uint32_t label : inLabels)
+        data.U32(label).Fill(16);
+    return Chunk("CHAN", data.Fill(4));
+}
+
+struct Comm {
+    int channels = 2;
+    std::uint32_t frames = 4;
+    int bits = 16;
+    Bytes rate = kRate44100;
+    std::string_view code{}; ///< empty for "AIFF", which has neither this field nor what follows it
+    Bytes rest{0, 0};
+
+    Bytes Data() const {
+        const Bytes data =
+            BigImage().U16(std::uint64_t(channels)).U32(frames).U16(std::uint64_t(bits)).Add(rate);
+        return code.empty() ? data : data + ToBytes(code) + rest;
+    }
+};
+
+inline Bytes Form(std::string_view inType, const Bytes& inChunks) {
+    return BigImage().Add(inChunks).In("FORM", inType);
+}
+/// A whole file: the format, then these chunks.
+inline Bytes Aiff(const Comm& inComm, const Bytes& inChunks = {}) {
+    const Bytes chunks = Chunk("COMM", inComm.Data()) + inChunks;
+    return inComm.code.empty() ? Form("AIFF", chunks)
+                               : Form("AIFC", Chunk("FVER", {0xA2, 0x80, 0x51, 0x40}) + chunks);
 }
 
 /// 1, 2, 3 and on: sample bytes that tell where they stand.
@@ -44,85 +73,17 @@ inline Bytes Counting(std::size_t inCount) {
     return bytes;
 }
 
-inline const Bytes kRate44100 = {0x40, 0x0E, 0xAC, 0x44, 0, 0, 0, 0, 0, 0};
-
-struct Comm {
-    int channels = 2;
-    std::uint32_t frames = 4;
-    int bits = 16;
-    Bytes rate = kRate44100;
-    std::string_view code{}; ///< for "AIFC": empty leaves the code's fields out
-    Bytes rest{0, 0};        ///< what follows the code
-
-    Bytes Data() const {
-        const Bytes data = Big16(channels) + Big32(frames) + Big16(bits) + rate;
-        return code.empty() ? data : data + Text(code) + rest;
-    }
-};
-
-/// Makes the image of a file piece by piece. The FORM size is that of the whole unless it is set.
-class AiffImage {
-public:
-    explicit AiffImage(std::string_view inFormType = "AIFF")
-        : mBytes(Text("FORM") + Big32(0) + Text(inFormType)) {}
-
-    AiffImage& Raw(const Bytes& inBytes) {
-        mBytes = std::move(mBytes) + inBytes;
-        return *this;
-    }
-    AiffImage& Header(std::string_view inId, std::uint32_t inSize) { return Raw(Text(inId) + Big32(inSize)); }
-    AiffImage& Chunk(std::string_view inId, const Bytes& inData) {
-        Header(inId, static_cast<std::uint32_t>(inData.size())).Raw(inData);
-        return Raw(Bytes(mBytes.size() % 2));
-    }
-    AiffImage& Comm(const aiff_tests::Comm& inComm) { return Chunk("COMM", inComm.Data()); }
-    AiffImage& Ssnd(const Bytes& inSamples, std::uint32_t inSkip = 0) {
-        return Chunk("SSND", Big32(inSkip) + Big32(0) + inSamples);
-    }
-    AiffImage& FormSize(std::uint32_t inSize) {
-        mFormSize = inSize;
-        return *this;
-    }
-    operator Bytes() const {
-        const auto wholeSize = static_cast<std::uint32_t>(mBytes.size() - 8);
-        Bytes bytes = mBytes;
-        kelaudiofile::bytes::StoreBig32(&bytes[4], mFormSize.value_or(wholeSize));
-        return bytes;
-    }
-
-private:
-    Bytes mBytes;
-    std::optional<std::uint32_t> mFormSize;
-};
-
 /// Opens an image from a file of its own.
-struct OpenedImage {
-    explicit OpenedImage(const Bytes& inImage, bool inAssumeChannelOrder = false) {
-        WriteFile(folder.Path("image.aif"), inImage);
-        file = AiffFile::OpenForRead(folder.PathText("image.aif"), inAssumeChannelOrder, error);
+struct Opened {
+    explicit Opened(const Bytes& inImage, bool inAssumeChannelOrder = false) {
+        WriteFile(folder.Path("a.aif"), inImage);
+        file = AiffFile::OpenForRead(folder.PathText("a.aif"), inAssumeChannelOrder, error);
     }
 
     TemporaryFolder folder;
-    Error error{kUntouched, Text8("d"), Text8("c"), kUntouched};
+    Error error{kUntouched, kelcore::ToUTF8String("d"), kelcore::ToUTF8String("c"), kUntouched};
     std::unique_ptr<AiffFile> file;
-
-    static kelcore::UTF8String Text8(std::string_view inText) { return kelcore::ToUTF8String(inText); }
 };
-
-/// Bytes of sample data, as far as reads reach; -1 if not even an empty read is taken.
-inline std::int64_t SampleDataSize(AiffFile& inFile) {
-    unsigned char byte;
-    if (!inFile.ReadSampleBytes(0, 0, nullptr))
-        return -1;
-    std::int64_t size = 0;
-    while (inFile.ReadSampleBytes(size, 1, &byte))
-        ++size;
-    return size;
-}
-
-inline std::string Str(const kelcore::UTF8String& inText) {
-    return kelcore::ToStdString(inText);
-}
 
 inline std::vector<unsigned> Values(const ChannelLayout& inLayout) {
     std::vector<unsigned> values;

@@ -167,11 +167,10 @@ TEST(Growth, WithTheChunksOfAnAiffFile) {
     const TemporaryFolder folder;
     const kelcore::UTF8String path = folder.PathText("file");
     const auto put = [&](int inCount) {
-        aiff_tests::AiffImage image;
-        image.Comm({.frames = 0});
+        BigImage chunks;
         for (int i = 0; i < inCount; ++i)
-            image.Chunk("ANNO", {1, 2});
-        WriteFile(folder.Path("file"), image);
+            chunks.Chunk("ANNO", {1, 2});
+        WriteFile(folder.Path("file"), aiff_tests::Aiff({.frames = 0}, chunks));
     };
     const auto open = [=] {
         AiffFile::ExtendedErrorInfo error;
