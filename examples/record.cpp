@@ -15,6 +15,7 @@ using kelaudiofile::WaveFile;
 namespace {
 
 constexpr double kTwoPi = 6.283185307179586;
+constexpr SampleForm kForm{SampleForm::kInteger, 3, false, false};
 
 /// A broken chord of plucked strings, wandering over the channels, above a soft bass.
 class Strings {
@@ -67,7 +68,10 @@ struct Recording {
     std::int32_t channels = 2;
     double seconds = 10;
     double checkpointSeconds = 1;
+    std::int64_t start = 0; ///< frames of silence, which take no room where the file system has holes
+    std::int64_t notes = 0; ///< checkpoints from one comment to the next
     bool rf64 = false;
+    bool verbose = false;
 };
 
 void WriteComment(WaveFile& inFile) {
@@ -77,37 +81,60 @@ void WriteComment(WaveFile& inFile) {
         throw Failure("the comment cannot be written");
 }
 
-int Record(const Recording& inRecording) {
-    const SampleForm form{SampleForm::kInteger, 3, false, false};
+std::unique_ptr<WaveFile> Create(const Recording& inRecording) {
     WaveFile::ExtendedErrorInfo error;
-    const std::unique_ptr<WaveFile> file(
-        WaveFile::OpenForWrite(kelcore::ToUTF8String(inRecording.path), inRecording.sampleRate,
-                               inRecording.channels, form.bytes, form.bytes * 8, WaveFile::kIntegerSamples,
-                               UsualLayout(inRecording.channels), inRecording.rf64 ? 1 : 0, error, false));
+    std::unique_ptr<WaveFile> file(WaveFile::OpenForWrite(
+        kelcore::ToUTF8String(inRecording.path), inRecording.sampleRate, inRecording.channels, kForm.bytes,
+        kForm.bytes * 8, WaveFile::kIntegerSamples, UsualLayout(inRecording.channels),
+        inRecording.rf64 ? 1 : 0, error, inRecording.start > 0));
     if (!file)
         throw Failure(inRecording.path + ": " + WhyNot(error));
     WriteComment(*file);
+    return file;
+}
 
+void Write(const Recording& inRecording, WaveFile& outFile, std::int64_t& ioOffset, const Bytes& inSamples) {
+    WaveFile::ExtendedErrorInfo error;
+    const auto count = static_cast<std::int32_t>(inSamples.size());
+    if (!outFile.WriteSampleBytes(ioOffset, count, inSamples.data(), error))
+        throw Failure(inRecording.path + ": " + WhyNot(error));
+    ioOffset += count;
+}
+
+/// From here on, the file reads back complete up to this frame, whatever happens to the process.
+void Checkpoint(const Recording& inRecording, WaveFile& outFile, std::int64_t inFrame) {
+    if (!outFile.FinishBlock())
+        throw Failure(inRecording.path + ": the checkpoint failed");
+    if (inRecording.verbose)
+        std::printf("checkpoint at frame %lld\n", static_cast<long long>(inFrame)), std::fflush(stdout);
+}
+
+int Record(const Recording& inRecording) {
+    const auto file = Create(inRecording);
     const Strings strings(inRecording.sampleRate, inRecording.channels);
     const std::int64_t frames = std::llround(inRecording.seconds * inRecording.sampleRate);
     const std::int64_t framesToCheckpoint =
         std::max(1LL, std::llround(inRecording.checkpointSeconds * inRecording.sampleRate));
-    const std::int64_t blockFrames = BlockFrames(inRecording.channels * form.bytes);
+    const std::int64_t frameBytes = std::int64_t{inRecording.channels} * kForm.bytes;
     Progress progress("recording", frames);
     Planes planes;
-    std::int64_t offset = 0, nextCheckpoint = framesToCheckpoint;
-    for (std::int64_t frame = 0; frame < frames;) {
-        const std::int64_t count = std::min({blockFrames, frames - frame, nextCheckpoint - frame});
+    std::int64_t offset = std::max<std::int64_t>(inRecording.start - 1, 0) * frameBytes;
+    if (inRecording.start > 0)
+        Write(inRecording, *file, offset, Bytes(static_cast<std::size_t>(frameBytes)));
+    for (std::int64_t frame = 0, checkpoints = 0; frame < frames;) {
+        const std::int64_t nextCheckpoint = (checkpoints + 1) * framesToCheckpoint;
+        const std::int64_t count =
+            std::min({BlockFrames(frameBytes), frames - frame, nextCheckpoint - frame});
         strings.Play(frame, count, planes);
-        const Bytes samples = Encode(planes, count, form);
-        if (!file->WriteSampleBytes(offset, static_cast<std::int32_t>(samples.size()), samples.data(), error))
-            throw Failure(inRecording.path + ": " + WhyNot(error));
-        offset += static_cast<std::int64_t>(samples.size());
+        Write(inRecording, *file, offset, Encode(planes, count, kForm));
         frame += count;
         if (frame == nextCheckpoint) {
-            if (!file->FinishBlock())
-                throw Failure(inRecording.path + ": the checkpoint failed");
-            nextCheckpoint += framesToCheckpoint;
+            Checkpoint(inRecording, *file, frame);
+            if (++checkpoints; inRecording.notes > 0 && checkpoints % inRecording.notes == 0) {
+                if (!file->FinishSamples())
+                    throw Failure("the audio before a comment cannot be completed");
+                WriteComment(*file);
+            }
         }
         progress.Show(frame);
     }
@@ -129,6 +156,11 @@ int main(int count, char** arguments) {
     app.add_option("--seconds", recording.seconds, "length")->check(CLI::Range(0.0, 1e6));
     app.add_option("--checkpoint", recording.checkpointSeconds, "seconds between checkpoints")
         ->check(CLI::Range(0.001, 1e6));
-    app.add_flag("--rf64", recording.rf64, "may turn into RF64 when it passes 4 GiB");
+    app.add_option("--start", recording.start, "frames of silence before the signal")
+        ->check(CLI::Range(0LL, 1LL << 40));
+    app.add_option("--notes", recording.notes, "checkpoints from one comment among the audio to the next")
+        ->check(CLI::Range(0, 1000000));
+    app.add_flag("--rf64", recording.rf64, "may turn into RF64 when it passes 4 GiB; takes no comments then");
+    app.add_flag("--verbose", recording.verbose, "prints each checkpoint");
     return Run(app, count, arguments, 1, [&] { return Record(recording); });
 }

@@ -21,6 +21,7 @@ namespace {
 struct Job {
     std::string source, target;
     std::optional<SampleForm> form; ///< only its coding and width count
+    std::int64_t from = 0;          ///< the first frame to write
     bool littleEndian = false;
     bool rf64 = false;
 };
@@ -89,13 +90,14 @@ bool Belongs(std::uint32_t inId, bool inToWave, bool inSameContainer) {
     return !(inToWave ? isOf(kWaveIds) : isOf(kAiffIds)) && (inSameContainer || !isOf(kStorageIds));
 }
 
-void WriteAudio(AudioReader& inSource, const SampleForm& inForm, AudioWriter& outTarget) {
+void WriteAudio(AudioReader& inSource, std::int64_t inFrom, const SampleForm& inForm,
+                AudioWriter& outTarget) {
     const std::int64_t blockFrames =
         BlockFrames(std::max<std::int64_t>(inSource.FrameBytes(), inSource.Channels() * inForm.bytes));
     Progress progress("transcoding", inSource.Frames());
     Bytes samples;
     Planes planes;
-    for (std::int64_t frame = 0; frame < inSource.Frames(); frame += blockFrames) {
+    for (std::int64_t frame = inFrom; frame < inSource.Frames(); frame += blockFrames) {
         const std::int64_t count = std::min(blockFrames, inSource.Frames() - frame);
         if (inSource.Form().SameValues(inForm)) {
             inSource.ReadBytes(frame, count, samples);
@@ -136,7 +138,7 @@ int Transcode(const Job& inJob) {
         }
     };
     writeMetadata(true);
-    WriteAudio(source, form, target);
+    WriteAudio(source, inJob.from, form, target);
     writeMetadata(false);
     target.Finish();
     std::printf("%s: %s, %s\n", inJob.target.c_str(), form.Text().c_str(),
@@ -162,6 +164,7 @@ int main(int count, char** arguments) {
            "bits of integers, or float, double, float16 or float24 (floats on the scale of such integers); "
            "as the source has them if not given")
         ->check(CLI::IsMember(names));
+    app.add_option("--from", job.from, "the first frame to write")->check(CLI::Range(0LL, 1LL << 62));
     app.add_flag("--little-endian", job.littleEndian, "little-endian integers in an AIFF file (sowt)");
     app.add_flag("--rf64", job.rf64, "a wave file may turn into RF64 when it passes 4 GiB");
     return Run(app, count, arguments, 1, [&] {

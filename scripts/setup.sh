@@ -16,7 +16,7 @@ packages_of() {
     docs) echo doxygen ;;
     format) echo clang-format-19 ;;
     portability) echo googletest g++-i686-linux-gnu g++-s390x-linux-gnu g++-aarch64-linux-gnu qemu-user ;;
-    interop) echo sox ffmpeg sndfile-programs ;;
+    interop) echo python3 sox ffmpeg sndfile-programs ;;
     package) echo g++ clang cmake ninja-build pkg-config binutils dpkg-dev ;;
     picture) echo librsvg2-bin ;;
     *)

@@ -84,6 +84,7 @@ rows <<END
 0 | sample bytes kept | transcode source.wav copy.aiff
 0 | bextbeforeiXMLafterLISTINFOSSND1032547698badcfe | printable copy.aiff
 0 | The audio is equal. | hash_compare source.wav copy.aiff
+0 | data89abcdefiXMLafter | transcode source.wav part.wav --from 2; printable part.wav
 0 | | describe source.wav | diff described -
 0 | channel  1  peak   -6.02 dBFS  RMS   -6.02 dBFS  front left | decode square.wav
 0 | channel  2  peak    0.00 dBFS  RMS   -3.01 dBFS  front right | decode square.wav
@@ -106,6 +107,8 @@ END
 
 rows <<END
 0 | 3 channels | record source.wav --channels 3 --rate 8000 --seconds 2
+0 | checkpoint at frame 12000 | record notes.wav --seconds 0.3 --checkpoint 0.05 --notes 2 --verbose
+0 | RIFF, several data chunks | describe notes.wav
 0 | from the peaks in stored | waveform source.wav picture.svg --width 100 --peaks stored
 0 | 3 | grep -c '<path' picture.svg
 0 | 4848 | wc -c <stored # 3 channels of two counts, a block size and 16,000 / 80 datums
