@@ -1,3 +1,30 @@
+# What takes more than a compiler is built where that is found, unless KELAUDIOFILE_BUILD_<kind> says ON or OFF.
+# KELAUDIOFILE_WITH_<kind> says what came of it.
+#   kelaudiofile_optional(<kind> <CMake package> <Debian package>)
+function(kelaudiofile_optional kind package debian)
+    set(build KELAUDIOFILE_BUILD_${kind})
+    set(default OFF)
+    if(PROJECT_IS_TOP_LEVEL)
+        set(default AUTO)
+    endif()
+    set(${build} ${default} CACHE STRING "ON, OFF, or AUTO: where ${package} is found")
+    set_property(CACHE ${build} PROPERTY STRINGS AUTO ON OFF)
+
+    set(with OFF)
+    string(TOLOWER ${kind} name)
+    if(${build} STREQUAL "AUTO" OR ${build})
+        find_package(${package} QUIET)
+        set(with ${${package}_FOUND})
+        set(missing "The ${name} need ${package} (on Debian: apt-get install ${debian})")
+        if(NOT with AND ${build} STREQUAL "AUTO")
+            message(STATUS "${missing}: left out")
+        elseif(NOT with)
+            message(FATAL_ERROR "${missing}, or set ${build} to OFF.")
+        endif()
+    endif()
+    set(KELAUDIOFILE_WITH_${kind} ${with} PARENT_SCOPE)
+endfunction()
+
 # Settings are given to our own targets one by one, so that a host that takes us in by add_subdirectory keeps its own.
 
 function(kelaudiofile_sanitize target)
@@ -36,9 +63,9 @@ function(kelaudiofile_part target)
     target_link_libraries(${target} PRIVATE ${PART_SEES})
 endfunction()
 
-# Loops over samples: vector code wants -O3, also where the host builds with -O2.
+# Loops over samples: vector code wants -O3, also where the host builds with -O2 or without a build type.
 function(kelaudiofile_optimize_loops target)
-    target_compile_options(${target} PRIVATE $<$<CONFIG:Release,RelWithDebInfo>:-O3>)
+    target_compile_options(${target} PRIVATE $<$<NOT:$<CONFIG:Debug,MinSizeRel>>:-O3>)
 endfunction()
 
 # Programs of which nothing is hot but the library: most of what is compiled for them are other people's headers, which

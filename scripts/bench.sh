@@ -9,7 +9,7 @@ sh scripts/setup.sh bench
 cmake --preset bench -DDR_WAV_FOLDER="${DR_WAV_FOLDER:-}" > /dev/null
 cmake --build --preset bench
 programs=build/bench/benchmarks
-processor=$(sed -n 's/^model name[^:]*: //p' /proc/cpuinfo | head -n 1)
+processor=$(sed -n 's/^model name[^:]*: //p' /proc/cpuinfo 2> /dev/null | head -n 1) || true
 {
     cat <<TEXT
 # Performance

@@ -13,7 +13,7 @@ case "${1:-}" in
     ;;
 esac
 if [ $# -gt 0 ] && [ ! -f "$1" ]; then
-    echo "demo: there is no file $1" >&2
+    if [ -d "$1" ]; then echo "demo: $1 is a folder" >&2; else echo "demo: there is no file $1" >&2; fi
     exit 1
 fi
 
@@ -23,7 +23,9 @@ out=${DEMO_OUT:-$root/build/demo}
 mkdir -p "$out"
 setup build
 preset=${DEMO_PRESET:-release}
-(cd "$root" && cmake --preset "$preset" && cmake --build --preset "$preset") >"$out/build.log" 2>&1 || {
+say "Building the programs (a minute or two; what the compiler says goes to $out/build.log)"
+(cd "$root" && cmake --preset "$preset" -DKELAUDIOFILE_BUILD_EXAMPLES=ON && cmake --build --preset "$preset") \
+    >"$out/build.log" 2>&1 || {
     cat "$out/build.log" >&2
     exit 1
 }

@@ -26,8 +26,8 @@ for machine; do
         cmake --build "$build/gtest-build" --target install >/dev/null
     fi
     cmake -S . -B "$build" $cross -DCMAKE_BUILD_TYPE=Release -DCMAKE_CROSSCOMPILING_EMULATOR="$emulator" \
-        -DGTest_DIR="$PWD/$build/gtest/lib/cmake/GTest" -DKELAUDIOFILE_BUILD_EXAMPLES=OFF \
-        -DKELAUDIOFILE_WARNINGS_AS_ERRORS=OFF >/dev/null
+        -DGTest_DIR="$PWD/$build/gtest/lib/cmake/GTest" -DKELAUDIOFILE_BUILD_TESTS=ON \
+        -DKELAUDIOFILE_BUILD_EXAMPLES=OFF -DKELAUDIOFILE_BUILD_BENCHMARKS=OFF >/dev/null
     cmake --build "$build"
     ctest --test-dir "$build" --output-on-failure --timeout 1200 -j "$(nproc)" || failed="$failed $machine"
 done

@@ -6,7 +6,7 @@
 
 packages_of() {
     case "$1" in
-    build) echo g++ cmake ninja-build libcli11-dev ;;
+    build) echo g++ cmake make libcli11-dev ;;
     test) echo g++ cmake ninja-build libcli11-dev libgtest-dev ;;
     sanitize) echo clang libclang-rt-dev llvm cmake ninja-build libgtest-dev ;;
     fuzz) echo clang libclang-rt-dev llvm cmake ninja-build python3 ;;
@@ -28,9 +28,9 @@ packages_of() {
 
 say_what_is_needed() {
     echo "This system has no apt-get. Please install, if missing:" >&2
-    echo "  to build:     a C++20 compiler (g++ 12 or clang 14, or later), CMake 3.25, Ninja, CLI11" >&2
-    echo "  for the tests: GoogleTest; clang with its sanitizer run-time library for the sanitized ones" >&2
-    echo "  for interop:  SoX, FFmpeg, the programs of libsndfile (tests are skipped where one is missing)" >&2
+    echo "  to build:      a C++20 compiler (g++ 12 or clang 14, or later), CMake 3.25; CLI11 for the examples" >&2
+    echo "  for the tests: Ninja, CLI11, GoogleTest; clang with its sanitizer library for the sanitized ones" >&2
+    echo "  for interop:   SoX, FFmpeg, the programs of libsndfile (tests are skipped where one is missing)" >&2
 }
 
 setup() {
@@ -40,7 +40,7 @@ setup() {
     done
 
     if ! command -v apt-get >/dev/null || ! command -v dpkg-query >/dev/null; then
-        if command -v cmake >/dev/null && command -v ninja >/dev/null && command -v c++ >/dev/null; then
+        if command -v cmake >/dev/null && command -v c++ >/dev/null; then
             return 0 # CMake names whatever else is missing
         fi
         say_what_is_needed

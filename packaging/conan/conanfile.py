@@ -27,7 +27,7 @@ class Kelaudiofile(ConanFile):
     def generate(self):
         CMakeDeps(self).generate()
         toolchain = CMakeToolchain(self)
-        for option in ("BUILD_TESTS", "BUILD_EXAMPLES", "WARNINGS_AS_ERRORS"):
+        for option in ("BUILD_TESTS", "BUILD_EXAMPLES", "BUILD_BENCHMARKS"):
             toolchain.cache_variables[f"KELAUDIOFILE_{option}"] = False
         toolchain.generate()
 

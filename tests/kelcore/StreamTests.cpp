@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <array>
-#include <fcntl.h>
 #include <memory>
+
+#include <fcntl.h>
+#include <sys/stat.h>
 
 #include "support/Faults.h"
 #include "support/Files.h"
@@ -133,11 +135,12 @@ TEST_F(InputStream, DescriptorsCloseOnExecAndOnDestruction) {
         IPlatformByteStream in(mFolder.File("file"), Flags(0));
         OPlatformByteStream out(mFolder.File("file"), Flags(0));
         EXPECT_EQ(mCalls.OpenDescriptors(), 2);
+        struct stat file = {}, opened = {};
+        ASSERT_EQ(::stat(mFolder.Path("file").c_str(), &file), 0);
         int found = 0;
         for (int descriptor = 3; descriptor < 64; ++descriptor) {
-            std::error_code error;
-            const auto link = "/proc/self/fd/" + std::to_string(descriptor);
-            if (std::filesystem::read_symlink(link, error) != mFolder.Path("file"))
+            if (::fstat(descriptor, &opened) != 0 || opened.st_dev != file.st_dev ||
+                opened.st_ino != file.st_ino)
                 continue;
             ++found;
             EXPECT_TRUE(::fcntl(descriptor, F_GETFD) & FD_CLOEXEC);
