@@ -89,7 +89,7 @@ rows <<END
 0 | channel  1  peak   -6.02 dBFS  RMS   -6.02 dBFS  front left | decode square.wav
 0 | channel  2  peak    0.00 dBFS  RMS   -3.01 dBFS  front right | decode square.wav
 0 | peak 1 | readme square.wav
-0 | | sed -n '/^\`\`\`cpp$/,/^\`\`\`$/p' $top/README.md | grep -v '^\`\`\`' | diff - $top/examples/readme.cpp
+0 | | sed -n '/^\`\`\`cpp$/,/^\`\`\`$/p' "$top/README.md" | grep -v '^\`\`\`' | diff - "$top/examples/readme.cpp"
 END
 
 # Layouts of an AIFF file, by their labels: what we read in it, and in the wave file that is made of it.
