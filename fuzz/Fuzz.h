@@ -4,26 +4,23 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <iterator>
+#include <memory>
+#include <utility>
 
 #include "support/Files.h"
 
-/// What the fuzz targets share: the input as a file or as a row of choices, and the end of a run that went
-/// wrong.
+/// What the fuzz targets share: the input as a file or as a row of choices, and the end of a run that failed.
 namespace fuzz {
 
 using testing_support::Bytes;
 
-/// Ends the run, so that the fuzzer keeps the input.
-[[noreturn]] inline void Fail(const char* inWhat, const char* inFile, int inLine) {
-    std::fprintf(stderr, "%s:%d: not so: %s\n", inFile, inLine, inWhat);
-    std::abort();
-}
+/// Ends the run if something is not so, and the fuzzer keeps the input.
+#define FUZZ_REQUIRE(condition)                                                                              \
+    ((condition)                                                                                             \
+         ? void()                                                                                            \
+         : (std::fprintf(stderr, "%s:%d: not so: %s\n", __FILE__, __LINE__, #condition), std::abort()))
 
-#define FUZZ_REQUIRE(condition) ((condition) ? void() : fuzz::Fail(#condition, __FILE__, __LINE__))
-
-/// A folder for the files of this process. Quick where the temporary folder is memory, as scripts/fuzz.sh
-/// sees to.
+/// A folder for the files of this process, in memory where scripts/fuzz.sh finds a place there.
 inline const testing_support::TemporaryFolder& Folder() {
     static const testing_support::TemporaryFolder folder;
     return folder;
@@ -35,6 +32,44 @@ inline kelcore::filesupport::File FileOf(const Bytes& inBytes) {
     return Folder().File("input");
 }
 
+inline bool LiesIn(const Bytes& inFile, const Bytes& inPart) {
+    return std::search(inFile.begin(), inFile.end(), inPart.begin(), inPart.end()) != inFile.end();
+}
+
+/// All that a host can read of an open file.
+struct Contents {
+    std::vector<std::pair<std::uint32_t, Bytes>> metadata{}; ///< ids and data
+    Bytes samples;
+
+    template <typename File>
+    Contents(File& ioFile, const Bytes& inFile) : samples(inFile.size()) {
+        std::uint32_t id = 0;
+        std::int64_t size = 0;
+        double position = 0;
+        for (std::int32_t index = 0; ioFile.GetMetadataInfo(index, id, size, position); ++index) {
+            Bytes whole(static_cast<std::size_t>(size));
+            FUZZ_REQUIRE(ioFile.ReadMetadataChunk(index, 0, size, whole.data()));
+            FUZZ_REQUIRE(LiesIn(inFile, whole) && position >= 0 && position <= 1);
+            metadata.emplace_back(id, Bytes(whole.begin() + 8, whole.end()));
+        }
+        std::int64_t done = 0;
+        for (std::int64_t piece = 4099; piece > 0; piece /= 3)
+            while (ioFile.ReadSampleBytes(done, piece, samples.data() + done))
+                done += piece;
+        samples.resize(static_cast<std::size_t>(done));
+    }
+
+    template <typename File>
+    void WriteTo(File& ioFile) const {
+        typename File::ExtendedErrorInfo error;
+        const auto count = [](const Bytes& bytes) { return static_cast<std::int32_t>(bytes.size()); };
+        for (const auto& [id, data] : metadata)
+            FUZZ_REQUIRE(ioFile.StartMetadatumWrite(id) && ioFile.MetadatumWrite(data.data(), count(data)) &&
+                         ioFile.FinishMetadatumWrite());
+        FUZZ_REQUIRE(ioFile.WriteSampleBytes(0, count(samples), samples.data(), error));
+    }
+};
+
 /// The input as a row of choices; when it has run out, zeros.
 class Choices {
 public:
@@ -44,17 +79,8 @@ public:
 
     /// @return a number below the limit, 0 if there is none.
     std::uint32_t operator()(std::uint32_t inLimit) {
-        if (inLimit == 0)
-            return 0;
-        return static_cast<std::uint32_t>(Number(inLimit <= 0x100     ? 1
-                                                 : inLimit <= 0x10000 ? 2
-                                                                      : 4)) %
-               inLimit;
-    }
-    /// @return an element of a table.
-    template <typename Table>
-    const auto& Of(const Table& inTable) {
-        return inTable[(*this)(static_cast<std::uint32_t>(std::size(inTable)))];
+        const std::uint64_t number = Number(inLimit <= 0x100 ? 1 : inLimit <= 0x10000 ? 2 : 4);
+        return inLimit == 0 ? 0 : static_cast<std::uint32_t>(number % inLimit);
     }
     /// @return any number of this many bytes.
     std::uint64_t Number(int inByteCount) {
@@ -63,32 +89,11 @@ public:
             number = number << 8 | *mPlace++;
         return number;
     }
-    /// @return the next bytes, fewer where the input ends.
-    Bytes Take(std::size_t inCount) {
-        const std::uint8_t* const from = mPlace;
-        mPlace += std::min(inCount, static_cast<std::size_t>(mEnd - mPlace));
-        return Bytes(from, mPlace);
-    }
-    Bytes Rest() { return Take(static_cast<std::size_t>(mEnd - mPlace)); }
+    Bytes Rest() { return Bytes(std::exchange(mPlace, mEnd), mEnd); }
 
 private:
     const std::uint8_t* mPlace;
     const std::uint8_t* mEnd;
 };
-
-/// @return the number of this many bytes that lie there, the lowest first; 0 if they do not all lie inside.
-inline std::uint64_t Little(const Bytes& inBytes, std::uint64_t inPlace, unsigned inByteCount) {
-    std::uint64_t number = 0;
-    if (inPlace > inBytes.size() || inByteCount > inBytes.size() - inPlace)
-        return 0;
-    for (unsigned i = 0; i < inByteCount; ++i)
-        number |= std::uint64_t{inBytes[inPlace + i]} << 8 * i;
-    return number;
-}
-
-inline Bytes Part(const Bytes& inBytes, std::uint64_t inPlace, std::uint64_t inCount) {
-    const auto from = inBytes.begin() + static_cast<std::ptrdiff_t>(inPlace);
-    return Bytes(from, from + static_cast<std::ptrdiff_t>(inCount));
-}
 
 } // namespace fuzz

@@ -9,14 +9,13 @@ using namespace convert_tests;
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     kelaccelerate::AllowWideVectors(size % 2 == 0);
     fuzz::Choices choose(data, size);
-    const Routine& routine = choose.Of(kRoutines);
+    const Routine& routine = kRoutines[choose(static_cast<std::uint32_t>(std::size(kRoutines)))];
     const auto channels = static_cast<std::int32_t>(1 + choose(12));
     const fuzz::Bytes input = choose.Rest();
 
     // As many samples as the input has bytes for, in blocks of exactly the size that the call may touch.
-    const std::size_t gap = routine.strided == Routine::kSource
-                                ? routine.sourceBytes * (static_cast<std::size_t>(channels) - 1)
-                                : 0;
+    const int skipped = routine.strided == Routine::kSource ? channels - 1 : 0;
+    const std::size_t gap = routine.sourceBytes * static_cast<std::size_t>(skipped);
     const auto count = static_cast<std::int32_t>((input.size() + gap) / (routine.sourceBytes + gap));
     const Call call{routine, count, channels};
     const fuzz::Bytes source(input.end() - static_cast<std::ptrdiff_t>(call.sourceReach), input.end());

@@ -157,11 +157,9 @@ def scripts():
 
 SEEDS = {
     "riff_scan": wave_files,
-    "wave_format": FORMATS.items,
     "wave_open": wave_files,
     "wave_write": scripts,
     "aiff_open": aiff_files,
-    "aiff_write": scripts,
     "id3": id3_streams,
     "peak_edit": scripts,
     "peak_load": peak_streams,

@@ -8,11 +8,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     testing_support::PeakEditor editor(choose);
     for (int steps = 0; !choose.empty() && steps < 100; ++steps) {
         const std::string edit = editor.Step();
-        std::string difference = editor.Compare();
-        if (difference.empty())
-            difference = editor.CompareResampling();
-        if (difference.empty() && choose(8) == 0)
-            difference = editor.CompareQueries();
+        const std::string difference =
+            editor.Compare() + editor.CompareResampling() + (choose(8) == 0 ? editor.CompareQueries() : "");
         if (!difference.empty())
             std::fprintf(stderr, "after %s: %s\n", edit.c_str(), difference.c_str());
         FUZZ_REQUIRE(difference.empty());

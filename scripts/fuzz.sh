@@ -34,6 +34,7 @@ shift
 setup fuzz
 cmake --preset fuzz >/dev/null
 cmake --build --preset fuzz
+rm -rf build/fuzz/seeds
 python3 fuzz/make_seeds.py build/fuzz/seeds
 [ $# -gt 0 ] || set -- $(ls build/fuzz/seeds)
 

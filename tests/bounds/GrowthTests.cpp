@@ -12,7 +12,7 @@
 #include "kelaudiofile/ResamplePeakData.h"
 #include "kelaudiofile/WaveFile.h"
 #include "support/MemoryStream.h"
-#include "wav/RiffImage.h"
+#include "wav/WaveTest.h"
 
 namespace {
 
@@ -28,6 +28,8 @@ namespace {
 
 using namespace kelaudiofile;
 using namespace testing_support;
+
+constexpr std::uint32_t kListId = bytes::FourCC("LIST");
 
 /// Work that came out as it should.
 using Work = std::function<bool()>;
@@ -86,15 +88,14 @@ TEST(Growth, WithTheChunksOfAWaveFile) {
     const TemporaryFolder folder;
     const kelcore::UTF8String path = folder.PathText("file");
     const auto put = [&](int inCount) { // data and metadata in turn, all of them with a row in the table
-        RiffImage image(riff::kRf64Id);
-        image
-            .Ds64({.dataSize = 4,
-                   .rows =
-                       decltype(RiffImage::Ds64Image::rows)(static_cast<std::size_t>(inCount), {kListId, 2})})
-            .Format();
+        const std::vector<std::pair<std::uint32_t, std::uint64_t>> rows(static_cast<std::size_t>(inCount),
+                                                                        {kListId, 2});
+        auto image =
+            wave_tests::Riff("RF64").Chunk("ds64", wave_tests::Ds64Image{.dataSize = 4, .rows = rows});
+        image.Chunk("fmt ", wave_tests::FormatImage());
         for (int i = 0; i < inCount; ++i)
-            image.Chunk(kListId, 2).Chunk(riff::kDataId, 4);
-        WriteFile(folder.Path("file"), image.Bytes());
+            image.Chunk("LIST", {1, 2}).Chunk("data", {1, 2, 3, 4});
+        WriteFile(folder.Path("file"), image);
     };
     const auto open = [=](int inCount) {
         WaveFile::ExtendedErrorInfo error;

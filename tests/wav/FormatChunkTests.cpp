@@ -3,47 +3,30 @@
 #include <algorithm>
 #include <sstream>
 
-#include "RiffImage.h"
+#include "WaveFormatChunkWriter.h"
+#include "WaveTest.h"
 #include "kelaudiofile/WaveFormatChunkReader.h"
-#include "support/Faults.h"
+#include "kelcore/debug.h"
 
-using namespace kelaudiofile;
-using namespace testing_support;
-using Format = AudioCharacteristics;
+using namespace wave_tests;
+using kelaudiofile::RiffChunkReader, kelaudiofile::WaveFormatChunkReader;
+using Characteristics = kelaudiofile::AudioCharacteristics;
 
 namespace {
 
-class FormatChunk : public testing::Test {
-protected:
-    /// Reads bytes that lie anywhere in a file as a chunk; without a size of its own the chunk ends with
-    /// them.
-    Format Decode(const Bytes& inData, std::optional<std::int64_t> inSize = {}, bool inStreamFlag = false) {
-        std::filesystem::remove(mFolder.Path("file"));
-        WriteFile(mFolder.Path("file"), Image().Add(Bytes(5, 0xEE)).Add(inData));
-        RiffChunkReader::RiffChunkInfo chunk;
-        chunk.chunkID = kListId; // not looked at
-        chunk.dataOffset = 5;
-        chunk.chunkSize = inSize.value_or(std::ssize(inData));
-        return WaveFormatChunkReader(mFolder.File("file"), chunk, inStreamFlag).GetAudioCharacteristics();
-    }
-
-    const faults::Scope mScope;
-    const TemporaryFolder mFolder;
-};
+constexpr std::uint16_t kExtensible = 0xFFFE;
 
 /// All of a record in a line, such as "PCM 1, 2 x 2 bytes, 16 bits, valid 12, for 100 101, extra 7 8". A rate
 /// of 48,000 Hz is left out, and so are valid bits that are all bits.
-std::string Describe(const Format& inFormat) {
-    static constexpr const char* kStatus[] = {"", "not found", "too large", "failed"};
+std::string Describe(const Characteristics& inFormat) {
+    static constexpr const char* kStatus[] = {"", "not found: ", "too large: ", "failed: "};
     static constexpr const char* kCategories[] = {
-        "PCM", "float", "ADPCM", "IMA ADPCM", "A-law", "mu-law", "GSM", "Ambisonic PCM", "Ambisonic float"};
+        "unknown", "PCM",    "float", "ADPCM",         "IMA ADPCM",
+        "A-law",   "mu-law", "GSM",   "Ambisonic PCM", "Ambisonic float"};
     std::ostringstream text;
-    if (inFormat.status != Format::kChunkReadOK)
-        text << kStatus[inFormat.status] << ": ";
-    text << (inFormat.formatCategory == Format::kWaveFormatUnknown ? "unknown"
-                                                                   : kCategories[inFormat.formatCategory])
-         << ' ' << inFormat.formatTag << ", " << inFormat.numChannels << " x " << inFormat.bytesPerSample
-         << " bytes, " << inFormat.bitsPerSample << " bits";
+    text << kStatus[inFormat.status] << kCategories[inFormat.formatCategory + 1] << ' ' << inFormat.formatTag
+         << ", " << inFormat.numChannels << " x " << inFormat.bytesPerSample << " bytes, "
+         << inFormat.bitsPerSample << " bits";
     if (inFormat.sampleRate != 48000)
         text << ", " << inFormat.sampleRate << " Hz";
     if (inFormat.validBitsPerSample != inFormat.bitsPerSample)
@@ -52,119 +35,209 @@ std::string Describe(const Format& inFormat) {
     for (const auto channel : inFormat.channelLayout)
         text << ' ' << channel.Value();
     text << (inFormat.extraFormatBytes.empty() ? "" : ", extra");
-    for (std::size_t i = 0; i < std::min<std::size_t>(inFormat.extraFormatBytes.size(), 30); ++i)
-        text << ' ' << int{inFormat.extraFormatBytes[i]};
+    for (const int byte : inFormat.extraFormatBytes)
+        text << ' ' << byte;
     text << (inFormat.containerKind == 0 ? "" : ", container");
     return text.str();
 }
 
-Bytes Sized(std::size_t inSize, Bytes inBytes = FormatImage().Data()) {
+class FormatChunk : public WaveTest {
+protected:
+    /// Reads bytes that lie anywhere in a file as a chunk, which ends with them unless it has a size of its
+    /// own.
+    Characteristics Decode(const Bytes& inData, std::optional<std::int64_t> inSize = {}) {
+        Put(Image().Fill(5, 0xEE).Add(inData));
+        const RiffChunkReader::RiffChunkInfo chunk{FourCC("LIST"), inSize.value_or(std::ssize(inData)), 0, 5,
+                                                   false};
+        return WaveFormatChunkReader(mFolder.File("file"), chunk, inData.size() % 2 == 1)
+            .GetAudioCharacteristics();
+    }
+    /// Writes a record. @return size and meaning of its chunk.
+    std::string Written(const Characteristics& inRecord) {
+        std::filesystem::remove(mFolder.Path("file"));
+        kelaudiofile::RiffChunkWriter writer;
+        writer.Initialize(mFolder.File("file"), FourCC("WAVE"), false, false);
+        WriteWaveFormatChunk(writer, inRecord);
+        writer.EndFile(0);
+        const RiffChunkReader scan(mFolder.File("file"), false);
+        const auto& chunks = scan.GetFileInfo().chunks;
+        const WaveFormatChunkReader reader(mFolder.File("file"), scan.GetFileInfo(), false);
+        return std::to_string(chunks.empty() ? 0 : chunks[0].chunkSize) + ": " +
+               Describe(reader.GetAudioCharacteristics());
+    }
+};
+
+Bytes Sized(std::size_t inSize, Bytes inBytes = FormatImage()) {
     inBytes.resize(inSize);
     return inBytes;
 }
 
-constexpr std::uint16_t kExtensible = 0xFFFE;
-const char kPlain[] = "PCM 1, 2 x 2 bytes, 16 bits";
+const std::string kPlain = "PCM 1, 2 x 2 bytes, 16 bits", kNothing = "unknown 0, 0 x 0 bytes, 0 bits, 0 Hz";
 
 } // namespace
 
 TEST_F(FormatChunk, FieldsAndLengths) {
-    const Bytes extensible = FormatImage{.tag = kExtensible, .tail = ExtensibleTail(16, 3, 1)}.Data();
-    const auto extended = [](Bytes bytes) { return FormatImage{.tail = std::move(bytes)}.Data(); };
+    const Bytes extensible = FormatImage{.tag = kExtensible, .tail = ExtensibleTail(16, 3, 1)};
+    const auto extended = [](Bytes bytes) { return FormatImage{.tail = std::move(bytes)}; };
     const auto wide = [](std::uint16_t validBits, std::uint32_t mask) {
-        return FormatImage{kExtensible, 4, 48000, 16, 32, ExtensibleTail(validBits, mask, 1)}.Data();
+        return FormatImage{kExtensible, 4, 48000, 16, 32, ExtensibleTail(validBits, mask, 1)};
     };
     // clang-format off
     const struct { const char* name; Bytes data; std::string expected; } kCases[] = {
-        {"16 bytes", FormatImage().Data(), kPlain},
+        {"16 bytes", FormatImage(), kPlain},
         {"14 bytes: bits from the block align", Sized(14), kPlain},
-        {"15 bytes: half a field counts as none", Sized(15, FormatImage{.bits = 12}.Data()), kPlain},
+        {"15 bytes: half a field counts as none", Sized(15, FormatImage{.bits = 12}), kPlain},
         {"12 bytes: no block align", Sized(12), "PCM 1, 2 x 0 bytes, 0 bits"},
-        {"3 bytes: the tag alone", Sized(3), "PCM 1, 0 x 0 bytes, 0 bits, 0 Hz"},
-        {"1 byte: no tag", Sized(1), "unknown 0, 0 x 0 bytes, 0 bits, 0 Hz"},
-        {"no byte", {}, "unknown 0, 0 x 0 bytes, 0 bits, 0 Hz"},
+        {"1 byte: no tag", Sized(1), kNothing},
+        {"no byte", {}, kNothing},
         {"17 bytes: half an extension size", extended({1}), kPlain},
-        {"20 bytes, an extension of 2", extended({2, 0, 7, 8}), std::string(kPlain) + ", extra 7 8"},
+        {"20 bytes, an extension of 2", extended({2, 0, 7, 8}), kPlain + ", extra 7 8"},
         {"20 bytes, an extension of 3", extended({3, 0, 7, 8}), kPlain},
-        {"20 bytes, an extension of 1", extended({1, 0, 7, 8}), std::string(kPlain) + ", extra 7"},
-        {"no channels", FormatImage{.channels = 0}.Data(), "PCM 1, 0 x 4 bytes, 16 bits"},
-        {"-1 channels", FormatImage{.channels = 0xFFFF}.Data(), "PCM 1, -1 x 4 bytes, 16 bits"},
-        {"only the channels are signed", Sized(14, FormatImage{1, 0x8000, 0x80000001, 0xFFFF}.Data()),
+        {"20 bytes, an extension of 1", extended({1, 0, 7, 8}), kPlain + ", extra 7"},
+        {"-1 channels", FormatImage{.channels = 0xFFFF}, "PCM 1, -1 x 4 bytes, 16 bits"},
+        {"only the channels are signed", Sized(14, FormatImage{1, 0x8000, 0x80000001, 0xFFFF}),
          "PCM 1, -32768 x 65535 bytes, 524280 bits, 2147483649 Hz"},
-        {"block align 7", FormatImage{.blockAlign = 7}.Data(), "PCM 1, 2 x 3 bytes, 16 bits"},
-        {"40 bytes with another tag", extended(ExtensibleTail(16, 3, 1)),
-         std::string(kPlain) + ", extra 16 0 3 0 0 0 1 0 0 0 0 0 16 0 128 0 0 170 0 56 155 113"},
-        {"extensible, bytes behind", Sized(60, extensible), "PCM 65534, 2 x 2 bytes, 16 bits, for 100 101"},
-        {"extensible, 39 bytes: an unknown tag", Sized(39, extensible), "unknown 65534, 2 x 2 bytes, 16 bits"},
-        {"extensible, 39 bytes, an extension that fits",
-         Sized(39, FormatImage{.tag = kExtensible, .tail = {2, 0, 24, 0}}.Data()),
+        {"block align 7", FormatImage{.blockAlign = 7}, "PCM 1, 2 x 3 bytes, 16 bits"},
+        {"extensible, more bytes follow", Sized(60, extensible), "PCM 65534, 2 x 2 bytes, 16 bits, for 100 101"},
+        {"extensible, 39 bytes: an unknown tag", Sized(39, FormatImage{.tag = kExtensible, .tail = {2, 0, 24, 0}}),
          "unknown 65534, 2 x 2 bytes, 16 bits, extra 24 0"},
         {"24 valid bits in 32", wide(24, 0x33), "PCM 65534, 4 x 4 bytes, 32 bits, valid 24, for 100 101 104 105"},
         {"65,535 valid bits, few positions", wide(0xFFFF, 0xFFFC0003),
          "PCM 65534, 4 x 4 bytes, 32 bits, valid 65535, for 100 101 0 0"},
     };
     // clang-format on
-    for (const auto& row : kCases) {
-        SCOPED_TRACE(row.name);
-        EXPECT_EQ(Describe(Decode(row.data, {}, (&row - kCases) % 2 == 1)), row.expected);
-    }
-    const Format largest = Decode(Sized(65536, extended({0xEE, 0xFF}))); // an extension of 65,518 bytes
-    EXPECT_EQ(largest.extraFormatBytes.size(), 65518u);
+    for (const auto& row : kCases)
+        EXPECT_EQ(Describe(Decode(row.data)), row.expected) << row.name;
+    EXPECT_EQ(Decode(Sized(65536, extended({0xEE, 0xFF}))).extraFormatBytes.size(), 65518u) << "the largest";
 }
 
 TEST_F(FormatChunk, TagsAndSubformats) {
     // clang-format off
-    const struct { std::uint16_t tag; std::string plain, subformat, ambisonic; } kTags[] = {
+    const struct { std::uint16_t tag; const char *plain, *subformat, *ambisonic; } kTags[] = {
         {1, "PCM", "PCM", "Ambisonic PCM"}, {3, "float", "float", "Ambisonic float"}, {2, "ADPCM", "ADPCM", "unknown"},
         {6, "A-law", "A-law", "unknown"}, {7, "mu-law", "mu-law", "unknown"}, {0x11, "IMA ADPCM", "unknown", "unknown"},
-        {0x31, "GSM", "unknown", "unknown"}, {0, "unknown", "unknown", "unknown"}, {0x101, "unknown", "unknown",
-         "unknown"},
+        {0x31, "GSM", "unknown", "unknown"}, {0x101, "unknown", "unknown", "unknown"},
     };
     // clang-format on
     for (const auto& row : kTags) {
-        SCOPED_TRACE(row.tag);
         const auto subformat = [&](const Bytes& guidEnd) {
-            return Describe(Decode(
-                FormatImage{.tag = kExtensible, .tail = ExtensibleTail(16, 3, row.tag, guidEnd)}.Data()));
+            const std::string text = Describe(
+                Decode(FormatImage{.tag = kExtensible, .tail = ExtensibleTail(16, 3, row.tag, guidEnd)}));
+            return text.substr(0, text.find(" 65534"));
         };
-        const std::string rest = " 65534, 2 x 2 bytes, 16 bits, for 100 101";
-        EXPECT_EQ(Describe(Decode(FormatImage{.tag = row.tag}.Data())),
-                  row.plain + ' ' + std::to_string(row.tag) + ", 2 x 2 bytes, 16 bits");
-        EXPECT_EQ(subformat(kPlainGuidEnd), row.subformat + rest);
-        EXPECT_EQ(subformat(kAmbisonicGuidEnd), row.ambisonic + rest);
+        EXPECT_EQ(Describe(Decode(FormatImage{.tag = row.tag})),
+                  row.plain + (' ' + std::to_string(row.tag)) + ", 2 x 2 bytes, 16 bits");
+        EXPECT_EQ(subformat(kPlainGuidEnd), row.subformat) << row.tag;
+        EXPECT_EQ(subformat(kAmbisonicGuidEnd), row.ambisonic) << row.tag;
         for (std::size_t i = 0; i < kPlainGuidEnd.size(); ++i) { // every byte of a subformat counts
             Bytes end = kPlainGuidEnd;
             end[i] ^= 0x20;
-            EXPECT_EQ(subformat(end), "unknown" + rest) << i;
+            EXPECT_EQ(subformat(end), "unknown") << i;
         }
     }
 }
 
-TEST_F(FormatChunk, Status) {
-    const std::string nothing = ": unknown 0, 0 x 0 bytes, 0 bits, 0 Hz";
-    const Bytes data = FormatImage().Data();
-    EXPECT_EQ(Format().status, Format::kChunkReadFailed);
-    EXPECT_EQ(Describe(Decode(data, 65537)), "too large" + nothing) << "before anything is read";
-    EXPECT_EQ(Describe(Decode(data, INT64_MAX)), "too large" + nothing);
-    EXPECT_EQ(Describe(Decode(data, INT64_MIN)), "failed" + nothing);
-    EXPECT_EQ(Describe(Decode(data, 17)), "failed" + nothing) << "past the end of the file";
+TEST_F(FormatChunk, ChunksThatCannotBeRead) {
+    EXPECT_EQ(Characteristics().status, Characteristics::kChunkReadFailed);
+    EXPECT_EQ(Describe(Decode(FormatImage(), 65537)), "too large: " + kNothing) << "before anything is read";
+    EXPECT_EQ(Describe(Decode(FormatImage(), INT64_MIN)), "failed: " + kNothing);
+    EXPECT_EQ(Describe(Decode(FormatImage(), 17)), "failed: " + kNothing) << "past the end of the file";
 
     RiffChunkReader::RiffFileInfo info;
     const auto read = [&](const char* name) {
-        return WaveFormatChunkReader(mFolder.File(name), info, false);
+        return Describe(WaveFormatChunkReader(mFolder.File(name), info, false).GetAudioCharacteristics());
     };
-    info.chunks = {{kListId, 16, 0, 8, false}};
+    info.chunks = {{FourCC("LIST"), 16, 0, 5, false}};
     faults::SystemCalls() = {};
-    EXPECT_EQ(Describe(read("file").GetAudioCharacteristics()), "not found" + nothing);
+    EXPECT_EQ(read("file"), "not found: " + kNothing);
     EXPECT_EQ(faults::SystemCalls().calls, 0u) << "without a format chunk the file is not touched";
-    EXPECT_EQ(WaveFormatChunkReader::FindChunk(info.chunks), info.chunks.end());
+    info.chunks.insert(info.chunks.end(),
+                       {{FourCC("fmt "), 16, 0, 5, false}, {FourCC("fmt "), 99, 0, 5, false}});
+    EXPECT_EQ(read("file"), kPlain);
+    EXPECT_EQ(read("none"), "failed: " + kNothing);
+}
 
-    const auto id = WaveFormatChunkReader::GetChunkID();
-    EXPECT_EQ(id, 0x20746D66u);
-    info.chunks = {{kListId, 16, 0, 0, false}, {id, 16, 0, 5, false}, {id, 99, 0, 5, false}};
-    WaveFormatChunkReader reader = read("file");
-    const WaveFormatChunkReader copy = reader, moved = std::move(reader);
-    EXPECT_EQ(Describe(copy.GetAudioCharacteristics()), kPlain);
-    EXPECT_EQ(Describe(moved.GetAudioCharacteristics()), kPlain);
-    EXPECT_EQ(Describe(read("none").GetAudioCharacteristics()), "failed" + nothing);
+namespace {
+
+using Category = Characteristics::WaveFormatCategory;
+const ChannelLayout kMono = {102}, kStereo = {100, 101}, kFiveOne = {100, 101, 102, 103, 104, 105},
+                    kAmbisonic = {134, 135, 136, 137};
+
+/// 48 kHz with 3 bytes of which 20 bits are valid.
+Characteristics Record(const ChannelLayout& inLayout, Category inCategory = Characteristics::kWaveFormatPCM,
+                       const Bytes& inExtra = {}) {
+    Characteristics record;
+    record.sampleRate = 48000;
+    record.numChannels = static_cast<std::int32_t>(inLayout.size());
+    record.bytesPerSample = 3;
+    record.bitsPerSample = 24;
+    record.validBitsPerSample = 20;
+    record.formatTag = 99;     // plays no part
+    record.containerKind = 77; // nor does this
+    record.formatCategory = inCategory;
+    record.channelLayout = inLayout;
+    record.extraFormatBytes = inExtra;
+    return record;
+}
+
+} // namespace
+
+TEST_F(FormatChunk, TheShortestFormThatSaysTheRecord) {
+    Characteristics wide = Record(kStereo), unplaced = Record(kStereo);
+    wide.sampleRate = 0xFFFFFFFF;
+    wide.numChannels = -3;
+    wide.bytesPerSample = 0x7FFFFFFF;
+    wide.bitsPerSample = 0x12345678;
+    unplaced.channelLayout.clear();
+    const std::string extensible = " x 3 bytes, 24 bits, valid 20, for ",
+                      fiveOne = extensible + "100 101 102 103 104 105";
+    // clang-format off
+    const struct { const char* name; Characteristics record; std::string expected; } kCases[] = {
+        {"stereo", Record(kStereo), "16: PCM 1, 2 x 3 bytes, 24 bits"},
+        {"mono", Record(kMono), "16: PCM 1, 1 x 3 bytes, 24 bits"},
+        {"5.1", Record(kFiveOne), "40: PCM 65534, 6" + fiveOne},
+        {"one channel that is not the mono layout's", Record({100}), "40: PCM 65534, 1" + extensible + "100"},
+        {"out of the mask's order", Record({100, 102, 101}), "16: PCM 1, 3 x 3 bytes, 24 bits"},
+        {"a label without a bit", Record({100, 131}), "16: PCM 1, 2 x 3 bytes, 24 bits"},
+        {"no layout", unplaced, "40: PCM 65534, 2" + extensible + "0 0"},
+        {"float stereo", Record(kStereo, Characteristics::kWaveFormatFloat), "16: float 3, 2 x 3 bytes, 24 bits"},
+        {"float 5.1", Record(kFiveOne, Characteristics::kWaveFormatFloat), "40: float 65534, 6" + fiveOne},
+        {"Ambisonic", Record(kAmbisonic, Characteristics::kWaveFormatAmbisonicPCM), "40: Ambisonic PCM 65534, 4" + extensible + "0 0 0 0"},
+        {"Ambisonic float, some mask bits", Record({100, 134, 101}, Characteristics::kWaveFormatAmbisonicFloat), "40: Ambisonic float 65534, 3" + extensible + "100 0 0"},
+        {"Ambisonic float in name, mono in layout", Record(kMono, Characteristics::kWaveFormatAmbisonicFloat), "16: float 3, 1 x 3 bytes, 24 bits"},
+        {"compressed is written as PCM", Record(kStereo, Characteristics::kWaveFormatMuLaw), "16: PCM 1, 2 x 3 bytes, 24 bits"},
+        {"unknown is written as PCM", Record(kFiveOne, Characteristics::kWaveFormatUnknown), "40: PCM 65534, 6" + fiveOne},
+        {"two extra bytes", Record(kStereo, Characteristics::kWaveFormatPCM, {1, 0}), "20: PCM 1, 2 x 3 bytes, 24 bits, extra 1 0"},
+        {"three extra bytes, 5.1", Record(kFiveOne, Characteristics::kWaveFormatPCM, {7, 8, 9}), "43: PCM 65534, 6" + fiveOne},
+        {"numbers too wide for their fields", wide, "16: PCM 1, -3 x 3 bytes, 22136 bits, 4294967295 Hz"},
+    };
+    // clang-format on
+    for (const auto& row : kCases)
+        EXPECT_EQ(Written(row.record), row.expected) << row.name;
+}
+
+TEST_F(FormatChunk, DebugSettingsForceAForm) {
+    using kelcore::ToUTF8String;
+    auto& settings = kelcore::debug::DebugDatabase::Instance();
+    const auto set = [&](const char* key, const char* text) {
+        settings.RemoveEntry(ToUTF8String(key));
+        if (text != nullptr)
+            settings.SetEntry(ToUTF8String(key), ToUTF8String(text));
+    };
+    // clang-format off
+    const struct { const char *specify, *size, *written; } kCases[] = { // of a stereo record with three extra bytes
+        {nullptr, "40", "21:"}, {"false", "40", "21:"}, {"True", "40", "21:"}, {"true ", "40", "21:"}, {"true", nullptr, "21:"},
+        {"true", "14", "14:"}, {"true", "16", "16:"}, {"true", "18", "21:"}, {"true", "40", "43:"}, {"true", "40 bytes", "43:"},
+        {"true", "17", "0:"}, {"true", "-40", "0:"}, {"true", "+40", "0:"}, {"true", " 40", "0:"}, {"true", "", "0:"},
+        {"true", "2147483648", "0:"}, {"true", "19", "3:"}, {"true", "2147483647", "3:"},
+    };
+    // clang-format on
+    for (const auto& row : kCases) {
+        set("kelaudiofile.SpecifyWaveFormatStruct", row.specify);
+        set("kelaudiofile.WaveFormatStructSize", row.size);
+        const std::string written = Written(Record(kStereo, Characteristics::kWaveFormatPCM, {7, 8, 9}));
+        EXPECT_TRUE(written.starts_with(row.written)) << row.specify << ", " << row.size << ": " << written;
+    }
+    set("kelaudiofile.SpecifyWaveFormatStruct", nullptr);
+    set("kelaudiofile.WaveFormatStructSize", nullptr);
 }

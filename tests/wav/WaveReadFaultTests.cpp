@@ -1,194 +1,104 @@
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <memory>
+#include <string_view>
 
-#include "WaveReadTest.h"
+#include "WaveTest.h"
 #include "support/Sweep.h"
 
-using namespace kelaudiofile;
-using namespace testing_support;
-using riff::kDataId;
+using namespace wave_tests;
 
 namespace {
 
-using faults::Heap;
-using faults::SystemCalls;
-
-class WaveReadLimits : public WaveReadTest {
+class WaveReadFaults : public WaveTest {
 protected:
-    WaveReadLimits() {
+    WaveReadFaults() {
         kelcore::logging::SetSink([](std::string_view) {}); // without a trace in memory
+        Put(Riff("RF64")
+                .Chunk("ds64", Ds64Image{.dataSize = 400, .rows = {{FourCC("bext"), 3}, {FourCC("LIST"), 4}}})
+                .Chunk("fmt ", FormatImage{.tag = 0xFFFE, .tail = ExtensibleTail(16, 3, 1)})
+                .Chunk("data", Filling(400))
+                .Chunk("LIST", Filling(4))
+                .Chunk("data", Filling(400)));
     }
-    void Write(const RiffImage& inImage) {
-        WaveReadTest::Write(inImage.Bytes());
-        faults::Scope::Reset();
-    }
-};
 
-/// Two data chunks and some metadata, with `ds64` and a channel mask.
-RiffImage SmallImage() {
-    return RiffImage(riff::kRf64Id)
-        .Ds64({.dataSize = 400, .rows = {{kBextId, 3}, {kListId, 4}}})
-        .Format({.tag = 0xFFFE, .tail = ExtensibleTail(16, 3, 1)})
-        .Chunk(kDataId, 400)
-        .Chunk(kListId, 4)
-        .Chunk(kDataId, 400);
-}
-
-} // namespace
-
-TEST_F(WaveReadLimits, SystemCallsOfAnOpen) {
-    Write(SmallImage());
-    auto file = Open();
-    EXPECT_NE(file, nullptr);
-    EXPECT_LE(SystemCalls().calls, 7u);
-    RiffImage many = RiffImage().Format();
-    for (int i = 0; i < 10'000; ++i)
-        many.Chunk(i % 2 == 0 ? kDataId : kListId, 92);
-    Write(many);
-    file = Open();
-    EXPECT_NE(file, nullptr);
-    EXPECT_LE(SystemCalls().calls, 140u);
-}
-
-TEST_F(WaveReadLimits, MemoryOfAnOpenGoesWithTheFile) {
-    const auto expectBound = [&](const char* name, const RiffImage& image) {
-        SCOPED_TRACE(testing::Message() << name << ", " << image.Size() << " bytes");
-        Write(image);
-        const auto file = Open();
-        ASSERT_NE(file, nullptr);
-        EXPECT_LE(Heap().peakBytes, static_cast<std::int64_t>(24 * image.Size() + (1 << 20)));
-    };
-    const Bytes tail = Image().U16(65518).Add(Bytes(65518, 1));
-    expectBound("many channels",
-                RiffImage().Format({0xFFFE, 0x7FFF, 48000, 4, 16, ExtensibleTail(16, 0x3FFFF, 1)}));
-    expectBound("large extension", RiffImage().Format({.tail = tail}));
-    expectBound("large table", RiffImage().Ds64({.rows{5459, {kListId, 1}}}).Format());
-    for (const int chunks : {1'000, 65'537, 300'000}) // lists double where they grow
-        for (const auto& [even, odd] :
-             {std::pair{kDataId, kListId}, {kDataId, kDataId}, {kListId, kListId}}) {
-            RiffImage image = RiffImage().Format();
-            for (int i = 0; i < chunks; ++i)
-                image.Chunk(i % 2 == 0 ? even : odd, 1);
-            expectBound("many chunks", image);
-        }
-}
-
-// Both in one piece and byte by byte: calls by the kilobyte, whatever the number of chunks.
-TEST_F(WaveReadLimits, AMillionChunksReadThrough) {
-    constexpr int kChunks = 1'000'000;
-    RiffImage image = RiffImage().Format();
-    for (int i = 0; i < kChunks; ++i)
-        image.Header(kDataId, 1).Byte(static_cast<unsigned char>(1 + i % 251));
-    Write(image);
-    const auto file = Open();
-    ASSERT_NE(file, nullptr);
-    EXPECT_EQ(file->GetSampleCount(), kChunks / 4);
-    Bytes all(kChunks), single(kChunks);
-    faults::Scope::Reset();
-    EXPECT_TRUE(file->ReadSampleBytes(0, kChunks, all.data()));
-    EXPECT_LE(SystemCalls().calls, image.Size() / 65536 + 20);
-    for (int i = 0; i < kChunks; ++i)
-        ASSERT_TRUE(file->ReadSampleBytes(i, 1, &single[static_cast<std::size_t>(i)]));
-    EXPECT_LE(SystemCalls().calls, 2 * (image.Size() / 65536 + 20));
-    EXPECT_EQ(all, single);
-    for (std::size_t i = 0; i < all.size(); ++i)
-        ASSERT_EQ(all[i], 1 + i % 251);
-}
-
-namespace {
-
-/// How one road through a file ended.
-struct Outcome {
-    std::int32_t code = 0;
-    bool badAlloc = false, fileException = false, samples = false, metadata = false;
-
-    friend bool operator==(const Outcome&, const Outcome&) = default;
-};
-constexpr Outcome kAllWell = {.samples = true, .metadata = true};
-
-} // namespace
-
-class WaveReadFaults : public WaveReadLimits {
-protected:
-    /// Opens, asks, reads, suspends, reads. Whatever failed, a file that opened is as good as new afterwards.
-    Outcome Run() {
-        Outcome outcome;
-        std::unique_ptr<WaveFile> file;
+    /// Opens and reads. Whatever failed, a file that opened is as good as new afterwards.
+    std::string_view Run() {
+        std::string_view outcome;
+        Handle file;
         try {
             file = Open();
-            outcome.code = mError.code;
-            if (file)
-                Read(*file, outcome);
+            outcome = file                                     ? Read(*file)
+                      : mError.code == Error::kFileNotFound    ? "not found"
+                      : mError.code == Error::kChunkScanFailed ? "scan"
+                      : mError.code == Error::kBadFormat       ? "format"
+                                                               : "another code";
         } catch (const std::bad_alloc&) {
-            outcome.badAlloc = true;
+            outcome = "no memory";
         } catch (const kelcore::filesupport::file_exception&) {
-            outcome.fileException = true;
+            outcome = "thrown";
         }
         faults::Disarm();
-        if (file) {
-            Outcome again;
-            Read(*file, again);
-            EXPECT_EQ(again, kAllWell) << "usable afterwards";
-        }
+        EXPECT_TRUE(!file || Read(*file) == "all") << "usable afterwards";
         return outcome;
     }
 
-    void Read(WaveFile& ioFile, Outcome& out) {
-        std::uint32_t id;
-        double position;
-        std::int64_t size;
+    /// Asks, reads samples, suspends, reads metadata. @return what could be read.
+    std::string_view Read(WaveFile& ioFile) {
         EXPECT_EQ(ioFile.GetSampleCount(), 200);
-        EXPECT_TRUE(ioFile.GetMetadataInfo(0, id, size, position));
         EXPECT_EQ(ioFile.GetChannelLayout().size(), 2u);
         EXPECT_EQ(ioFile.GetRiffAudioCharacteristics().numChannels, 2);
-        out.samples = ioFile.ReadSampleBytes(0, 800, mSamples);
+        const bool samples = ioFile.ReadSampleBytes(0, 800, mSamples);
         EXPECT_TRUE(ioFile.Suspend());
-        out.metadata = ioFile.ReadMetadataChunk(0, 0, size, mMetadata);
-        EXPECT_TRUE(!out.samples || std::equal(mSamples + 400, mSamples + 800, Filling(400).begin()));
-        EXPECT_TRUE(!out.metadata || std::equal(mMetadata + 8, mMetadata + 12, Filling(4).begin()));
+        const bool metadata = ioFile.ReadMetadataChunk(0, 0, 12, mMetadata);
+        EXPECT_TRUE(!samples || std::equal(mSamples + 400, mSamples + 800, kFilling.begin()));
+        EXPECT_TRUE(!metadata || std::equal(mMetadata + 8, mMetadata + 12, kFilling.begin()));
+        return samples && metadata ? "all" : samples ? "samples" : metadata ? "metadata" : "nothing";
     }
 
+    const Bytes kFilling = Filling(400);
     unsigned char mSamples[800], mMetadata[12];
 };
 
+} // namespace
+
 TEST_F(WaveReadFaults, EverySystemCallFails) {
-    const Outcome notFound = {.code = Error::kFileNotFound}, scan = {.code = Error::kChunkScanFailed},
-                  format = {.code = Error::kBadFormat}, thrown = {.fileException = true};
-    const Outcome noSamples = {.metadata = true}, noMetadata = {.samples = true}, neither = {};
-    // What fails once: size (Exists) | open | read, size of the scan | read of the format | size of the file
-    // | read of samples, close of Suspend | open, read of metadata.
-    const Outcome once[] = {notFound, scan,      scan,     scan,       format,
-                            thrown,   noSamples, kAllWell, noMetadata, noMetadata};
-    const Outcome forGood[] = {notFound, scan,    scan,       scan,       format,
-                               thrown,   neither, noMetadata, noMetadata, noMetadata};
-    Write(SmallImage());
-    for (const bool forOnce : {true, false}) {
-        std::size_t n = 0;
-        using Mode = faults::System::Mode;
-        faults::SweepCalls({.mode = forOnce ? Mode::kFailOnce : Mode::kFailForGood}, [&] {
-            const Outcome outcome = Run();
-            ASSERT_LE(n, std::size(once));
-            EXPECT_EQ(outcome, n == std::size(once) ? kAllWell : forOnce ? once[n] : forGood[n]) << n;
-            n += faults::Fired();
+    using Mode = faults::System::Mode;
+    const struct {
+        const char* call;
+        std::string_view once, forGood; ///< how the file reads if it fails
+    } kCalls[] = {{"size, to see whether there is a file", "not found", "not found"},
+                  {"open", "scan", "scan"},
+                  {"read of the scan", "scan", "scan"},
+                  {"size of the scan", "scan", "scan"},
+                  {"read of the format", "format", "format"},
+                  {"size", "thrown", "thrown"},
+                  {"read of samples", "metadata", "nothing"},
+                  {"close", "all", "samples"},
+                  {"open again", "samples", "samples"},
+                  {"read of metadata", "samples", "samples"}};
+    for (const Mode mode : {Mode::kFailOnce, Mode::kFailForGood}) {
+        const std::uint64_t calls = faults::SweepCalls({.mode = mode}, [&, row = kCalls]() mutable {
+            const std::string_view outcome = Run();
+            if (!faults::Fired() || row == std::end(kCalls)) {
+                EXPECT_EQ(outcome, "all");
+                return;
+            }
+            EXPECT_EQ(outcome, mode == Mode::kFailOnce ? row->once : row->forGood) << row->call;
+            ++row;
         });
-        EXPECT_EQ(n, std::size(once));
+        EXPECT_EQ(calls, std::size(kCalls));
     }
 }
 
 TEST_F(WaveReadFaults, EveryAllocationFails) {
     int nullWithCode = 0, thrown = 0;
-    Write(SmallImage());
     faults::SweepAllocations([&] {
-        const Outcome outcome = Run();
-        EXPECT_FALSE(outcome.fileException);
-        nullWithCode += outcome.code == Error::kChunkScanFailed || outcome.code == Error::kBadFormat;
-        thrown += outcome.badAlloc;
-        // The one allocation that is not missed: scratch memory of a sort. And a stream that cannot be made
-        // again is a failed read.
-        EXPECT_TRUE(outcome == kAllWell || (faults::Fired() && (outcome.code != 0 || outcome.badAlloc ||
-                                                                outcome == Outcome{.samples = true})));
+        const std::string_view outcome = Run();
+        nullWithCode += outcome == "scan" || outcome == "format";
+        thrown += outcome == "no memory";
+        // A stream that cannot be made again is a failed read.
+        EXPECT_TRUE(outcome == "all" ||
+                    (faults::Fired() && outcome != "thrown" && outcome != "metadata" && outcome != "nothing"))
+            << outcome;
     });
     EXPECT_GE(nullWithCode, 8);
     EXPECT_GE(thrown, 6);
