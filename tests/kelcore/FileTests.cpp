@@ -1,6 +1,9 @@
+#include <csignal>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <optional>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "support/Faults.h"
 #include "support/Files.h"
@@ -68,6 +71,20 @@ TEST(File, IsOpenedOnceForAllStreamsOfIt) {
     EXPECT_THROW(folder.File("nothing").Opened(), file_exception);
 }
 
+TEST(File, CreatedIsWrittenWhateverItsNameBecomes) {
+    const TemporaryFolder folder;
+    const faults::Scope scope;
+    WriteFile(folder.Path("other"), ToBytes("old"));
+    std::filesystem::create_symlink("other", folder.Path("link"));
+    const File created = folder.File("file").Created();
+    std::filesystem::rename(folder.Path("link"), folder.Path("file"));
+    OPlatformByteStream(created, Flags(0)).WriteBlock("audio", 5);
+    EXPECT_EQ(ReadFile(folder.Path("other")), ToBytes("old"));
+    EXPECT_TRUE(created.Exists() && created.IsCreated() && created.Size() == 5);
+    EXPECT_EQ(faults::SystemCalls().opens, 1u);
+    EXPECT_THROW(folder.File("other").Created(), file_exception) << "never a file that exists";
+}
+
 TEST(File, FailuresNamePathOperationAndReason) {
     const TemporaryFolder folder;
     const auto expectMessage = [&](auto inCall, const char* inOperation, int inError) {
@@ -86,6 +103,21 @@ TEST(File, FailuresNamePathOperationAndReason) {
     expectMessage([&] { missing.Delete(); }, "delete", ENOENT);
     expectMessage([&] { IPlatformByteStream(missing, Flags(0)); }, "open", ENOENT);
     expectMessage([&] { OPlatformByteStream(missing, Flags(1)); }, "open", ENOENT);
+}
+
+// The holder of a lease, such as a file server, gets a signal and gives it up; until then an open waits.
+TEST(File, ALeasedFileOpens) {
+    const TemporaryFolder folder;
+    WriteFile(folder.Path("file"), ToBytes("abc"));
+    static int holder;
+    holder = ::open(folder.Path("file").c_str(), O_RDWR | O_CLOEXEC);
+    if (::fcntl(holder, F_SETLEASE, F_WRLCK) != 0)
+        GTEST_SKIP() << "no leases here";
+    const auto handler = std::signal(SIGIO, [](int) { ::fcntl(holder, F_SETLEASE, F_UNLCK); });
+    IPlatformByteStream stream(folder.File("file"), Flags());
+    std::signal(SIGIO, handler);
+    ::close(holder);
+    EXPECT_EQ(stream.Length(), 3u);
 }
 
 // A host that opens a pipe by mistake must get an error, not wait for ever.

@@ -108,7 +108,9 @@ bool MadeHole(int inDescriptor, const void* inBytes, std::size_t inCount, std::u
 int Open(const char* inPath, Access inAccess) noexcept {
     const bool creates = inAccess == Access::kCreate || inAccess == Access::kCreateOrEmpty;
     const int descriptor =
-        Decorated(creates, -gSystem.error, [&] { return shipped::Open(inPath, inAccess); });
+        Decorated(creates, -gSystem.error, [&] {
+            return faults::Interrupted() ? -EINTR : shipped::Open(inPath, inAccess);
+        });
     gSystem.opens += descriptor >= 0;
     return descriptor;
 }
@@ -149,6 +151,10 @@ std::int64_t WriteAt(int inDescriptor, const void* inBytes, std::size_t inCount,
 
 std::int64_t LengthOf(int inDescriptor) noexcept {
     return Decorated(false, 0, [&] { return shipped::LengthOf(inDescriptor); });
+}
+
+int SetLength(int inDescriptor, std::uint64_t inLength) noexcept {
+    return Decorated(true, 0, [&] { return shipped::SetLength(inDescriptor, inLength); });
 }
 
 std::int64_t SizeOfRegularFile(const char* inPath) noexcept {

@@ -10,6 +10,7 @@ namespace kelcore::system {
 
 enum class Access { kRead, kWrite, kCreate, kCreateOrEmpty };
 
+/// Never waits for the other end of a pipe. Waits for another process to give up its lease of a regular file.
 /// @return a descriptor that is closed on exec. kCreate fails where something exists.
 int Open(const char* inPath, Access inAccess) noexcept;
 int Close(int inDescriptor) noexcept;
@@ -21,6 +22,7 @@ std::int64_t WriteAt(int inDescriptor, const void* inBytes, std::size_t inCount,
 inline constexpr std::size_t kLargestTransfer = 1u << 30;
 
 std::int64_t LengthOf(int inDescriptor) noexcept;
+int SetLength(int inDescriptor, std::uint64_t inLength) noexcept;
 
 /// The size of a regular file; an error for anything else.
 std::int64_t SizeOfRegularFile(const char* inPath) noexcept;

@@ -18,9 +18,8 @@ bool FitsOffset(std::uint64_t inPosition) {
 
 } // namespace
 
-// Not blocking matters for pipes alone: to open one must fail or pass, never wait for a partner.
 int Open(const char* inPath, Access inAccess) noexcept {
-    int flags = O_CLOEXEC | O_NONBLOCK;
+    int flags = O_CLOEXEC;
     switch (inAccess) {
     case Access::kRead:
         flags |= O_RDONLY;
@@ -35,7 +34,12 @@ int Open(const char* inPath, Access inAccess) noexcept {
         flags |= O_WRONLY | O_CREAT | O_TRUNC;
         break;
     }
-    const int descriptor = ::open(inPath, flags, 0666);
+    int descriptor = ::open(inPath, flags | O_NONBLOCK, 0666);
+    if (descriptor < 0 && errno == EWOULDBLOCK) {
+        if (SizeOfRegularFile(inPath) < 0)
+            return -EWOULDBLOCK;
+        descriptor = ::open(inPath, flags, 0666);
+    }
     return descriptor < 0 ? -errno : descriptor;
 }
 
@@ -62,6 +66,12 @@ std::int64_t WriteAt(int inDescriptor, const void* inBytes, std::size_t inCount,
 std::int64_t LengthOf(int inDescriptor) noexcept {
     struct stat status;
     return ::fstat(inDescriptor, &status) < 0 ? -errno : std::int64_t{status.st_size};
+}
+
+int SetLength(int inDescriptor, std::uint64_t inLength) noexcept {
+    if (!FitsOffset(inLength))
+        return -EFBIG;
+    return ::ftruncate(inDescriptor, static_cast<off_t>(inLength)) < 0 ? -errno : 0;
 }
 
 std::int64_t SizeOfRegularFile(const char* inPath) noexcept {

@@ -38,8 +38,8 @@ private:
 /// An open descriptor with its path; closes on destruction.
 class OpenFile;
 
-/// A path handle, passed by value. It holds no descriptor unless it was opened: then input streams and Size
-/// use that one. Everything else goes by the path, and asks the system anew.
+/// A path handle, passed by value. It holds no descriptor unless it comes from Opened or Created. Everything
+/// that these two don't name goes by the path, and asks the system anew.
 class KELCORE_EXPORT File {
 public:
     /// Names nothing: it does not exist, and every operation on it fails.
@@ -60,6 +60,15 @@ public:
     /// @throws file_exception
     void Create(bool inReplace) const;
 
+    /// Makes an empty file as Create(false) does, and keeps it open: an output stream made of the result writes
+    /// to that very file, whatever the path has come to name. The descriptor is closed with the last copy of
+    /// the result and the last stream made of one.
+    /// @return the file with a descriptor, for an output stream, Size and Exists. @throws file_exception
+    File Created() const;
+
+    /// @return whether it comes from Created.
+    bool IsCreated() const { return mCreatedFile != nullptr; }
+
     /// Removes the file; of a symbolic link, the link. @throws file_exception
     void Delete() const;
 
@@ -75,10 +84,12 @@ public:
 
 private:
     friend class IPlatformByteStream;
+    friend class OPlatformByteStream;
 
     UTF8String mPath;
     StorageType mStorageType = kPathStorage;
-    std::shared_ptr<const OpenFile> mOpenFile; ///< null unless opened
+    std::shared_ptr<const OpenFile> mOpenFile;    ///< null unless from Opened
+    std::shared_ptr<const OpenFile> mCreatedFile; ///< null unless from Created
 };
 
 /// Input with a position. Hosts may derive from it.
@@ -99,7 +110,8 @@ public:
 /// Output with a position. Hosts may derive from it.
 class KELCORE_EXPORT OByteStream {
 public:
-    /// Writes all bytes and moves the position behind them, or throws and leaves the position.
+    /// Writes all bytes and moves the position past them, or throws. The position is then past those bytes
+    /// that were written, or where it was if the stream does not know.
     virtual void WriteBlock(const void* inBytes, unsigned inCount) = 0;
     /// Moves to an absolute position, in bytes; past the end, a later write leaves a gap of zeros.
     virtual void CurPos(std::uint64_t inPosition) = 0;
@@ -154,7 +166,7 @@ private:
 /// Writes a file with positioned calls. Setting the position costs no system call.
 class KELCORE_EXPORT OPlatformByteStream : public OByteStream {
 public:
-    /// Opens a file that exists; nothing of it is removed.
+    /// Opens a file that exists, unless the descriptor of File::Created is there; nothing of it is removed.
     /// @param inFile  where it is; copied.
     /// @param inFlags  0, or 1 for a caller's stream flag; all streams work alike.
     /// @throws file_exception
@@ -168,14 +180,18 @@ public:
     std::uint64_t CurPos() const override { return mPosition; }
     std::uint64_t Length() const override;
 
+    /// Cuts the file off, or lets it end in zeros. The position stays.
+    /// @throws file_exception
+    void SetLength(std::uint64_t inLength);
+
 private:
-    std::unique_ptr<OpenFile> mFile;
+    std::shared_ptr<const OpenFile> mFile;
     std::uint64_t mPosition = 0;
 };
 
 /// Gathers small writes to another stream. Blocks that fill the buffer by themselves are handed straight
 /// through. A write either takes its whole block or throws and takes none of it, and what waited before still
-/// waits; so the same block can be offered again.
+/// waits as far as it could not be delivered; so the same block can be offered again.
 class KELCORE_EXPORT OBufferedByteStream : public OByteStream {
 public:
     /// Starts at the wrapped stream's position.
@@ -196,10 +212,22 @@ public:
     /// @return the length of the wrapped stream, or the position where what waits ends if that is further on.
     std::uint64_t Length() const override;
 
-    /// Delivers what waits; after an exception it still waits.
+    /// Delivers what waits; after an exception the rest of it still waits.
     void Flush();
 
+    /// @return how many bytes wait. They are the last ones before the position.
+    unsigned Waiting() const { return mWaiting; }
+
+    /// Removes what blocks that were not taken have left past all that was taken. Without such a block, makes
+    /// no system call.
+    /// @param ioWrapped  the wrapped stream, on a file that was empty when this one was made.
+    /// @throws file_exception; then it may be called again.
+    void RemoveFailedWrites(OPlatformByteStream& ioWrapped);
+
 private:
+    void Delivered(unsigned inCount);
+    void WriteThrough(const void* inBytes, unsigned inCount);
+
     struct AlignedDelete {
         unsigned alignment;
         void operator()(unsigned char* inMemory) const noexcept;
@@ -208,6 +236,8 @@ private:
     OByteStream& mStream;
     std::unique_ptr<unsigned char[], AlignedDelete> mBuffer;
     std::uint64_t mBufferStart;
+    std::uint64_t mEnd = 0;         ///< the furthest position where delivered bytes that were taken end
+    std::uint64_t mEndOfFailed = 0; ///< the same for bytes of blocks that were not taken
     unsigned mCapacity;
     unsigned mWaiting = 0;
 };

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "System.h"
+#include "kelcore/filesupport.h"
+
+namespace kelcore::filesupport {
+
+/// @return whether a path can be given to the system: with a zero byte inside it would name another file.
+inline bool IsUsable(const UTF8String& inPath) {
+    return inPath.find('\0') == UTF8String::npos;
+}
+
+inline const char* SystemPath(const UTF8String& inPath) {
+    return reinterpret_cast<const char*>(inPath.c_str());
+}
+
+template <typename Result>
+Result OrThrow(Result inResult, std::string_view inOperation, const UTF8String& inPath) {
+    if (inResult < 0)
+        throw file_exception(inOperation, inPath, static_cast<int>(-inResult));
+    return inResult;
+}
+
+/// A descriptor with the path that it was opened by. Calls that a signal interrupts are repeated.
+class OpenFile {
+public:
+    OpenFile(const UTF8String& inPath, system::Access inAccess);
+    OpenFile(const OpenFile&) = delete;
+    OpenFile& operator=(const OpenFile&) = delete;
+    ~OpenFile();
+
+    std::uint64_t Length() const;
+    void SetLength(std::uint64_t inLength) const;
+
+    /// Reads once. @return bytes read, maybe fewer than wanted; 0 at the end of the file.
+    std::size_t ReadSome(unsigned char* outBytes, std::size_t inCount, std::uint64_t inPosition) const;
+    void Read(unsigned char* outBytes, std::size_t inCount, std::uint64_t inPosition) const;
+
+    /// Writes all bytes or throws.
+    /// @param ioPosition  moves past each byte that is written, also when others cannot be.
+    void Write(const unsigned char* inBytes, std::size_t inCount, std::uint64_t& ioPosition) const;
+
+    [[noreturn]] void ThrowAtEnd() const;
+
+private:
+    UTF8String mPath;
+    int mDescriptor;
+};
+
+} // namespace kelcore::filesupport
