@@ -1,5 +1,6 @@
 #include "kelaudiofile/RiffChunkWriter.h"
 
+#include <algorithm>
 #include <array>
 #include <string_view>
 #include <utility>
@@ -52,7 +53,8 @@ RiffChunkWriter::~RiffChunkWriter() {
 void RiffChunkWriter::Initialize(File inFile, unsigned int formType, bool reserveDs64, bool inStreamFlag) {
     Reset();
     if (!inFile.Exists())
-        inFile.Create(false);
+        inFile = inFile.Created();
+    mFileIsNew = inFile.IsCreated();
     mPlatformStream = std::make_unique<OPlatformByteStream>(
         inFile, kelcore::utility::Flags<unsigned>(inStreamFlag ? 1 : 0));
     mBufferedStream = std::make_unique<OBufferedByteStream>(*mPlatformStream, 32768, 4096);
@@ -78,8 +80,10 @@ std::uint64_t RiffChunkWriter::StartChunk(unsigned int id) {
     std::array<Byte, riff::chunk::kHeaderBytes> header;
     StoreLittle32(&header[riff::chunk::kId], id);
     StoreLittle32(&header[riff::chunk::kSize], 0);
-    mCurrentChunkID = id;
     mBufferedStream->WriteBlock(header.data(), riff::chunk::kHeaderBytes);
+    mCurrentChunkID = id;
+    mCountedSize = 0;
+    mDeliveredEnd = 0;
     return chunkStart;
 }
 
@@ -89,15 +93,59 @@ void RiffChunkWriter::EndChunk(std::uint64_t chunkStart, std::uint64_t chunkEnd)
     if (chunkEnd == 0)
         chunkEnd = mBufferedStream->CurPos();
     const std::uint64_t size = chunkEnd - chunkStart - riff::chunk::kHeaderBytes;
-    if (mCurrentChunkID == riff::kDataId)
-        mDataChunkSize = static_cast<std::int64_t>(size);
-    std::array<Byte, 4> sizeField;
-    StoreLittle32(sizeField.data(), Size32(size));
-    mBufferedStream->Flush();
-    PatchHeader(chunkStart + riff::chunk::kSize, sizeField.data(), sizeField.size());
+    try {
+        Flush();
+        PatchSize(chunkStart, size);
+    } catch (...) {
+        CountDelivered(chunkStart, chunkEnd);
+        throw;
+    }
+    mDeliveredEnd = 0;
     mBufferedStream->CurPos(chunkEnd);
     if (size % 2 == 1)
         mBufferedStream->WriteBlock("", 1);
+}
+
+void RiffChunkWriter::PatchSize(std::uint64_t chunkStart, std::uint64_t inSize) {
+    std::array<Byte, 4> field;
+    StoreLittle32(field.data(), Size32(inSize));
+    PatchHeader(chunkStart + riff::chunk::kSize, field.data(), field.size());
+    mCountedSize = inSize;
+    if (mCurrentChunkID == riff::kDataId)
+        mDataChunkSize = static_cast<std::int64_t>(inSize);
+}
+
+// Counts what the file holds of a chunk whose end could not be delivered, though never less than before. The
+// length matters after a jump: then the first byte that waits may lie far past the end.
+void RiffChunkWriter::CountDelivered(std::uint64_t chunkStart, std::uint64_t chunkEnd) noexcept {
+    try {
+        const std::uint64_t dataStart = chunkStart + riff::chunk::kHeaderBytes;
+        std::uint64_t end = std::min(chunkEnd, mPlatformStream->Length());
+        if (const unsigned waiting = mBufferedStream->Waiting(); waiting != 0)
+            end = std::min(end, mBufferedStream->CurPos() - waiting);
+        if (end <= dataStart)
+            return;
+        const std::uint64_t unit = mCurrentChunkID == riff::kDataId ? mFrameBytes : 1;
+        const std::uint64_t size = (end - dataStart) / unit * unit;
+        mDeliveredEnd = dataStart + size;
+        if (size > mCountedSize)
+            PatchSize(chunkStart, size);
+    } catch (...) {
+        // An exception is on its way already.
+    }
+}
+
+// A part of a frame at the end of the file would be taken for a chunk.
+void RiffChunkWriter::DropPartOfFrame() noexcept {
+    if (mDeliveredEnd == 0 || !mFileIsNew)
+        return;
+    try {
+        const std::uint64_t length = mPlatformStream->Length();
+        if (length > mDeliveredEnd && length - mDeliveredEnd < mFrameBytes)
+            mPlatformStream->SetLength(mDeliveredEnd);
+    } catch (...) {
+        // An exception is on its way already.
+    }
 }
 
 void RiffChunkWriter::PatchHeader(std::uint64_t inPosition, const void* inBytes, unsigned inCount) {
@@ -110,8 +158,11 @@ void RiffChunkWriter::EndBlock(std::int64_t sampleCount) {
 }
 
 void RiffChunkWriter::Flush() {
-    if (mBufferedStream)
-        mBufferedStream->Flush();
+    if (!mBufferedStream)
+        return;
+    mBufferedStream->Flush();
+    if (mFileIsNew)
+        mBufferedStream->RemoveFailedWrites(*mPlatformStream);
 }
 
 void RiffChunkWriter::UpdateHeaders(std::int64_t sampleCount) {
@@ -128,6 +179,8 @@ void RiffChunkWriter::UpdateHeaders(std::int64_t sampleCount) {
         return;
     StoreLittle32(field.data(), riff::kRf64Id);
     PatchHeader(riff::header::kMagic, field.data(), field.size());
+    if (mDeliveredEnd != 0)
+        sampleCount = std::min(sampleCount, mDataChunkSize / static_cast<std::int64_t>(mFrameBytes));
     WriteDs64(riffSize, sampleCount);
 }
 
@@ -152,9 +205,10 @@ void RiffChunkWriter::EndFile(std::int64_t sampleCount) {
     if (!mBufferedStream)
         return; // no header was begun, so there is none to repair
     try {
-        mBufferedStream->Flush();
+        Flush();
     } catch (...) {
-        mBufferedStream.reset();    // which tries once more, so that nothing follows the header
+        mBufferedStream.reset(); // which tries once more, so that nothing follows the header
+        DropPartOfFrame();
         UpdateHeaders(sampleCount); // what has reached the file is worth a header that counts it
         throw;
     }
@@ -165,9 +219,11 @@ void RiffChunkWriter::Reset() {
     mBufferedStream.reset();
     mPlatformStream.reset();
     mRiffSizeOffset = mDs64Offset = 0;
-    mDs64Reserved = false;
+    mDs64Reserved = mFileIsNew = false;
     mCurrentChunkID = 0;
     mDataChunkSize = 0;
+    mFrameBytes = 1;
+    mCountedSize = mDeliveredEnd = 0;
 }
 
 } // namespace kelaudiofile

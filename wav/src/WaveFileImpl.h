@@ -24,6 +24,11 @@ bool Succeeds(Function inFunction) noexcept {
 
 /// What a WaveFile hides. Reading lives in WaveFileRead.cpp, writing in WaveFileWrite.cpp.
 struct KELAUDIOFILE_HIDDEN WaveFile::Impl {
+    /// A chunk that was finished without success may be completed now; the chunk writer closes the file.
+    ~Impl() {
+        Succeeds([this] { MendBrokenChunk(); });
+    }
+
     // Format
     std::int32_t sampleRate = 0;
     std::int32_t numChannels = 0;
@@ -70,6 +75,7 @@ struct KELAUDIOFILE_HIDDEN WaveFile::Impl {
     std::uint64_t metadatumChunkHandle = 0; ///< the same for the open metadata chunk
     std::uint64_t dataChunkStart = 0; ///< sample byte offset that the `data` chunk's first byte stands for
     std::int64_t nextSampleByte = 0;  ///< where the last block ended
+    std::int64_t earlierSampleBytes = 0; ///< in the `data` chunks before the current one
     bool dataChunkEnded = false;      ///< FinishSamples has ended a `data` chunk, and none was begun since
     std::uint64_t brokenChunk = 0;    ///< header of a chunk whose end failed, while its size is wrong
     std::uint64_t brokenChunkEnd = 0; ///< where its data ends
@@ -83,8 +89,10 @@ struct KELAUDIOFILE_HIDDEN WaveFile::Impl {
     void EndDataChunk();
     bool EndForGood(std::uint64_t& ioHandle, std::uint64_t inEnd);
     void MendBrokenChunk();
+    std::uint64_t DataChunkBytes() const;
     std::uint64_t EndOfSamples() const;
     bool MayBeRf64() const { return writeCharacteristics.containerKind == kRf64Container; }
+    std::int64_t FrameBytes() const;
     std::int64_t FramesWritten() const;
 
     static constexpr std::uint32_t kRiffContainer = 1, kRf64Container = 2;

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <limits>
 #include <utility>
 
@@ -114,8 +115,9 @@ bool WaveFile::Impl::StartWriting(const File& inFile, const AudioCharacteristics
     bitDepth = inRecord.bitsPerSample;
 
     const bool started = Succeeds([&] {
-        file.Create(false);
-        chunkWriter.Initialize(file, GetWaveFileFormatIdentifier(), MayBeRf64(), streamFlag);
+        chunkWriter.Initialize(file.Created(), GetWaveFileFormatIdentifier(), MayBeRf64(), streamFlag);
+        chunkWriter.SetFrameBytes(static_cast<unsigned>(
+            std::clamp<std::int64_t>(FrameBytes(), 1, std::numeric_limits<unsigned>::max())));
         if (inFormatChunk != nullptr && inFormatChunkSize > 0)
             WriteChunk(chunkWriter, WaveFormatChunkReader::GetChunkID(), inFormatChunk, inFormatChunkSize);
         else
@@ -179,14 +181,19 @@ void WaveFile::Impl::WriteBlock(std::int64_t inOffset, std::int32_t inByteCount,
 void WaveFile::Impl::StartDataChunk(std::int64_t inOffset) {
     MendBrokenChunk();
     dataChunkHandle = chunkWriter.StartChunk(GetWaveDataIdentifier());
+    earlierSampleBytes += static_cast<std::int64_t>(DataChunkBytes());
     dataChunkStart = static_cast<std::uint64_t>(inOffset);
     dataChunkEnded = false;
 }
 
+std::uint64_t WaveFile::Impl::DataChunkBytes() const {
+    const auto next = static_cast<std::uint64_t>(nextSampleByte);
+    return next > dataChunkStart ? next - dataChunkStart : 0;
+}
+
 /// The file position where the last block ended.
 std::uint64_t WaveFile::Impl::EndOfSamples() const {
-    const auto next = static_cast<std::uint64_t>(nextSampleByte);
-    return dataChunkHandle + riff::chunk::kHeaderBytes + (next > dataChunkStart ? next - dataChunkStart : 0);
+    return dataChunkHandle + riff::chunk::kHeaderBytes + DataChunkBytes();
 }
 
 /// An earlier failure may have left the stream elsewhere, and a checkpoint may have left a pad byte behind
@@ -199,7 +206,10 @@ void WaveFile::Impl::EndDataChunk() {
 bool WaveFile::Impl::EndForGood(std::uint64_t& ioHandle, std::uint64_t inEnd) {
     brokenChunk = std::exchange(ioHandle, 0);
     brokenChunkEnd = inEnd;
-    return Succeeds([this] { MendBrokenChunk(); });
+    const bool ended = Succeeds([this] { MendBrokenChunk(); });
+    if (!ended) // the data size of an RF64 file lies in its header
+        Succeeds([this] { chunkWriter.EndBlock(FramesWritten()); });
+    return ended;
 }
 
 /// Behind a chunk with a wrong size nothing would be found again, so the size is due before anything follows.
@@ -210,10 +220,15 @@ void WaveFile::Impl::MendBrokenChunk() {
     brokenChunk = 0;
 }
 
+std::int64_t WaveFile::Impl::FrameBytes() const {
+    return std::int64_t{writeCharacteristics.numChannels} * writeCharacteristics.bytesPerSample;
+}
+
+/// Of all `data` chunks together, as a reader counts: a jump past the end of a chunk that is closed leaves no
+/// gap.
 std::int64_t WaveFile::Impl::FramesWritten() const {
-    const std::int64_t frameBytes =
-        std::int64_t{writeCharacteristics.numChannels} * writeCharacteristics.bytesPerSample;
-    return frameBytes == 0 ? 0 : nextSampleByte / frameBytes;
+    const std::int64_t bytes = earlierSampleBytes + static_cast<std::int64_t>(DataChunkBytes());
+    return FrameBytes() == 0 ? 0 : bytes / FrameBytes();
 }
 
 bool WaveFile::FinishBlock() {
@@ -281,6 +296,7 @@ bool WaveFile::FinishWrite() {
         return false;
     const bool mended = Succeeds([&impl] { impl.MendBrokenChunk(); });
     const bool ended = Succeeds([&impl] { impl.chunkWriter.EndFile(impl.FramesWritten()); });
+    impl.brokenChunk = 0;
     return mended && ended;
 }
 
