@@ -45,8 +45,8 @@ public:
     /// chunk's end, and writes a pad byte there if the size is odd. May be called again for the same chunk
     /// when it has grown, or after an exception. Needs an open writer.
     ///
-    /// If not all could be delivered, as on a full disk, the size field counts what was: of a `data` chunk the
-    /// whole frames, see SetFrameBytes. It never counts less than an earlier call for the chunk.
+    /// If not all could be delivered, as on a full disk, the size field counts what was: of a `data` chunk
+    /// the whole frames, see SetFrameBytes. It never counts less than an earlier call for the chunk.
     /// @param chunkStart  what StartChunk returned.
     /// @param chunkEnd  where the chunk's data ends; 0 is the current position.
     void EndChunk(std::uint64_t chunkStart, std::uint64_t chunkEnd);
@@ -56,8 +56,8 @@ public:
     /// @param sampleCount  frames; used in `ds64` only.
     void EndBlock(std::int64_t sampleCount);
 
-    /// Delivers what waits in the buffer, and removes what blocks that could not be written have left past the
-    /// end of a new file. Nothing happens on a closed writer.
+    /// Delivers what waits in the buffer, and removes what blocks that could not be written have left past
+    /// the end of a new file. Nothing happens on a closed writer.
     void Flush();
 
     /// Delivers what waits, brings the headers up to date, and closes; the writer is as new afterwards, also
@@ -90,10 +90,11 @@ private:
     std::uint32_t mCurrentChunkID = 0;
     std::int64_t mDataChunkSize = 0;
     std::uint64_t mDs64Offset = 0;
-    bool mFileIsNew = false;         ///< so that nothing in it is another's
-    std::uint64_t mFrameBytes = 1;   ///< of a `data` chunk
-    std::uint64_t mCountedSize = 0;  ///< what the size field of the chunk started last says
-    std::uint64_t mDeliveredEnd = 0; ///< where its whole frames end, if EndChunk could not deliver all; else 0
+    bool mFileIsNew = false;        ///< so that nothing in it is another's
+    std::uint64_t mFrameBytes = 1;  ///< of a `data` chunk
+    std::uint64_t mCountedSize = 0; ///< what the size field of the chunk started last says
+    std::uint64_t mDeliveredEnd =
+        0; ///< where its whole frames end, if EndChunk could not deliver all; else 0
 };
 
 } // namespace kelaudiofile

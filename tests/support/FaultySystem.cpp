@@ -107,10 +107,9 @@ bool MadeHole(int inDescriptor, const void* inBytes, std::size_t inCount, std::u
 
 int Open(const char* inPath, Access inAccess) noexcept {
     const bool creates = inAccess == Access::kCreate || inAccess == Access::kCreateOrEmpty;
-    const int descriptor =
-        Decorated(creates, -gSystem.error, [&] {
-            return faults::Interrupted() ? -EINTR : shipped::Open(inPath, inAccess);
-        });
+    const int descriptor = Decorated(creates, -gSystem.error, [&] {
+        return faults::Interrupted() ? -EINTR : shipped::Open(inPath, inAccess);
+    });
     gSystem.opens += descriptor >= 0;
     return descriptor;
 }

@@ -102,7 +102,9 @@ public:
     bool IsTidy() const { return mTidy; }
     const Bytes& Samples() const { return mSamples; }
     /// What a reader would count: a gap between two `data` chunks is not in the file.
-    std::int64_t SampleBytes() const { return std::ssize(mSamples) + std::max<std::int64_t>(mNext - mLowest, 0); }
+    std::int64_t SampleBytes() const {
+        return std::ssize(mSamples) + std::max<std::int64_t>(mNext - mLowest, 0);
+    }
     struct MetadataChunk {
         std::uint32_t id;
         Bytes whole; ///< with its header

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "WriteSupport.h"
+#include "support/SmallDisk.h"
 #include "support/Sweep.h"
 
 using namespace wave_tests;
@@ -192,18 +193,122 @@ TEST(ARecordingSurvives, ADiskThatTakesNothingMore) {
                      });
 }
 
-// A checkpoint fails at its data, its size, its pad byte or the header; the next one counts what is a sample.
+// Whole frames that reached a full disk can be read, whether it stays full or not, and no part of a block
+// that was refused stays. Once there is room again, all that was taken is written. Any call may fail besides.
+TEST(ARecordingSurvives, ADiskThatFillsUp) {
+    struct Row {
+        const char* name;
+        std::int32_t channels; ///< of one byte
+        std::uint64_t start;   ///< samples before it are a hole
+        std::size_t block;
+    };
+    constexpr Row kRows[] = {{"a checkpoint with a pad byte", 1, 0, 3001},
+                             {"frames that no buffer ends with", 13, 0, 3000},
+                             {"blocks that bypass the buffer", 5, 0, 40'000},
+                             {"RF64", 13, 5 * kGiB, 3000}};
+    const TemporaryFolder folder;
+    const auto run = [&](const Row& row, std::uint64_t room, bool staysFull) {
+        auto& system = faults::SystemCalls();
+        const std::uint64_t failAt = std::exchange(system.failAt, faults::kNever);
+        const Handle file = Create(folder.PathText("file"), {.channels = row.channels,
+                                                             .bytesPerSample = 1,
+                                                             .bits = 8,
+                                                             .layout = {},
+                                                             .rf64 = true,
+                                                             .anyOrder = row.start != 0});
+        const std::uint64_t checkpoint = row.start + row.block;
+        EXPECT_EQ(WriteSamples(*file, row.start, row.block), 0);
+        EXPECT_TRUE(file->FinishBlock());
+        const std::uint64_t length = std::filesystem::file_size(folder.Path("file")), pad = checkpoint % 2;
+        system.calls = 0;
+        system.failAt = failAt;
+
+        std::uint64_t taken = checkpoint;
+        bool finished = false;
+        const auto expect = [&] {
+            const bool fired = faults::Fired();
+            const faults::System calls = std::exchange(system, {});
+            const std::uint64_t frameBytes = static_cast<std::uint64_t>(row.channels);
+            const std::uint64_t frames =
+                std::min(taken, finished ? taken : checkpoint + pad + room) / frameBytes;
+            Handle read = OpenForRead(folder.PathText("file"));
+            const auto count = static_cast<std::uint64_t>(read->GetSampleCount());
+            EXPECT_TRUE(count == frames || (fired && count * frameBytes + frameBytes > checkpoint));
+            const std::uint64_t last = count * frameBytes - (row.block - frameBytes);
+            EXPECT_EQ(Read(*read, last, row.block - frameBytes), SampleBytes(last, row.block - frameBytes));
+            const Bytes ds64 = ReadFilePart(folder.Path("file"), 36, 8);
+            const bool whole = ReadMetadata(*read).empty() && (row.start == 0 || ds64 == Image().U64(count));
+            read.reset();
+            system = calls;
+            const std::uint64_t samplesAt = length - checkpoint - pad;
+            return whole ? samplesAt + (finished ? taken + taken % 2 : count * frameBytes) : 0;
+        };
+        {
+            const FileSizeLimit limit(length + room);
+            for (; WriteSamples(*file, taken, row.block) == 0; taken += row.block)
+                EXPECT_LT(taken, checkpoint + room + 40'000) << "more than the buffer holds is taken";
+            finished = staysFull ? file->FinishSamples() : file->FinishBlock();
+            expect();
+            if (staysFull)
+                file->FinishWrite();
+        }
+        if (!staysFull)
+            finished = file->FinishSamples() || file->FinishSamples();
+        EXPECT_TRUE(finished || staysFull);
+        const bool whole = staysFull ? !faults::Fired() : file->FinishWrite();
+        const std::uint64_t end = expect();
+        EXPECT_TRUE(!whole || std::filesystem::file_size(folder.Path("file")) == end);
+    };
+    for (const auto& row : kRows)
+        for (const std::uint64_t room : {0, 6, 32'745, 90'001})
+            for (const bool staysFull : {true, false}) {
+                SCOPED_TRACE(testing::Message() << row.name << ", room for " << room << " " << staysFull);
+                faults::SweepCalls({}, [&] { run(row, room, staysFull); });
+            }
+}
+
+// With the stream flag, the last block may lie far past the end of the file, or before what was counted.
+TEST(ARecordingSurvives, FailedCheckpointsAfterJumps) {
+    const faults::Scope scope;
+    const TemporaryFolder folder;
+    const Handle file = Create(folder.PathText("file"), {.anyOrder = true});
+    const auto finishes = [&](std::uint64_t offset, std::size_t count, const faults::System& faults) {
+        EXPECT_EQ(WriteSamples(*file, offset, count), 0);
+        faults::SystemCalls() = faults;
+        const bool finished = file->FinishBlock();
+        faults::SystemCalls() = {};
+        return finished;
+    };
+    const auto says = [&](std::uint64_t position, std::uint64_t size) {
+        return ReadFilePart(folder.Path("file"), position, 8) == Image().Text("data").U32(size);
+    };
+    EXPECT_TRUE(finishes(0, 1000, {}) && says(36, 1000));
+    EXPECT_TRUE(!finishes(5000, 8, {.failAt = 0}) && says(36, 1000)) << "the file does not reach there";
+    EXPECT_TRUE(finishes(5000, 8, {}) && says(36, 5008));
+    EXPECT_TRUE(!finishes(100, 8, {.failAt = 0}) && says(36, 5008)) << "never less than before";
+    EXPECT_TRUE(finishes(100, 8, {}) && file->FinishSamples() && says(36, 108));
+    const faults::System half{.failAt = 2, .largestTransfer = 51};
+    EXPECT_TRUE(!finishes(108, 300, half) && says(152, 92)) << "whole frames of 102 bytes with a header";
+    EXPECT_EQ(WriteSamples(*file, 408, 40'000), 0);
+    EXPECT_EQ(WriteSamples(*file, 40'408, 8), 0);
+    faults::SystemCalls() = {.failAt = 0};
+    EXPECT_FALSE(file->FinishWrite());
+    EXPECT_EQ(std::filesystem::file_size(folder.Path("file")), 40'468) << "uncounted, but there";
+}
+
+// A checkpoint fails at its data, its size, its pad byte or the header, or the end of samples at the first
+// two; what is done next, even by the destructor, counts what is a sample.
 TEST(ARecordingSurvives, ACheckpointThatFailedWithItsPadByte) {
     const faults::Scope scope;
     const TemporaryFolder folder;
-    for (std::uint64_t call = 0; call < 4; ++call) {
+    for (std::uint64_t call = 0; call < 6; ++call) {
         SCOPED_TRACE(call);
-        const Handle file = Create(folder.PathText("file"), {});
+        Handle file = Create(folder.PathText("file"), {});
         EXPECT_EQ(Write(*file, 0, {1, 2, 3}), 0);
-        faults::SystemCalls() = {.failAt = call, .outputOnly = true};
-        EXPECT_FALSE(file->FinishBlock());
-        EXPECT_TRUE(file->FinishBlock());
-        EXPECT_TRUE(file->FinishWrite());
+        faults::SystemCalls() = {.failAt = call % 4, .outputOnly = true};
+        EXPECT_FALSE(call < 4 ? file->FinishBlock() : file->FinishSamples());
+        EXPECT_TRUE(call >= 4 || (file->FinishBlock() && file->FinishWrite()));
+        file.reset();
         EXPECT_EQ(ReadFile(folder.Path("file")), Image()
                                                      .Chunk("fmt ", ShortFormat(1, 2, 44100, 2, 16))
                                                      .Chunk("data", {1, 2, 3})

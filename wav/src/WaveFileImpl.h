@@ -73,12 +73,12 @@ struct KELAUDIOFILE_HIDDEN WaveFile::Impl {
     AudioCharacteristics writeCharacteristics;
     std::uint64_t dataChunkHandle = 0; ///< position of the open `data` chunk's header; 0 while none is open
     std::uint64_t metadatumChunkHandle = 0; ///< the same for the open metadata chunk
-    std::uint64_t dataChunkStart = 0; ///< sample byte offset that the `data` chunk's first byte stands for
-    std::int64_t nextSampleByte = 0;  ///< where the last block ended
+    std::uint64_t dataChunkStart = 0;    ///< sample byte offset that the `data` chunk's first byte stands for
+    std::int64_t nextSampleByte = 0;     ///< where the last block ended
     std::int64_t earlierSampleBytes = 0; ///< in the `data` chunks before the current one
-    bool dataChunkEnded = false;      ///< FinishSamples has ended a `data` chunk, and none was begun since
-    std::uint64_t brokenChunk = 0;    ///< header of a chunk whose end failed, while its size is wrong
-    std::uint64_t brokenChunkEnd = 0; ///< where its data ends
+    bool dataChunkEnded = false;         ///< FinishSamples has ended a `data` chunk, and none was begun since
+    std::uint64_t brokenChunk = 0;       ///< header of a chunk whose end failed, while its size is wrong
+    std::uint64_t brokenChunkEnd = 0;    ///< where its data ends
 
     bool StartWriting(const kelcore::filesupport::File& inFile, const AudioCharacteristics& inRecord,
                       SampleType inSampleType, const std::uint8_t* inFormatChunk,

@@ -60,9 +60,9 @@ public:
     /// @throws file_exception
     void Create(bool inReplace) const;
 
-    /// Makes an empty file as Create(false) does, and keeps it open: an output stream made of the result writes
-    /// to that very file, whatever the path has come to name. The descriptor is closed with the last copy of
-    /// the result and the last stream made of one.
+    /// Makes an empty file as Create(false) does, and keeps it open: an output stream made of the result
+    /// writes to that very file, whatever the path has come to name. The descriptor is closed with the last
+    /// copy of the result and the last stream made of one.
     /// @return the file with a descriptor, for an output stream, Size and Exists. @throws file_exception
     File Created() const;
 
