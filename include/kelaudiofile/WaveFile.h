@@ -43,7 +43,7 @@ public:
             kMuLawFormat = 13,        ///< the same: mu-law
             kGsm610Format = 14,       ///< the same: GSM 6.10
             kOpenForWriteFailed = 16, ///< the header or the `fmt ` chunk could not be written
-            kWriteFailed = 17,        ///< writing failed; the same block may be offered again
+            kWriteFailed = 17,        ///< writing failed, and the block is not taken; it may be offered again
         };
 
         std::int32_t code = kNoError; ///< one of Code
@@ -133,7 +133,8 @@ public:
     /// @{
 
     /// @return frames, whole ones: one frame is one sample of every channel. On a file under writing, the
-    /// frames written so far. Negative if the file claims a negative channel count.
+    /// frames written so far, as a reader would count them. Negative if the file claims a negative channel
+    /// count.
     std::int64_t GetSampleCount() const;
     /// @return frames per second.
     std::int32_t GetSampleRate() const;
@@ -242,14 +243,17 @@ public:
     /// or by the next one.
     bool FinishMetadatumWrite();
 
-    /// Ends the open `data` chunk; without one, does nothing.
-    /// @return as of FinishMetadatumWrite.
+    /// Ends the open `data` chunk; without one, does nothing. Once it has returned true, nothing of a block
+    /// that was refused for a failed write is left in the file.
+    /// @return as of FinishMetadatumWrite. After false, the size counts the whole frames that did reach the
+    /// file, so that what was recorded up to a full disk can be read.
     bool FinishSamples();
 
     /// A checkpoint, after which writing goes on. When it returns true, everything written so far is in the
     /// file and counted by its sizes: whatever then happens to this process, the file reads back complete up
     /// to here.
-    /// @return false if the file is not open for writing, or if writing failed; it may be called again.
+    /// @return false if the file is not open for writing, or if writing failed; it may be called again. As
+    /// after FinishSamples, the sizes count what did reach the file, and never less than before.
     bool FinishBlock();
 
     /// Completes the file and closes it. It does not end a chunk that is open: without FinishSamples it
