@@ -167,7 +167,7 @@ void DeInterleave32BitFloat_1(const void* source, float* destination, std::int64
     if (numChannels != 1 || std::endian::native != std::endian::little)
         Gather<FloatBits>(source, destination, sampleCount, numChannels);
     else if (sampleCount != 0) // the same bytes, and null may stand for none
-        std::memcpy(destination, source, static_cast<std::size_t>(sampleCount) * sizeof(float));
+        std::memmove(destination, source, static_cast<std::size_t>(sampleCount) * sizeof(float));
 }
 
 void DeInterleave32BitFloat_32768(const void* source, float* destination, std::int64_t sampleCount,

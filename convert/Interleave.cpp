@@ -1,13 +1,8 @@
 #include "kelaudiofile/Interleave.h"
 
-#if defined(__SSE2__)
-#include <immintrin.h>
-#endif
-
-#include "SampleLanes.h"
 #include "Strides.h"
+#include "WrittenKinds.h"
 #include "kelaccelerate/SwapBytes.h"
-#include "kelaccelerate/WideVectors.h"
 
 namespace kelaudiofile {
 
@@ -15,74 +10,8 @@ namespace {
 
 using namespace convert;
 
-// Each kind of written sample is made of a vector of floats, into words that hold the file's bits.
-
-/// Never passes through a float register, which may change the bits of a signalling NaN.
-struct ToFloatBits {
-    using Source = Lanes<std::uint32_t>;
-    static Lanes<std::uint32_t> Convert(Source in) { return in; }
-};
-
-template <int kFullScale>
-struct ToScaledFloat {
-    using Source = Lanes<float>;
-    static auto Convert(Source in) { return reinterpret_cast<Lanes<std::uint32_t>>(in * float{kFullScale}); }
-#if defined(__x86_64__)
-    KELACCELERATE_WIDE static __m256i ConvertEight(__m256 in) {
-        return _mm256_castps_si256(_mm256_mul_ps(in, _mm256_set1_ps(kFullScale)));
-    }
-#endif
-};
-
-struct ToDouble {
-    using Source = FloatPair;
-    static auto Convert(Source in) {
-        return reinterpret_cast<Lanes<std::uint64_t>>(__builtin_convertvector(in, Lanes<double>));
-    }
-};
-
-/// Cut towards zero. What does not fit, and NaN, becomes the most negative integer.
-Lanes<std::int32_t> Truncate(Lanes<float> in) {
-#if defined(__SSE2__)
-    return reinterpret_cast<Lanes<std::int32_t>>(_mm_cvttps_epi32(in));
-#else
-    const Lanes<float> lowest = Lanes<float>{} - 0x1p31f;
-    const Lanes<float> fitting = lowest < in ? in : lowest; // and no NaN
-    return __builtin_convertvector(fitting < 0x1p31f ? fitting : lowest, Lanes<std::int32_t>);
-#endif
-}
-
-/// The product is as exact in single precision as in double, and no float lies between the upper clip and
-/// 2^31. So it is enough to turn the most negative integer into the largest from 2^31 on.
-struct ToInteger32 {
-    using Source = Lanes<float>;
-    static auto Convert(Source in) {
-        const Lanes<float> product = in * 0x1p31f;
-        return reinterpret_cast<Lanes<std::uint32_t>>(Truncate(product) ^ (product >= 0x1p31f));
-    }
-#if defined(__x86_64__)
-    KELACCELERATE_WIDE static __m256i ConvertEight(__m256 in) {
-        const __m256 limit = _mm256_set1_ps(0x1p31f), product = _mm256_mul_ps(in, limit);
-        return _mm256_xor_si256(_mm256_cvttps_epi32(product),
-                                _mm256_castps_si256(_mm256_cmp_ps(product, limit, _CMP_GE_OQ)));
-    }
-#endif
-};
-
-struct ToInteger64 {
-    using Source = FloatPair;
-    static auto Convert(Source in) { return Lanes<std::uint64_t>{Convert(in[0]), Convert(in[1])}; }
-    static std::uint64_t Convert(float in) {
-        constexpr double kLowest = -0x1p63, kHighest = 0x1p63 - 1024;
-        const double product = in * 0x1p63;
-        const double atLeastLowest = kLowest < product ? product : kLowest; // and no NaN
-        return static_cast<std::uint64_t>(
-            static_cast<std::int64_t>(atLeastLowest < kHighest ? atLeastLowest : kHighest));
-    }
-};
-
-/// Two lanes of four bytes leave a vector together and part on their way to memory: one at a time is slower
-/// by a tenth.
+/// Extracts two 32-bit lanes with one 64-bit move and stores the halves; extracting them one by one is 10 %
+/// slower.
 /// @tparam kStride  the distance of the written samples if it is known to the compiler, else 0.
 template <std::size_t kStride, typename Word>
 void StoreLanes(Byte* out, const Lanes<Word>& inLanes, std::size_t inStep) {
@@ -217,7 +146,7 @@ template <std::size_t kBytes>
 void Copy(const void* source, void* destination, std::int32_t count, std::int32_t numChannels) {
     const auto sampleCount = static_cast<std::size_t>(count);
     if (numChannels == 1 && count != 0)
-        std::memcpy(destination, source, sampleCount * kBytes);
+        std::memmove(destination, source, sampleCount * kBytes);
     else
         Spread<kBytes, Same>(source, destination, sampleCount, numChannels);
 }

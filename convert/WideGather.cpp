@@ -184,8 +184,8 @@ KELACCELERATE_WIDE std::size_t GatherSixteens(const Byte* in, Byte* out, std::si
     const __m256i first = LoadVector(&inMoves.first), second = LoadVector(&inMoves.second);
     const std::size_t reach = 8 * inStep + ReachOf(kWay, inStep);
     // Stores across cache lines cost up to a fifth. So the turns start where a vector of floats is aligned;
-    // what lies before is stored with the first eight.
-    const std::size_t before = FloatsToAlignment(out);
+    // what lies before is stored with the first eight, unless that would overwrite samples yet to be read.
+    const std::size_t before = in == out ? 0 : FloatsToAlignment(out);
     if (before != 0) {
         StoreEight<Sample>(out, LoadEight<kWay>(in, inStep, first, second));
         in += before * inStep;

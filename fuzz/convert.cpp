@@ -1,10 +1,10 @@
 // The sample routines against their plain models, between bytes that must stay as they are.
 
 #include "Fuzz.h"
-#include "convert/SampleModels.h"
 #include "kelaccelerate/WideVectors.h"
+#include "models/SampleModels.h"
 
-using namespace convert_tests;
+using namespace sample_models;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     kelaccelerate::AllowWideVectors(size % 2 == 0);
@@ -14,7 +14,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const fuzz::Bytes input = choose.Rest();
 
     // As many samples as the input has bytes for, in blocks of exactly the size that the call may touch.
-    const int skipped = routine.strided == Routine::kSource ? channels - 1 : 0;
+    const int skipped = routine.gathers ? channels - 1 : 0;
     const std::size_t gap = routine.sourceBytes * static_cast<std::size_t>(skipped);
     const auto count = static_cast<std::int32_t>((input.size() + gap) / (routine.sourceBytes + gap));
     const Call call{routine, count, channels};

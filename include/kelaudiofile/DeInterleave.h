@@ -10,13 +10,14 @@ namespace kelaudiofile {
 /// @param source  the channel's first sample: the buffer's start plus channel index times bytes per sample.
 /// It needs no alignment, and is read up to the last byte of the last sample that the step reaches, and no
 /// further.
-/// @param destination  receives sampleCount consecutive floats. Needs no alignment. Must not overlap the
-/// source.
+/// @param destination  receives sampleCount consecutive floats. Needs no alignment. It may be the source
+/// itself if numChannels is 1 and a sample has 4 bytes; otherwise the two must not overlap.
 /// @param sampleCount  frames, which is the number of floats written; not negative. 0 touches neither buffer.
 /// @param numChannels  the distance from one sample of the channel to its next, in samples; at least 1.
 ///
-/// Nothing is checked and nothing can fail. The routines hold no state: any thread may run them at any time
-/// on buffers that it alone writes.
+/// Nothing is checked and nothing can fail. The only floating-point exceptions raised are those of the
+/// samples' own values, such as FE_OVERFLOW for a double beyond floats. The routines hold no state: any
+/// thread may run them at any time on buffers that no other thread uses meanwhile.
 ///
 /// One call handles one channel: a buffer of n channels takes n calls, each with the source moved on by one
 /// sample's width, and a plane of its own or one used again. How many frames a buffer should hold: with one

@@ -13,16 +13,18 @@ namespace kelaudiofile {
 ///                of the last sample, and no further.
 /// @param destination  the place of the first written sample: the buffer's start plus channel index times
 ///                     bytes per written sample. Needs no alignment. It is written up to the last byte of the
-///                     last sample that the step reaches, and no further. Must not overlap the source.
+///                     last sample that the step reaches, and no further. It may be the source itself if
+///                     numChannels is 1 and samples keep their width; otherwise the two must not overlap.
 /// @param count  how much to convert; not negative. 0 touches neither buffer. It counts samples for the
 ///               `Interleave` routines and ConvertBetweenSigned8BitAudioAndUnsigned, but bytes for the
 ///               `Swizzle` routines.
 /// @param numChannels  the distance between two written samples, in samples of the written width; at least 1.
 ///                     1 fills the destination without a gap.
 ///
-/// Nothing is checked and nothing can fail. The routines hold no state: any thread may run them at any time
-/// on buffers that it alone writes. With many channels, convert few frames per call; DeInterleave.h tells how
-/// many.
+/// Nothing is checked and nothing can fail. The only floating-point exceptions raised are those of the
+/// samples' own values, such as FE_INEXACT for a float that is cut. The routines hold no state: any thread
+/// may run them at any time on buffers that no other thread uses meanwhile. With many channels, convert few
+/// frames per call; DeInterleave.h says how many.
 using ConversionFunction = void (*)(const void* source, void* destination, std::int32_t count,
                                     std::int32_t numChannels);
 

@@ -26,19 +26,20 @@ struct Swap16 {
     }
 };
 
-/// Five samples and a byte of the next. The middle bytes stay; the outer ones come from two bytes away.
+/// Five samples and a byte of the next, which stays. So do the middle bytes; the outer ones come from two
+/// bytes away.
 struct Swap24 {
     static constexpr std::size_t kWidth = 3, kBytesAtOnce = 15;
     static Bytes Swap(Bytes in) {
         const Bytes zero = {};
         const Bytes first = {255, 0, 0, 255, 0, 0, 255, 0, 0, 255, 0, 0, 255, 0, 0, 0};
-        const Bytes middle = {0, 255, 0, 0, 255, 0, 0, 255, 0, 0, 255, 0, 0, 255, 0, 0};
+        const Bytes same = {0, 255, 0, 0, 255, 0, 0, 255, 0, 0, 255, 0, 0, 255, 0, 255};
         const Bytes last = {0, 0, 255, 0, 0, 255, 0, 0, 255, 0, 0, 255, 0, 0, 255, 0};
         const Bytes fromAbove =
             __builtin_shufflevector(in, zero, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17);
         const Bytes fromBelow =
             __builtin_shufflevector(zero, in, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29);
-        return (fromAbove & first) | (in & middle) | (fromBelow & last);
+        return (fromAbove & first) | (in & same) | (fromBelow & last);
     }
 };
 
@@ -53,12 +54,13 @@ struct Swap32 {
 
 #if defined(__x86_64__)
 
-/// @return where each byte of a vector comes from.
+/// @return where each byte of a vector comes from. A byte beyond the last whole sample stays.
 template <typename Element>
 constexpr std::array<signed char, 16> Places() {
     std::array<signed char, 16> places{};
-    for (std::size_t b = 0; b < Element::kBytesAtOnce; ++b)
-        places[b] = static_cast<signed char>(b + Element::kWidth - 1 - 2 * (b % Element::kWidth));
+    for (std::size_t b = 0; b < places.size(); ++b)
+        places[b] = static_cast<signed char>(
+            b < Element::kBytesAtOnce ? b + Element::kWidth - 1 - 2 * (b % Element::kWidth) : b);
     return places;
 }
 
@@ -92,8 +94,8 @@ void SwapVector(const unsigned char* in, unsigned char* out) {
     std::memcpy(out, &bytes, sizeof bytes);
 }
 
-/// What a vector stores beyond its samples is overwritten by the next one, and the last samples go one by
-/// one.
+/// A vector may store bytes beyond its samples, unchanged: the next one overwrites them. The last samples are
+/// swapped singly.
 template <typename Element>
 void SwapElements(std::uint64_t inCount, const void* inElements, void* outElements) {
     constexpr std::size_t kAtOnce = Element::kBytesAtOnce, kWidth = Element::kWidth;
@@ -109,9 +111,12 @@ void SwapElements(std::uint64_t inCount, const void* inElements, void* outElemen
         SwapVector<Element>(in + at, out + at);
         SwapVector<Element>(in + at + kAtOnce, out + at + kAtOnce);
     }
-    for (; at < byteCount; at += kWidth)
+    for (; at < byteCount; at += kWidth) {
+        unsigned char sample[kWidth];
+        std::memcpy(sample, in + at, kWidth);
         for (std::size_t b = 0; b < kWidth; ++b)
-            out[at + b] = in[at + kWidth - 1 - b];
+            out[at + b] = sample[kWidth - 1 - b];
+    }
 }
 
 } // namespace

@@ -1,0 +1,92 @@
+#pragma once
+
+#if defined(__SSE2__)
+#include <immintrin.h>
+#endif
+
+#include "SampleLanes.h"
+#include "kelaccelerate/WideVectors.h"
+
+/// Each kind of written sample is made of a vector of floats, into words that hold the file's bits.
+namespace kelaudiofile::convert {
+
+/// Never passes through a float register, which may change the bits of a signalling NaN.
+struct ToFloatBits {
+    using Source = Lanes<std::uint32_t>;
+    static Lanes<std::uint32_t> Convert(Source in) { return in; }
+};
+
+template <int kFullScale>
+struct ToScaledFloat {
+    using Source = Lanes<float>;
+    static auto Convert(Source in) { return reinterpret_cast<Lanes<std::uint32_t>>(in * float{kFullScale}); }
+#if defined(__x86_64__)
+    KELACCELERATE_WIDE static __m256i ConvertEight(__m256 in) {
+        return _mm256_castps_si256(_mm256_mul_ps(in, _mm256_set1_ps(kFullScale)));
+    }
+#endif
+};
+
+struct ToDouble {
+    using Source = FloatPair;
+    static auto Convert(Source in) {
+        return reinterpret_cast<Lanes<std::uint64_t>>(__builtin_convertvector(in, Lanes<double>));
+    }
+};
+
+/// The larger of each pair of lanes, the second where one is NaN.
+inline Lanes<float> Max(Lanes<float> a, Lanes<float> b) {
+#if defined(__SSE2__)
+    return _mm_max_ps(a, b);
+#else
+    return a > b ? a : b;
+#endif
+}
+
+inline Lanes<float> Min(Lanes<float> a, Lanes<float> b) {
+#if defined(__SSE2__)
+    return _mm_min_ps(a, b);
+#else
+    return a < b ? a : b;
+#endif
+}
+
+/// Clips before it converts, to -1.0 and to the largest float below 1.0: a host may have floating-point
+/// exceptions trapped, and so neither the product overflows nor the conversion fails. The product is exact.
+/// From 1.0 on, the bits that the largest float below it lacks are added.
+struct ToInteger32 {
+    static constexpr float kHighest = 0x1.fffffep-1f;
+    static constexpr std::int32_t kMissingBits = 0x7FFFFFFF - 0x7FFFFF80;
+    using Source = Lanes<float>;
+    static auto Convert(Source in) {
+        const Lanes<float> highest = Lanes<float>{} + kHighest;
+        const Lanes<float> atLeastLowest = Max(in, Lanes<float>{} - 1.0f); // and no NaN
+        const auto integers =
+            __builtin_convertvector(Min(atLeastLowest, highest) * 0x1p31f, Lanes<std::int32_t>);
+        return reinterpret_cast<Lanes<std::uint32_t>>(integers | ((atLeastLowest > highest) & kMissingBits));
+    }
+#if defined(__x86_64__)
+    KELACCELERATE_WIDE static __m256i ConvertEight(__m256 in) {
+        const __m256 highest = _mm256_set1_ps(kHighest);
+        const __m256 atLeastLowest = _mm256_max_ps(in, _mm256_set1_ps(-1.0f)); // and no NaN
+        const __m256 product = _mm256_mul_ps(_mm256_min_ps(atLeastLowest, highest), _mm256_set1_ps(0x1p31f));
+        const __m256i isFull = _mm256_castps_si256(_mm256_cmp_ps(atLeastLowest, highest, _CMP_GT_OQ));
+        return _mm256_or_si256(_mm256_cvttps_epi32(product),
+                               _mm256_and_si256(isFull, _mm256_set1_epi32(kMissingBits)));
+    }
+#endif
+};
+
+struct ToInteger64 {
+    using Source = FloatPair;
+    static auto Convert(Source in) { return Lanes<std::uint64_t>{Convert(in[0]), Convert(in[1])}; }
+    static std::uint64_t Convert(float in) {
+        constexpr double kLowest = -0x1p63, kHighest = 0x1p63 - 1024;
+        const double product = in * 0x1p63;
+        const double atLeastLowest = kLowest < product ? product : kLowest; // and no NaN
+        return static_cast<std::uint64_t>(
+            static_cast<std::int64_t>(atLeastLowest < kHighest ? atLeastLowest : kHighest));
+    }
+};
+
+} // namespace kelaudiofile::convert
