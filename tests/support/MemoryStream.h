@@ -1,77 +1,61 @@
 #pragma once
 
 #include <algorithm>
-#include <cstring>
-#include <functional>
+#include <cstddef>
 #include <utility>
 
 #include "support/Files.h"
 
 namespace testing_support {
 
-/// Input from memory that counts its calls and lets a test throw out of any of them.
-class MemoryStream : public kelcore::filesupport::IByteStream {
-public:
-    enum class Call { kLength, kSeek, kRead };
+inline kelcore::filesupport::File NullDevice() {
+    return {kelcore::ToUTF8String("/dev/null"), kelcore::filesupport::kPathStorage};
+}
 
-    explicit MemoryStream(Bytes inBytes) : mBytes(std::move(inBytes)) {}
+/// A file stream that reads from memory. It counts its calls and throws a number out of one kind of them.
+class MemoryFileInput : public kelcore::filesupport::IPlatformByteStream {
+public:
+    enum class Call { kNone, kLength, kSeek, kRead };
+
+    explicit MemoryFileInput(Bytes inBytes)
+        : IPlatformByteStream(NullDevice(), kelcore::utility::Flags<unsigned>(0)),
+          mBytes(std::move(inBytes)) {}
 
     void ReadBlock(void* outBytes, unsigned inCount) override {
-        ++reads;
-        Announce(Call::kRead);
+        Enter(Call::kRead);
         if (mPosition > mBytes.size() || inCount > mBytes.size() - mPosition)
             throw kelcore::filesupport::file_exception("read", kelcore::ToUTF8String("memory"), 0);
-        if (inCount != 0)
-            std::memcpy(outBytes, mBytes.data() + mPosition, inCount);
+        std::copy_n(mBytes.begin() + static_cast<std::ptrdiff_t>(mPosition), inCount,
+                    static_cast<unsigned char*>(outBytes));
         mPosition += inCount;
     }
     void CurPos(std::uint64_t inPosition) override {
-        ++seeks;
-        Announce(Call::kSeek);
+        Enter(Call::kSeek);
         mPosition = inPosition;
     }
     std::uint64_t CurPos() const override { return mPosition; }
     std::uint64_t Length() const override {
-        Announce(Call::kLength);
-        return mBytes.size();
+        Enter(Call::kLength);
+        return claimedLength != 0 ? claimedLength : mBytes.size();
     }
 
-    std::function<void(Call)> onCall; ///< runs first in each call; may throw
-    int seeks = 0, reads = 0;
+    Call failing = Call::kNone;
+    std::uint64_t claimedLength = 0; ///< what Length tells, unless 0
+    mutable int calls = 0;
 
 private:
-    void Announce(Call inCall) const {
-        if (onCall)
-            onCall(inCall);
+    void Enter(Call inCall) const {
+        ++calls;
+        if (inCall == failing)
+            throw 7;
     }
 
     Bytes mBytes;
     std::uint64_t mPosition = 0;
 };
+using MemoryStream = MemoryFileInput;
 
-inline kelcore::filesupport::File NullDevice() {
-    return {kelcore::ToUTF8String("/dev/null"), kelcore::filesupport::kPathStorage};
-}
-
-/// A file stream that reads from memory, for code that takes no other.
-class MemoryFileInput : public kelcore::filesupport::IPlatformByteStream {
-public:
-    explicit MemoryFileInput(Bytes inBytes)
-        : IPlatformByteStream(NullDevice(), kelcore::utility::Flags<unsigned>(0)),
-          mStream(std::move(inBytes)) {}
-
-    void ReadBlock(void* outBytes, unsigned inCount) override { mStream.ReadBlock(outBytes, inCount); }
-    void CurPos(std::uint64_t inPosition) override { mStream.CurPos(inPosition); }
-    std::uint64_t CurPos() const override { return mStream.CurPos(); }
-    std::uint64_t Length() const override { return claimedLength != 0 ? claimedLength : mStream.Length(); }
-
-    std::uint64_t claimedLength = 0; ///< what Length tells, unless 0
-
-private:
-    MemoryStream mStream;
-};
-
-/// A file stream that writes to memory, for code that takes no other.
+/// A file stream that writes to memory.
 class MemoryFileOutput : public kelcore::filesupport::OPlatformByteStream {
 public:
     MemoryFileOutput() : OPlatformByteStream(NullDevice(), kelcore::utility::Flags<unsigned>(0)) {}
