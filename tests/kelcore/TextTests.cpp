@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 #include "kelcore/config.h"
@@ -9,73 +9,68 @@
 #include "kelcore/string.h"
 #include "kelcore/utility.h"
 
-using kelcore::ToStdString;
-using kelcore::ToUTF8String;
-using kelcore::UTF8String;
+using namespace kelcore;
 using namespace kelcore::utility;
 
 TEST(Text, ReplaceInStringGoesOnceOverTheFormat) {
-    const auto replace = [](const char* inFormat, const char* in0, const char* in1) {
-        return ToStdString(
-            kelcore::string::ReplaceInString(ToUTF8String(inFormat), {ToUTF8String(in0), ToUTF8String(in1)}));
-    };
-    EXPECT_EQ(replace("a '@0' b @1.", "@1", "x"), "a '@1' b x.");
-    EXPECT_EQ(replace("@0@0@9|@|@a|@", "q", ""), "qq|@|@a|@");
-    EXPECT_EQ(ToStdString(ConvertInt32ToBufferT(-2147483647 - 1)), "-2147483648");
-    kelcore::oUTF8StringStream stream;
-    stream << 12 << -3;
-    EXPECT_EQ(ToStdString(stream.str()), "12-3");
+    const auto replaced =
+        string::ReplaceInString(ToUTF8String("@0@0@9|@|@/@:@a@1|@"), {ToUTF8String("@1"), ToUTF8String("x")});
+    EXPECT_EQ(ToStdString(replaced), "@1@1|@|@/@:@ax|@");
+    oUTF8StringStream stream;
+    EXPECT_EQ(ToStdString((stream << 12 << -3).str() + ConvertInt32ToBufferT(-2147483647 - 1)),
+              "12-3-2147483648");
 }
 
-TEST(Text, BytesAboveAsciiKeepTheirOrder) {
-    const UTF8String high = ToUTF8String("\xC3\xA4"), low = ToUTF8String("z");
-    EXPECT_LT(low, high);
-    EXPECT_EQ(high.find(static_cast<unsigned char>(0xA4)), 1u);
-    EXPECT_EQ(ToStdString(ToUTF8String(std::string_view("a\0b", 3))).size(), 3u);
+TEST(Text, IsAStringOfUnsignedBytes) {
+    const UTF8String text = ToUTF8String({"z\0\xC3z", 4});
+    EXPECT_TRUE(ToUTF8String("z") < ToUTF8String("\xC3") && !UTF8Traits::lt('z', 'z'));
+    EXPECT_EQ(text.find(static_cast<unsigned char>(0xC3)), 2u);
+    EXPECT_EQ(text.find('z', 4), UTF8String::npos);
+    EXPECT_EQ(UTF8String(3, 'x') + UTF8String(), ToUTF8String("xxx"));
+    EXPECT_TRUE(text.get_allocator() == UTF8String().get_allocator());
+    EXPECT_FALSE(text.get_allocator() != UTF8String().get_allocator());
 }
 
 TEST(Guid, TextAndPiecesAgree) {
-    const char text[] = "00000003-0721-11d3-8644-C8C1CA000000";
-    const Guid guid(text, 36);
-    EXPECT_EQ(guid, Guid(3, 0x0721, 0x11D3, {0x86, 0x44, 0xC8, 0xC1, 0xCA, 0, 0, 0}));
-    EXPECT_EQ(guid, Guid("00000003-0721-11D3-8644-c8c1ca000000", 36));
-    EXPECT_NE(guid, Guid("00000003-0721-11D3-8644-c8c1ca000001", 36));
+    const Guid guid("12345678-9abc-DEF0-1122-334455667788", 36);
+    EXPECT_EQ(guid, Guid(0x12345678, 0x9ABC, 0xDEF0, {0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88}));
     std::uint32_t first = 0;
     std::uint16_t second = 0, third = 0;
     Guid::LastBytes last{};
     GuidToComponents(guid, first, second, third, last);
     EXPECT_EQ(Guid(first, second, third, last), guid);
-    for (const char* other :
-         {"00000003-0721x11d3-8644-C8C1CA000000", "g0000003-0721-11d3-8644-C8C1CA000000", "0"})
-        EXPECT_EQ(Guid(other, std::strlen(other)), Guid(0, 0, 0, {})) << other;
-    char fourCC[4];
-    FourCCToBuffer(0x61746164, fourCC);
-    EXPECT_EQ(std::string(fourCC, 4), "data");
+    EXPECT_EQ(first, 0x12345678u);
+    EXPECT_EQ(second << 16 | third, 0x9ABCDEF0);
+    for (const std::string_view other :
+         {"12345678x9abc-DEF0-1122-334455667788", "12345678-9abc-DEF0-1122-33445566778g", "1"})
+        EXPECT_EQ(Guid(other.data(), other.size()), Guid(0, 0, 0, {})) << other;
 }
 
 TEST(TopLevelFunction, RunsOnceAndStopsEveryException) {
     int runs = 0;
-    const auto throws = [&] {
-        ++runs;
-        throw 1;
-    };
-    kelcore::config::ExecuteTopLevelFunction(kelcore::config::OneTimeFunction(throws), nullptr);
+    config::ExecuteTopLevelFunction(config::OneTimeFunction([&] { throw ++runs; }), nullptr);
     EXPECT_EQ(runs, 1);
-    kelcore::config::OneTimeFunction once([&] { ++runs; });
+    config::OneTimeFunction once([&] { ++runs; });
     once.RunOnce();
     once.RunOnce();
     EXPECT_EQ(runs, 2);
 }
 
-TEST(Logging, WritesOneLineToTheSinkAndLetsNothingOut) {
-    std::vector<std::string> lines;
-    kelcore::logging::SetSink([&](std::string_view inLine) { lines.emplace_back(inLine); });
-    const StringValue function("scope::", "Function");
-    kelcore::logging::LogException(std::make_exception_ptr(std::runtime_error("reason")), function, nullptr);
-    kelcore::logging::LogException(std::make_exception_ptr(1), function, nullptr);
+TEST(Logging, WritesOneLineAndLetsNothingOut) {
+    const auto log = [](auto inException) {
+        logging::LogException(std::make_exception_ptr(inException), StringValue("scope::", "Function"),
+                              nullptr);
+    };
+    std::string lines;
+    logging::SetSink([&](std::string_view inLine) { lines.append(inLine) += '\n'; });
+    log(std::runtime_error("reason"));
+    log(1);
+    logging::SetSink([](std::string_view) { throw 1; });
+    log(2);
+    testing::internal::CaptureStderr();
+    logging::SetSink({});
+    log(std::runtime_error("no sink"));
+    lines += testing::internal::GetCapturedStderr();
     EXPECT_EQ(lines,
-              (std::vector<std::string>{"scope::Function: reason", "scope::Function: unknown exception"}));
-    kelcore::logging::SetSink([](std::string_view) { throw 1; });
-    kelcore::logging::LogException(std::make_exception_ptr(1), function, nullptr);
-    kelcore::logging::SetSink({});
+              "scope::Function: reason\nscope::Function: unknown exception\nscope::Function: no sink\n");
 }
