@@ -64,6 +64,10 @@ inline Bytes Aiff(const Comm& inComm, const Bytes& inChunks = {}) {
     return inComm.code.empty() ? Form("AIFF", chunks)
                                : Form("AIFC", Chunk("FVER", {0xA2, 0x80, 0x51, 0x40}) + chunks);
 }
+/// With a FORM size of 0, as a recorder leaves it that is cut off.
+inline Bytes Unfinished(const Bytes& inImage) {
+    return ToBytes("FORM") + Big32(0) + Bytes(inImage.begin() + 8, inImage.end());
+}
 
 /// 1, 2, 3 and on: sample bytes that tell where they stand.
 inline Bytes Counting(std::size_t inCount) {

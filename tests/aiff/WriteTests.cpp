@@ -147,10 +147,6 @@ TEST(AiffWrite, OrdersOfCalls) {
     const auto file = [](std::uint32_t inFrames, const Bytes& inChunks) {
         return Aiff({.channels = 1, .frames = inFrames}, Chan({1, 2}) + inChunks);
     };
-    const auto unfinished = [&](const Bytes& inChunks) {
-        const Bytes image = file(0, inChunks);
-        return ToBytes("FORM") + Big32(0) + Bytes(image.begin() + 8, image.end());
-    };
     const auto header = [](const char* inId, std::uint64_t inSize) {
         return BigImage().Header(inId, inSize);
     };
@@ -159,7 +155,7 @@ TEST(AiffWrite, OrdersOfCalls) {
     const Bytes inside = header("NAME", 24).Add(three) + header("SSND", 11).Fill(8).Add(three) + Counting(2);
     // clang-format off
     const struct { const char *name, *calls, *results; Bytes image; } kRows[] = {
-        {"the header goes out at once", "", "", unfinished({})},
+        {"the header goes out at once", "", "", Unfinished(file(0, {}))},
         {"nothing", ".", "y", file(0, {})},
         {"metadata, then samples", "[3][4]ss.", "yyyyyyyyy", file(3, odd + Chunk("NAME", Counting(4)) + six)},
         {"empty metadata", "[][0].", "yyyyyy", file(0, empty + empty)},
@@ -167,9 +163,9 @@ TEST(AiffWrite, OrdersOfCalls) {
         {"a metadatum left open", "[3.", "yyy", file(0, header("NAME", 0).Add(three))},
         {"one metadatum at a time, before samples", "]3[[3]s[3]s.", "nnynyyynnnyy", file(3, odd + six)},
         {"nothing after the end", "s.s[3].!", "yynnnnyy", file(1, Ssnd(three))},
-        {"abandoned", "s!.", "yyy", unfinished(header("SSND", 0).Fill(8).Add(three))},
-        {"abandoned on a full disk", "s-.!+.", "ynyy", unfinished({})},
-        {"deleted as it is", "[3", "yy", unfinished(header("NAME", 0).Add(three))},
+        {"abandoned", "s!.", "yyy", Unfinished(file(0, header("SSND", 0).Fill(8).Add(three)))},
+        {"abandoned on a full disk", "s-.!+.", "ynyy", Unfinished(file(0, {}))},
+        {"deleted as it is", "[3", "yy", Unfinished(file(0, header("NAME", 0).Add(three)))},
         {"samples after a failed finish", "-.s[3].+s.", "nnnnnnyy", file(1, Ssnd(three))},
         {"a metadatum after a failed finish", "-.[3].+3].", "nnnnnyyy", file(0, odd)},
         {"an empty metadatum after a failed finish", "-.[.+].", "nnnyy", file(0, empty)},

@@ -95,23 +95,6 @@ TEST_F(InputStream, ReadsPastTheEndThrowAndLeaveThePosition) {
     EXPECT_EQ(ReadAt(stream, 9'999, 1), Bytes(1, Pattern(10'000).back()));
 }
 
-// 100,000 pieces of 16 bytes, each with its header: calls by the kilobyte, not by the piece.
-TEST_F(InputStream, WalkingForwardCostsCallsByTheKilobyte) {
-    Write(Pattern(2'400'000));
-    IPlatformByteStream stream(mFolder.File("file"), Flags(0));
-    for (std::uint64_t position = 0; position < 2'400'000; position += 24)
-        ReadAt(stream, position, 8);
-    EXPECT_LT(mCalls.reads, 50u);
-
-    mCalls = {};
-    ReadAt(stream, 0, 1'000'000);
-    EXPECT_EQ(mCalls.reads, 1u) << "a large read goes straight to the caller's memory";
-    mCalls = {};
-    for (int i = 0; i < 10; ++i)
-        ReadAt(stream, static_cast<std::uint64_t>(i) * 200'000 + 100, 8);
-    EXPECT_LE(mCalls.bytesRead, 10u * 4096) << "jumps must not read far ahead";
-}
-
 TEST_F(InputStream, CountsZeroBytes) {
     Bytes content(200'000);
     content[0] = 1;
