@@ -1,4 +1,4 @@
-# Install tree, CMake package, pkg-config module, and a pair of Debian packages (runtime, dev).
+# Install tree, CMake package and pkg-config module.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS kelaudiofile EXPORT kelaudiofileTargets
@@ -22,20 +22,3 @@ file(RELATIVE_PATH prefix_from_module "/${module_folder}" "/")
 string(REGEX REPLACE "/$" "" prefix_from_module "${prefix_from_module}")
 configure_file(cmake/kelaudiofile.pc.in kelaudiofile.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/kelaudiofile.pc DESTINATION ${module_folder} COMPONENT dev)
-
-set(CPACK_GENERATOR DEB)
-set(CPACK_PACKAGE_NAME kelaudiofile)
-set(CPACK_PACKAGE_CONTACT "kelaudiofile developers <kelaudiofile@localhost>")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
-set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
-set(CPACK_COMPONENTS_ALL runtime dev)
-set(CPACK_DEB_COMPONENT_INSTALL ON)
-set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libkelaudiofile${PROJECT_VERSION_MAJOR})
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/debian/triggers)
-set(CPACK_DEBIAN_DEV_PACKAGE_NAME libkelaudiofile-dev)
-set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
-set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "libkelaudiofile${PROJECT_VERSION_MAJOR} (= ${PROJECT_VERSION})")
-include(CPack)

@@ -17,7 +17,7 @@ std::unique_ptr<WaveFile> Open(const std::string& inPath) {
     WaveFile::ExtendedErrorInfo error;
     std::unique_ptr<WaveFile> file(WaveFile::OpenForRead(kelcore::ToUTF8String(inPath), error, false));
     if (!file)
-        throw Failure(inPath + ": " + WhyNot(error));
+        throw Trouble(inPath, WhyNot(error));
     return file;
 }
 
@@ -28,7 +28,7 @@ std::unique_ptr<WaveFile> Create(const std::string& inPath, const WaveFile& inSo
         inSource.GetBytesPerSample(), inSource.GetSampleBitDepth(), inSource.GetSampleType(),
         inSource.GetChannelLayout(), 1 /* may become RF64 */, error, false));
     if (!file)
-        throw Failure(inPath + ": " + WhyNot(error));
+        throw Trouble(inPath, WhyNot(error));
     return file;
 }
 

@@ -1,4 +1,4 @@
-// Decodes all of a file, block by block, into float planes, and tells the level of each channel.
+// Decodes all of a file, block by block, into float planes, and prints the level of each channel.
 
 #include <algorithm>
 #include <cmath>
@@ -61,7 +61,7 @@ int Decode(const std::string& inPath) {
 } // namespace
 
 int main(int count, char** arguments) {
-    CLI::App app("Decodes a wave or AIFF file and tells peak and RMS of each channel.");
+    CLI::App app("Decodes a wave or AIFF file and prints peak and RMS of each channel.");
     std::string path;
     app.add_option("file", path, "the file")->required();
     return Run(app, count, arguments, 1, [&] { return Decode(path); });

@@ -26,8 +26,8 @@ std::string Fingerprint(const std::string& inPath) {
 } // namespace
 
 int main(int count, char** arguments) {
-    CLI::App app(
-        "Says whether two wave or AIFF files hold the same audio. Exit code: 0 yes, 1 no, 2 trouble.");
+    CLI::App app("Says whether two wave or AIFF files hold the same audio; prints the hash of each.");
+    app.footer("Exit status: 0 if the audio is equal or there is one file, 1 if it differs, 2 for trouble.");
     std::string first, second;
     app.add_option("first", first, "a file")->required();
     app.add_option("second", second, "the file to compare it with");

@@ -88,7 +88,7 @@ std::unique_ptr<WaveFile> Create(const Recording& inRecording) {
         kForm.bytes * 8, WaveFile::kIntegerSamples, UsualLayout(inRecording.channels),
         inRecording.rf64 ? 1 : 0, error, inRecording.start > 0));
     if (!file)
-        throw Failure(inRecording.path + ": " + WhyNot(error));
+        throw Trouble(inRecording.path, WhyNot(error));
     WriteComment(*file);
     return file;
 }
@@ -97,7 +97,7 @@ void Write(const Recording& inRecording, WaveFile& outFile, std::int64_t& ioOffs
     WaveFile::ExtendedErrorInfo error;
     const auto count = static_cast<std::int32_t>(inSamples.size());
     if (!outFile.WriteSampleBytes(ioOffset, count, inSamples.data(), error))
-        throw Failure(inRecording.path + ": " + WhyNot(error));
+        throw Trouble(inRecording.path, WhyNot(error));
     ioOffset += count;
 }
 
@@ -151,15 +151,24 @@ int main(int count, char** arguments) {
     Recording recording;
     CLI::App app("Records a synthetic signal into a 24-bit wave file, with checkpoints.");
     app.add_option("file", recording.path, "the file to make")->required();
-    app.add_option("--rate", recording.sampleRate, "frames per second")->check(CLI::Range(1, 768000));
-    app.add_option("--channels", recording.channels, "number of channels")->check(CLI::Range(1, 64));
-    app.add_option("--seconds", recording.seconds, "length")->check(CLI::Range(0.0, 1e6));
+    app.add_option("--rate", recording.sampleRate, "frames per second")
+        ->check(CLI::Range(1, 768000))
+        ->capture_default_str();
+    app.add_option("--channels", recording.channels, "number of channels")
+        ->check(CLI::Range(1, 64))
+        ->capture_default_str();
+    app.add_option("--seconds", recording.seconds, "length")
+        ->check(CLI::Range(0.0, 1e6))
+        ->capture_default_str();
     app.add_option("--checkpoint", recording.checkpointSeconds, "seconds between checkpoints")
-        ->check(CLI::Range(0.001, 1e6));
+        ->check(CLI::Range(0.001, 1e6))
+        ->capture_default_str();
     app.add_option("--start", recording.start, "frames of silence before the signal")
-        ->check(CLI::Range(0LL, 1LL << 40));
+        ->check(CLI::Range(0LL, 1LL << 40))
+        ->capture_default_str();
     app.add_option("--notes", recording.notes, "checkpoints from one comment among the audio to the next")
-        ->check(CLI::Range(0, 1000000));
+        ->check(CLI::Range(0, 1000000))
+        ->capture_default_str();
     app.add_flag("--rf64", recording.rf64, "may turn into RF64 when it passes 4 GiB; takes no comments then");
     app.add_flag("--verbose", recording.verbose, "prints each checkpoint");
     return Run(app, count, arguments, 1, [&] { return Record(recording); });

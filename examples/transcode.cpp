@@ -161,10 +161,12 @@ int main(int count, char** arguments) {
         names.push_back(name);
     app.add_option(
            "--samples", samples,
-           "bits of integers, or float, double, float16 or float24 (floats on the scale of such integers); "
-           "as the source has them if not given")
-        ->check(CLI::IsMember(names));
-    app.add_option("--from", job.from, "the first frame to write")->check(CLI::Range(0LL, 1LL << 62));
+           "bits of integers, or float, double, float16 or float24 (floats on the scale of such integers)")
+        ->check(CLI::IsMember(names))
+        ->default_str("as the source has them");
+    app.add_option("--from", job.from, "the first frame to write")
+        ->check(CLI::Range(0LL, 1LL << 62))
+        ->capture_default_str();
     app.add_flag("--little-endian", job.littleEndian, "little-endian integers in an AIFF file (sowt)");
     app.add_flag("--rf64", job.rf64, "a wave file may turn into RF64 when it passes 4 GiB");
     return Run(app, count, arguments, 1, [&] {

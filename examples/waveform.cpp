@@ -205,7 +205,7 @@ int Draw(const std::string& inSource, const std::string& inPicture, const std::s
     }
     std::ofstream stream(inPicture, std::ios::binary);
     if (!(stream << picture.Finish() << std::flush))
-        throw Failure(inPicture + ": it cannot be written");
+        throw Trouble(inPicture, "it cannot be written");
     std::printf("%s, from the peaks in %s\n", inPicture.c_str(), inPeaks.c_str());
     return 0;
 }
@@ -218,8 +218,8 @@ int main(int count, char** arguments) {
     CLI::App app("Draws the waveform of a wave or AIFF file as an SVG picture.");
     app.add_option("source", source, "the file to draw")->required();
     app.add_option("picture", picture, "the picture to make")->required();
-    app.add_option("--peaks", peaks, "where the peaks are kept; beside the picture if not given");
-    app.add_option("--width", width, "pixels of a lane")->check(CLI::Range(16, 20000));
+    app.add_option("--peaks", peaks, "where the peaks are kept")->default_str("PICTURE.peaks");
+    app.add_option("--width", width, "pixels of a lane")->check(CLI::Range(16, 20000))->capture_default_str();
     return Run(app, count, arguments, 1,
                [&] { return Draw(source, picture, peaks.empty() ? picture + ".peaks" : peaks, width); });
 }

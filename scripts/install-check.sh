@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the library shared and static, and builds and runs a small host against it in every way a host may take it:
-# find_package, pkg-config, both again after the install tree was moved, and add_subdirectory; with g++ and clang++, as
-# C++17 and C++20. Then: headers alone, exported symbols, nothing that runs at load, Debian packages.
+# find_package, pkg-config, both again after the install tree was moved, add_subdirectory and FetchContent; with g++ and
+# clang++, as C++17 and C++20. Then: headers alone, exported symbols, nothing that runs at load, Debian packages.
 #   scripts/install-check.sh [--quick]    --quick: g++ as C++17 and clang++ as C++20 only
 #   UPDATE_SYMBOLS=1 scripts/install-check.sh    takes the exported symbols as they are for the list to compare with
 set -euo pipefail
@@ -87,26 +87,40 @@ check_needs_nothing_else() { # library
     pass "SONAME, and no library needed but the compiler's and the system's"
 }
 
-check_debian_packages() { # build folder
-    if ! command -v dpkg-shlibdeps > /dev/null || [ "$(id -u)" != 0 ]; then
-        echo "skipped: Debian packages (needs root on Debian, with dpkg-dev)"
+check_debian_packages() {
+    if ! command -v dpkg-shlibdeps > /dev/null || ! command -v lintian > /dev/null; then
+        echo "skipped: Debian packages (sh scripts/setup.sh package brings what they need)"
         return
     fi
-    (cd "$1" && logged cpack -G DEB -B "$work/packages")
-    logged dpkg -i "$work"/packages/libkelaudiofile1_*.deb "$work"/packages/libkelaudiofile-dev_*.deb
+    (cd "$top" && logged cmake --preset debian -G Ninja -B "$work/debian")
+    logged cmake --build "$work/debian" --parallel 2
+    (cd "$work/debian" && logged cpack)
+    # The copyright file waits for a licence.
+    logged lintian --fail-on warning,error --suppress-tags no-copyright-file "$work"/debian/*.deb
+    pass "Debian packages: lintian has nothing to say"
+    if [ "$(id -u)" != 0 ]; then
+        echo "skipped: install the Debian packages (needs root)"
+        return
+    fi
+    logged dpkg -i "$work"/debian/*.deb
     local flags
-    read -ra flags <<< "$(PKG_CONFIG_PATH=/usr/lib/pkgconfig pkg-config --cflags --libs kelaudiofile)"
+    read -ra flags <<< "$(pkg-config --cflags --libs kelaudiofile)"
     g++ -std=c++17 "$top/tests/package/host.cpp" -o "$work/deb-host" "${flags[@]}"
     run_host "$work/deb-host"
-    logged dpkg -P libkelaudiofile-dev libkelaudiofile1
-    if find /usr/include /usr/lib -name '*kelaudiofile*' | grep .; then exit 1; fi
-    pass "Debian packages install, serve a host, and go without a trace"
+    for program in copy-chunks decode describe hash-compare record transcode waveform; do
+        kelaudiofile-$program --version | grep -qx "kelaudiofile-$program (kelaudiofile) [0-9.]*"
+        zgrep -q 'Exit status' /usr/share/man/man1/kelaudiofile-$program.1.gz
+    done
+    [ -e /usr/lib/"$(dpkg-architecture -q DEB_HOST_MULTIARCH)"/libkelaudiofile.so.1 ]
+    logged dpkg -P kelaudiofile-tools libkelaudiofile-dev libkelaudiofile1
+    if find /usr -path /usr/local -prune -o -name '*kelaudiofile*' -print | grep .; then exit 1; fi
+    pass "Debian packages install, serve a host, bring the programs with man pages, and go without a trace"
 }
 
 for shared in ON OFF; do
     kind=$([ $shared = ON ] && echo shared || echo static)
     configure_and_build "$top" "$work/build-$kind" -DBUILD_SHARED_LIBS=$shared -DKELAUDIOFILE_BUILD_TESTS=OFF \
-        -DKELAUDIOFILE_BUILD_EXAMPLES=OFF -DCMAKE_INSTALL_LIBDIR=lib
+        -DKELAUDIOFILE_BUILD_EXAMPLES=OFF -DKELAUDIOFILE_BUILD_BENCHMARKS=OFF -DCMAKE_INSTALL_LIBDIR=lib
     logged cmake --install "$work/build-$kind" --prefix "$work/first-$kind"
     check_find_package "$work/first-$kind" $kind installed
     check_pkg_config "$work/first-$kind" $kind installed
@@ -118,19 +132,27 @@ check_headers_alone "$work/moved-shared"
 check_exports "$work/moved-shared/lib/libkelaudiofile.so"
 check_nothing_runs_at_load "$work/moved-shared/lib/libkelaudiofile.so"
 check_needs_nothing_else "$work/moved-shared/lib/libkelaudiofile.so"
-check_debian_packages "$work/build-shared"
+check_debian_packages
 
-check_add_subdirectory() { # shared, compiler, standard
-    rm -rf "$work/sub"
+check_add_subdirectory() { # shared, compiler, standard, whether by FetchContent
+    rm -rf "$work/sub" "$work/installed"
     configure_and_build "$top/tests/package/add_subdirectory" "$work/sub" -DBUILD_SHARED_LIBS=$1 \
-        -DCMAKE_CXX_COMPILER=$2 -DCMAKE_CXX_STANDARD=$3
-    run_host "$work/sub/host"
-    pass "add_subdirectory, shared $1, $2, C++$3"
+        -DCMAKE_CXX_COMPILER=$2 -DCMAKE_CXX_STANDARD=$3 -DHOST_FETCHES=$4 -DCMAKE_EXPORT_COMPILE_COMMANDS=ON
+    grep -q 'fPIC.* -O3 .*DeInterleave' "$work/sub/compile_commands.json" # no build type was given
+    if grep -e -Werror "$work/sub/compile_commands.json"; then exit 1; fi
+    logged cmake --install "$work/sub" --prefix "$work/installed"
+    rm -rf "$work/sub"
+    run_host "$work/installed/bin/host"
+    pass "$([ $4 = ON ] && echo FetchContent || echo add_subdirectory), installed, shared $1, $2, C++$3"
 }
 if [ "${1:-}" = --quick ]; then
-    check_add_subdirectory ON clang++ 20
-    check_add_subdirectory OFF g++ 17
+    check_add_subdirectory ON clang++ 20 ON
+    check_add_subdirectory OFF g++ 17 OFF
 else
-    for shared in ON OFF; do for way in $ways; do check_add_subdirectory $shared ${way%:*} ${way#*:}; done; done
+    for shared in ON OFF; do
+        for way in $ways; do
+            for fetches in ON OFF; do check_add_subdirectory $shared ${way%:*} ${way#*:} $fetches; done
+        done
+    done
 fi
 echo "$passed passed, 0 failed"

@@ -76,8 +76,8 @@ Chunks         fmt             16 bytes at 20
                iXML             5 bytes at 82
                LIST             4 bytes at 96
 Metadata       bext            14 bytes with header, before the audio (0.220000)
-               iXML            13 bytes with header, behind the audio (0.653846)
-               LIST            12 bytes with header, behind the audio (0.923077)
+               iXML            13 bytes with header, after the audio (0.653846)
+               LIST            12 bytes with header, after the audio (0.923077)
 END
 rows <<END
 0 | The audio is equal. | copy_chunks source.wav copy.wav && cmp copy.wav copied
@@ -124,5 +124,37 @@ rows <<END
 1 | it cannot be created | record none/t.wav
 1 | cannot be written | waveform source.wav none/picture.svg --peaks stored
 1 | it cannot be created | record /dev/full/t.wav
+1 | .: it is a folder | decode .
+1 | .: it is a folder | copy_chunks source.wav .
+1 | .: it is a folder | transcode source.wav .
+1 | .: it is a folder | record .
+1 | .: it is a folder | waveform source.wav .
+END
+
+# What all programs have in common, and several files described in one go, some of which fail.
+all='describe decode hash_compare record copy_chunks transcode waveform'
+version=$(sed -n 's/^project.* VERSION \([0-9.]*\).*/\1/p' "$top/CMakeLists.txt")
+odd=$(printf '\t"\\\377\303\251') # needs escapes in JSON; 377 is no UTF-8
+transcode square.wav s.aifc --little-endian >/dev/null
+mv s.aifc "$odd"
+tr -d '\n' >described <<'END'
+[{"file": "square.wav", "container": "RIFF", "format": "PCM", "formatTag": 1, "bytesPerSample": 2, "bits": 16,
+ "validBits": 16, "samples": "integers", "sampleRate": 48000, "channels": 2, "layout": ["front left", "front right"],
+ "frames": 2, "seconds": 4.1666666666666665e-05, "recovered": false, "chunks": [{"id": "fmt ", "bytes": 16,
+ "offset": 20}, {"id": "data", "bytes": 8, "offset": 44}], "metadata": []},
+ {"file": ".", "error": ".: it is a folder"},
+ {"file": "\u0009\"\\\ufffdé", "container": "AIFC", "coding": "sowt",
+ "bytesPerSample": 2, "samples": "little-endian integers", "sampleRate": 48000, "channels": 2,
+ "layout": ["front left", "front right"], "frames": 2, "seconds": 4.1666666666666665e-05, "metadata": []}]
+END
+rows <<END
+0 | 7 | for program in $all; do \$program --version; done | grep -c ' (kelaudiofile) $version\$'
+0 | 7 | for program in $all; do \$program --help; done | grep -c '^Exit status: 0 '
+0 | 7 | for program in $all; do \$program --nonsense; echo \$?; done 2>/dev/null | grep -cx 2
+0 | =48000 | record --help
+2 | files is required | describe
+1 | it is a folder | describe --json square.wav . "\$odd" >json
+0 | | tr -d '\n' <json | cmp - described
+1 | Duration       0:00:00.000 | describe . square.wav
 END
 exit $failed

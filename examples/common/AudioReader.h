@@ -8,9 +8,8 @@
 #include <variant>
 #include <vector>
 
+#include "OpenAudio.h"
 #include "Samples.h"
-#include "kelaudiofile/AiffFile.h"
-#include "kelaudiofile/WaveFile.h"
 
 namespace examples {
 
@@ -24,27 +23,8 @@ struct Metadata {
 /// A wave or AIFF file, whichever it is. Failures come as exceptions that say what is wrong.
 class AudioReader {
 public:
-    explicit AudioReader(const std::string& inPath) : mPath(inPath) {
-        using namespace kelaudiofile;
-        WaveFile::ExtendedErrorInfo waveError;
-        std::unique_ptr<WaveFile> wave(
-            WaveFile::OpenForRead(kelcore::ToUTF8String(inPath), waveError, false));
-        if (wave) {
-            Take(std::move(wave));
-            return;
-        }
-        if (waveError.code != WaveFile::ExtendedErrorInfo::kNotWaveFile &&
-            waveError.code != WaveFile::ExtendedErrorInfo::kChunkScanFailed)
-            throw Failure(inPath + ": " + WhyNot(waveError));
-        AiffFile::ExtendedErrorInfo aiffError;
-        aiffError.code = AiffFile::ExtendedErrorInfo::kChunkScanFailed;
-        std::unique_ptr<AiffFile> aiff =
-            AiffFile::OpenForRead(kelcore::ToUTF8String(inPath), true, aiffError);
-        if (!aiff && aiffError.code == AiffFile::ExtendedErrorInfo::kNotAiffFile)
-            throw Failure(inPath + ": it is neither a wave nor an AIFF file");
-        if (!aiff)
-            throw Failure(inPath + ": " + WhyNot(aiffError));
-        Take(std::move(aiff));
+    explicit AudioReader(const std::string& inPath) : mPath(inPath), mFile(OpenAudio(inPath)) {
+        std::visit([this](auto& file) { Take(*file); }, mFile);
     }
 
     bool IsWave() const { return mFile.index() == 0; }
@@ -86,31 +66,29 @@ public:
     }
 
 private:
-    void Take(std::unique_ptr<kelaudiofile::WaveFile> inFile) {
+    void Take(const kelaudiofile::WaveFile& inFile) {
         using kelaudiofile::WaveFile;
         static constexpr SampleForm::Coding kCodings[] = {SampleForm::kInteger, SampleForm::kInteger,
                                                           SampleForm::kFloat, SampleForm::kFloat32768,
                                                           SampleForm::kFloat8388608};
-        mForm = {kCodings[inFile->GetSampleType()], inFile->GetBytesPerSample(), false,
-                 inFile->GetBytesPerSample() == 1};
-        mSampleRate = inFile->GetSampleRate();
-        mLayout = inFile->GetChannelLayout();
-        mDeinterleave = GetDeinterleaveFunction(*inFile);
-        TakeCounts(*inFile);
-        mFile = std::move(inFile);
+        mForm = {kCodings[inFile.GetSampleType()], inFile.GetBytesPerSample(), false,
+                 inFile.GetBytesPerSample() == 1};
+        mSampleRate = inFile.GetSampleRate();
+        mLayout = inFile.GetChannelLayout();
+        mDeinterleave = GetDeinterleaveFunction(inFile);
+        TakeCounts(inFile);
     }
 
-    void Take(std::unique_ptr<kelaudiofile::AiffFile> inFile) {
+    void Take(const kelaudiofile::AiffFile& inFile) {
         using kelaudiofile::AiffFile;
-        mForm = {inFile->GetSampleType() == AiffFile::kFloatSamples ? SampleForm::kFloat
-                                                                    : SampleForm::kInteger,
-                 inFile->GetBytesPerSample(),
-                 inFile->GetSampleType() != AiffFile::kLittleEndianIntegerSamples, false};
-        mSampleRate = inFile->GetSampleRate();
-        mLayout = inFile->GetAudioChannelLayout();
-        mDeinterleave = GetDeinterleaveFunction(*inFile);
-        TakeCounts(*inFile);
-        mFile = std::move(inFile);
+        mForm = {inFile.GetSampleType() == AiffFile::kFloatSamples ? SampleForm::kFloat
+                                                                   : SampleForm::kInteger,
+                 inFile.GetBytesPerSample(), inFile.GetSampleType() != AiffFile::kLittleEndianIntegerSamples,
+                 false};
+        mSampleRate = inFile.GetSampleRate();
+        mLayout = inFile.GetAudioChannelLayout();
+        mDeinterleave = GetDeinterleaveFunction(inFile);
+        TakeCounts(inFile);
     }
 
     template <typename File>
@@ -147,7 +125,7 @@ private:
     }
 
     std::string mPath;
-    std::variant<std::unique_ptr<kelaudiofile::WaveFile>, std::unique_ptr<kelaudiofile::AiffFile>> mFile;
+    AudioFile mFile;
     SampleForm mForm;
     double mSampleRate = 0;
     std::int32_t mChannels = 0;

@@ -49,7 +49,7 @@ public:
             [&](auto& file) {
                 typename std::decay_t<decltype(*file)>::ExtendedErrorInfo error;
                 if (!file->WriteSampleBytes(mOffset, count, inSamples.data(), error))
-                    throw Failure(mPath + ": " + WhyNot(error));
+                    throw Trouble(mPath, WhyNot(error));
             },
             mFile);
         mOffset += count;
@@ -96,7 +96,7 @@ private:
             inShape.channels, inShape.form.bytes, inShape.form.bytes * 8, kTypes[inShape.form.coding],
             inShape.layout, inShape.rf64 ? 1 : 0, error, false));
         if (!file)
-            throw Failure(mPath + ": " + WhyNot(error));
+            throw Trouble(mPath, WhyNot(error));
         mFile = std::move(file);
     }
 
@@ -110,7 +110,7 @@ private:
             kelcore::ToUTF8String(mPath), static_cast<std::int32_t>(std::lround(inShape.sampleRate)),
             inShape.channels, inShape.form.bytes * 8, type, inShape.layout, error));
         if (!file)
-            throw Failure(mPath + ": " + WhyNot(error));
+            throw Trouble(mPath, WhyNot(error));
         mFile = std::move(file);
     }
 

@@ -2,18 +2,29 @@
 
 #include <cstdio>
 #include <exception>
+#include <filesystem>
+#include <string>
 
 #include <CLI/CLI.hpp>
 
 namespace examples {
 
 /// Reads the arguments and does the job, whose result is the exit code. What the job throws is told on
-/// standard error.
+/// standard error. Arguments that make no sense give code 2.
 template <typename Job>
 int Run(CLI::App& inApp, int inCount, char** inArguments, int inFailureCode, Job&& inJob) {
-    CLI11_PARSE(inApp, inCount, inArguments);
+    const std::string name = std::filesystem::path(inArguments[0]).filename().string();
+    inApp.name(name);
+    inApp.set_help_flag("-h,--help", "Print this help and exit");
+    inApp.set_version_flag("--version", name + " (kelaudiofile) " KELAUDIOFILE_VERSION,
+                           "Print the version and exit");
+    if (inApp.get_footer().empty())
+        inApp.footer("Exit status: 0 if it worked, 1 if it failed, 2 if the arguments make no sense.");
     try {
+        inApp.parse(inCount, inArguments);
         return inJob();
+    } catch (const CLI::ParseError& error) {
+        return inApp.exit(error) == 0 ? 0 : 2;
     } catch (const std::exception& exception) {
         std::fprintf(stderr, "%s\n", exception.what());
         return inFailureCode;

@@ -4,6 +4,7 @@
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
+#include <filesystem>
 #include <stdexcept>
 #include <string>
 
@@ -15,6 +16,12 @@ namespace examples {
 
 /// Something that the user should know about, told in words, that ends the program.
 using Failure = std::runtime_error;
+
+/// What went wrong with a file. A folder in its place explains it better than any code.
+inline Failure Trouble(const std::string& inPath, const std::string& inWhat) {
+    std::error_code none;
+    return Failure(inPath + ": " + (std::filesystem::is_directory(inPath, none) ? "it is a folder" : inWhat));
+}
 
 /// A chunk id as its four characters.
 inline std::string IdText(std::uint32_t inId) {
