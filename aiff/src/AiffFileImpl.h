@@ -10,6 +10,17 @@
 
 namespace kelaudiofile {
 
+/// Where exceptions end. @return whether there was none.
+template <typename Function>
+bool Succeeds(Function inFunction) noexcept {
+    try {
+        inFunction();
+        return true;
+    } catch (...) {
+        return false;
+    }
+}
+
 /// An object either reads, with readStream, or writes, with the two write streams; a finished one has
 /// neither.
 struct KELAUDIOFILE_HIDDEN AiffFile::Impl {
@@ -65,9 +76,11 @@ struct KELAUDIOFILE_HIDDEN AiffFile::Impl {
     void WriteOwedMetadatumHeader();
     void WriteOwedSsndHeader();
     void CompleteMetadatum();
+    void Complete();
     void CompleteSizes();
+    void CountDelivered();
     bool HasSsnd() const;
-    std::uint32_t FramesWritten() const;
+    std::uint32_t FramesOf(std::int64_t inSampleBytes) const;
     void MoveTo(std::int64_t inPosition);
     void WriteAt(std::int64_t inPosition, const void* inBytes, std::size_t inCount);
     void Append(const void* inBytes, std::size_t inCount);

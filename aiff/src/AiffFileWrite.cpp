@@ -19,8 +19,6 @@ using kelcore::filesupport::OPlatformByteStream;
 constexpr unsigned kBufferBytes = 32768;
 constexpr unsigned kBufferAlignment = 4096;
 
-constexpr Byte kPadByte = 0;
-
 // The FORM size, which counts the last pad byte, is the first of the 32-bit fields to be full.
 constexpr bool FitsForm(std::int64_t inEnd) {
     return PaddedEnd(inEnd) - form::kUncountedBytes <= form::kLargestSize;
@@ -47,11 +45,12 @@ AiffFormatInfo MakeFormat(const WrittenForm& inForm, std::int32_t inSampleRate, 
     return format;
 }
 
-bool ReplaceByEmptyFile(const File& inFile) {
+/// @param ioFile  becomes the empty file, open for writing.
+bool ReplaceByEmptyFile(File& ioFile) {
     try {
-        if (inFile.Exists())
-            inFile.Delete();
-        inFile.Create(false);
+        if (ioFile.Exists())
+            ioFile.Delete();
+        ioFile = ioFile.Created();
         return true;
     } catch (const std::exception&) {
         return false;
@@ -60,17 +59,6 @@ bool ReplaceByEmptyFile(const File& inFile) {
 
 bool IsBlock(const void* inBytes, std::int32_t inByteCount) {
     return inByteCount == 0 || (inByteCount > 0 && inBytes != nullptr);
-}
-
-// Where exceptions end and become false.
-template <typename Step>
-bool Succeeds(Step&& inStep) noexcept {
-    try {
-        inStep();
-        return true;
-    } catch (...) {
-        return false;
-    }
 }
 
 } // namespace
@@ -87,7 +75,7 @@ AiffFile* AiffFile::OpenForWrite(const kelcore::UTF8String& inFilePath, std::int
     }
     AiffFormatInfo format =
         MakeFormat(*form, inSampleRate, inNumChannels, inBitsPerSample, std::move(inChannelLayout));
-    const File file(inFilePath, kelcore::filesupport::kPathStorage);
+    File file(inFilePath, kelcore::filesupport::kPathStorage);
     if (!ReplaceByEmptyFile(file)) {
         outError.code = ExtendedErrorInfo::kOpenForWriteFailed;
         return nullptr;
@@ -196,18 +184,6 @@ bool AiffFile::FinishMetadatumWrite() {
     });
 }
 
-bool AiffFile::FinishWrite(bool inAbandon, ExtendedErrorInfo&) {
-    Impl& impl = *mImpl;
-    if (!inAbandon) {
-        if (!impl.bufferedStream)
-            return true;
-        impl.CompleteSizes();
-        impl.bufferedStream->Flush(); // destruction would lose the failure to deliver the last bytes
-    }
-    impl.CloseWriteStreams();
-    return true;
-}
-
 // A chunk whose header could not be written at its start is open and owes it; the next step of the chunk
 // pays.
 void AiffFile::Impl::WriteOwedMetadatumHeader() {
@@ -228,39 +204,6 @@ void AiffFile::Impl::WriteOwedSsndHeader() {
 
 bool AiffFile::Impl::HasSsnd() const {
     return ssndChunkPosition != 0 && writePosition != ssndChunkPosition;
-}
-
-void AiffFile::Impl::CompleteMetadatum() {
-    const std::int64_t end = writePosition;
-    const std::int64_t dataBytes = end - metadatumPosition - chunk::kHeaderBytes;
-    MoveTo(end);
-    if (PaddedEnd(end) != end)
-        bufferedStream->WriteBlock(&kPadByte, sizeof kPadByte);
-    PatchNumber(metadatumPosition + chunk::kSize, static_cast<std::uint32_t>(dataBytes));
-    MoveTo(PaddedEnd(end));
-    writePosition = PaddedEnd(end);
-    metadatumPosition = 0;
-}
-
-// The FORM size comes last: until then the file is read to its end, whatever has been completed of it.
-void AiffFile::Impl::CompleteSizes() {
-    std::int64_t end = writePosition;
-    const auto sampleBytes = static_cast<std::uint32_t>(sampleBytesWritten);
-    if (HasSsnd()) {
-        MoveTo(end);
-        if (PaddedEnd(end) != end)
-            bufferedStream->WriteBlock(&kPadByte, sizeof kPadByte);
-        end = PaddedEnd(end);
-        PatchNumber(ssndChunkPosition + chunk::kSize, sampleBytes + ssnd::kSamples);
-    }
-    if (commChunkPosition != 0)
-        PatchNumber(commChunkPosition + chunk::kHeaderBytes + comm::kSampleCount, FramesWritten());
-    PatchNumber(form::kSize, static_cast<std::uint32_t>(end - form::kUncountedBytes));
-}
-
-std::uint32_t AiffFile::Impl::FramesWritten() const {
-    const auto frameBytes = static_cast<std::uint32_t>(FrameBytes(format));
-    return frameBytes == 0 ? 0 : static_cast<std::uint32_t>(sampleBytesWritten) / frameBytes;
 }
 
 void AiffFile::Impl::MoveTo(std::int64_t inPosition) {
@@ -287,12 +230,6 @@ void AiffFile::Impl::PatchNumber(std::int64_t inPosition, std::uint32_t inValue)
     bytes::StoreBig32(number, inValue);
     MoveTo(inPosition);
     bufferedStream->WriteBlock(number, sizeof number);
-}
-
-void AiffFile::Impl::CloseWriteStreams() noexcept {
-    bufferedStream.reset();
-    writeStream.reset();
-    file = File();
 }
 
 } // namespace kelaudiofile

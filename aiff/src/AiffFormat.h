@@ -32,7 +32,8 @@ namespace form {
 inline constexpr int kSize = 4, kType = 8, kBytes = 12;
 /// The size field does not count itself and the id.
 inline constexpr int kUncountedBytes = 8;
-inline constexpr std::int64_t kLargestSize = 0xFFFFFFFF;
+/// With a larger one, the end of the file would wrap in the 32 bits of many readers, ours included.
+inline constexpr std::int64_t kLargestSize = 0xFFFFFFFF - kUncountedBytes;
 } // namespace form
 
 /// A chunk's header, from its start.

@@ -143,13 +143,13 @@ public:
     /// FinishMetadatumWrite), and stay so in a file that is deleted before or abandoned; OpenForRead opens
     /// such a file without sample bytes.
     ///
-    /// The format's 32-bit fields end a file: the FORM size, all bytes of the file but eight, may not pass
-    /// 0xFFFFFFFF, and what would take it there is refused as a whole. Note that OpenForRead and other
-    /// readers take no FORM size of the last eight values.
+    /// The format's 32-bit fields end a file: the FORM size, which is the size of the file less eight, must
+    /// not exceed 0xFFFFFFF7, and a call that would take it past that is refused as a whole. With a larger
+    /// one, the end of the file would wrap in the 32 bits of OpenForRead and other readers.
     ///
     /// After a call that failed the file goes on from where it was before, and the same call may be made
-    /// again. What a failed call has left behind the end of the file lies outside the FORM of the finished
-    /// one.
+    /// again. What a failed call has left past the end of the file is removed by the next call that finishes
+    /// a chunk or the file.
     /// @{
 
     /// Makes a file and writes its header at once. An existing file of that name is replaced.
@@ -205,7 +205,8 @@ public:
     /// @param outError  not touched.
     /// @return true, also for a file that is not open for writing.
     /// @throws what the system's refusal makes the streams throw. The file is still open then, and the call
-    ///         may be made again.
+    ///         may be made again. Its sizes count the whole frames that did reach the file, so that what was
+    ///         recorded up to a full disk can be read.
     bool FinishWrite(bool inAbandon, ExtendedErrorInfo& outError);
     /// @}
 

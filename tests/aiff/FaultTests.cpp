@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "AiffImage.h"
+#include "support/SmallDisk.h"
 #include "support/Sweep.h"
 
 namespace aiff_tests {
@@ -147,6 +148,101 @@ TEST(AiffFaults, EverySystemCallOfWriting) {
             EXPECT_TRUE(file || error.code == 1 || error.code == 2) << error.code;
             EXPECT_TRUE(!file || file->GetSampleCount() == 0 || file->GetSampleCount() == kFrames);
         });
+}
+
+// Calls of FinishWrite: samples with their pad byte, the size of "SSND", that of "COMM", that of the FORM.
+TEST(AiffFaults, AFailedFinishCountsTheSamplesThatArrived) {
+    const TemporaryFolder folder;
+    const Bytes samples = Counting(40'000);
+    for (const std::int32_t count : {5, 0})
+        for (std::uint64_t call = 0; call < (count == 0 ? 2 : 4); ++call) {
+            SCOPED_TRACE(testing::Message() << count << " samples, call " << call);
+            const faults::Scope scope;
+            Error error;
+            const auto file = Create(folder.PathText("a.aif"), error);
+            const Bytes empty = ReadFile(folder.Path("a.aif"));
+            EXPECT_TRUE(count == 0 || file->WriteSampleBytes(0, count, samples.data(), error));
+            faults::SystemCalls() = {.failAt = call};
+            EXPECT_THROW(file->FinishWrite(false, error), file_exception);
+            const Bytes left = ReadFile(folder.Path("a.aif"));
+            EXPECT_TRUE(file->FinishWrite(false, error));
+            EXPECT_EQ(left, count == 0 || call == 0 ? empty : ReadFile(folder.Path("a.aif")));
+        }
+    const faults::Scope scope;
+    Error error;
+    const auto file = Create(folder.PathText("a.aif"), error);
+    const auto length = std::filesystem::file_size(folder.Path("a.aif"));
+    EXPECT_TRUE(file->StartMetadatumWrite(1));
+    faults::SystemCalls() = {.failAt = 2, .largestTransfer = 100};
+    EXPECT_FALSE(file->MetadatumWrite(samples.data(), 40'000));
+    EXPECT_EQ(std::filesystem::file_size(folder.Path("a.aif")), length + 108);
+    EXPECT_TRUE(file->FinishMetadatumWrite());
+    EXPECT_EQ(std::filesystem::file_size(folder.Path("a.aif")), length + 8) << "without the refused block";
+}
+
+// Whole frames that reached a full disk can be read, and no part of a block that was refused stays. Once
+// there is room again, all that was taken is written. Any call may fail besides.
+TEST(AiffFaults, ADiskThatFillsUp) {
+    const TemporaryFolder folder;
+    const auto run = [&](std::int32_t bits, std::int32_t block, std::int64_t room, bool staysFull) {
+        auto& system = faults::SystemCalls();
+        const std::uint64_t failAt = std::exchange(system.failAt, faults::kNever);
+        Error error;
+        auto file = Create(folder.PathText("a.aif"), error, bits);
+        const auto samplesAt = std::filesystem::file_size(folder.Path("a.aif")) + 16;
+        system.calls = 0;
+        system.failAt = failAt;
+
+        const Bytes bytes = Counting(static_cast<std::size_t>(block));
+        std::int64_t taken = 0;
+        const auto finish = [&] {
+            try {
+                return file->FinishWrite(false, error);
+            } catch (const file_exception&) {
+                return false;
+            }
+        };
+        const auto expect = [&](bool finished) {
+            const bool fired = faults::Fired();
+            const faults::System calls = std::exchange(system, {});
+            const std::int64_t frames = (finished ? taken : std::min(taken, room)) / (bits / 8);
+            auto read = AiffFile::OpenForRead(folder.PathText("a.aif"), false, error);
+            const std::int64_t count = read ? read->GetSampleCount() : -1, byteCount = count * (bits / 8);
+            EXPECT_TRUE(count == frames || (fired && !finished && count >= 0)) << count << " of " << frames;
+            unsigned char last = 0;
+            EXPECT_TRUE(count <= 0 || (read->ReadSampleBytes(byteCount - 1, 1, &last) &&
+                                       last == bytes[static_cast<std::size_t>((byteCount - 1) % block)]));
+            read.reset();
+            const auto counted = static_cast<std::uint64_t>(finished ? taken : frames * (bits / 8));
+            const bool counts = finished || counted != 0;
+            const std::uint64_t ssnd = counts ? counted + 8 : 0,
+                                form = counts ? samplesAt + counted + counted % 2 - 8 : 0;
+            EXPECT_TRUE((fired && !finished) ||
+                        (ReadFilePart(folder.Path("a.aif"), samplesAt - 12, 4) == Big32(ssnd) &&
+                         ReadFilePart(folder.Path("a.aif"), 4, 4) == Big32(form)));
+            EXPECT_TRUE(!finished || std::filesystem::file_size(folder.Path("a.aif")) ==
+                                         samplesAt + static_cast<std::uint64_t>(taken + taken % 2));
+            system = calls;
+        };
+        bool finished = false;
+        {
+            const FileSizeLimit limit(samplesAt + static_cast<std::uint64_t>(room));
+            while (file->WriteSampleBytes(taken, block, bytes.data(), error))
+                taken += block;
+            expect(finished = finish());
+            if (staysFull)
+                file.reset();
+        }
+        expect(finished = staysFull ? finished : finish() || finish());
+        EXPECT_TRUE(finished || staysFull);
+    };
+    for (const auto& [bits, block] : {std::pair{8, 3001}, {24, 3000}, {24, 40'002}})
+        for (const std::int64_t room : {0, 7, 32'745, 90'001})
+            for (const bool staysFull : {true, false}) {
+                SCOPED_TRACE(testing::Message() << bits << " bits, room for " << room << " " << staysFull);
+                faults::SweepCalls({},
+                                   [&, block = block, bits = bits] { run(bits, block, room, staysFull); });
+            }
 }
 
 } // namespace
