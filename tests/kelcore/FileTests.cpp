@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <optional>
 #include <sys/stat.h>
+#include <system_error>
 #include <unistd.h>
 
 #include "support/Faults.h"
@@ -12,120 +13,130 @@ using namespace kelcore::filesupport;
 using namespace testing_support;
 using Flags = kelcore::utility::Flags<unsigned>;
 
-TEST(File, ExistsForRegularFilesAlone) {
-    const TemporaryFolder folder;
-    WriteFile(folder.Path("file"), ToBytes("12345"));
-    std::filesystem::create_directory(folder.Path("folder"));
-    std::filesystem::create_symlink(folder.Path("file"), folder.Path("link"));
-    ASSERT_EQ(::mkfifo(folder.Path("pipe").c_str(), 0600), 0);
+namespace {
 
-    const struct {
-        const char* name;
-        bool exists;
-    } kCases[] = {{"file", true},  {"link", true},     {"folder", false},
-                  {"pipe", false}, {"nothing", false}, {"file/below", false}};
-    for (const auto& row : kCases) {
-        EXPECT_EQ(folder.File(row.name).Exists(), row.exists) << row.name;
-        EXPECT_EQ(kelcore::utility::FileUtils::FileExists(folder.PathText(row.name)), row.exists) << row.name;
+constexpr std::string_view kCut("file\0x", 6); // a path that would name "file", were it cut at the zero byte
+
+/// A folder with a thing of each kind; calls are counted.
+class Files : public testing::Test {
+protected:
+    Files() {
+        WriteFile(mFolder.Path("file"), ToBytes("12345"));
+        std::filesystem::create_directory(mFolder.Path("folder"));
+        std::filesystem::create_symlink("file", mFolder.Path("link"));
+        EXPECT_EQ(::mkfifo(mFolder.Path("pipe").c_str(), 0600), 0);
+    }
+    File At(std::string_view inName) const { return mFolder.File(inName); }
+    void Rename(std::string_view inFrom, std::string_view inTo) const {
+        std::filesystem::rename(mFolder.Path(inFrom), mFolder.Path(inTo));
+    }
+
+    const TemporaryFolder mFolder;
+    const faults::Scope mScope;
+    const faults::System& mCalls = faults::SystemCalls();
+};
+
+} // namespace
+
+TEST_F(Files, ExistIfTheyAreRegular) {
+    const std::pair<std::string_view, bool> kRows[] = {
+        {"file", true},     {"link", true},        {"folder", false}, {"pipe", false},
+        {"nothing", false}, {"file/below", false}, {kCut, false}};
+    for (const auto& [name, exists] : kRows) {
+        EXPECT_EQ(At(name).Exists(), exists) << name;
+        EXPECT_EQ(kelcore::utility::FileUtils::FileExists(mFolder.PathText(name)), exists) << name;
     }
     EXPECT_FALSE(File().Exists());
-    const std::string cut = folder.Path("file").string() + std::string("\0x", 2);
-    EXPECT_FALSE(File(kelcore::ToUTF8String(cut), kPathStorage).Exists())
-        << "a zero byte must not cut the path";
-    EXPECT_EQ(folder.File("link").Size(), 5u);
 }
 
-TEST(File, CreateKeepsOrReplaces) {
-    const TemporaryFolder folder;
-    folder.File("new").Create(false);
-    EXPECT_EQ(folder.File("new").Size(), 0u);
-    WriteFile(folder.Path("old"), ToBytes("abc"));
-    EXPECT_THROW(folder.File("old").Create(false), file_exception);
-    EXPECT_EQ(folder.File("old").Size(), 3u);
-    folder.File("old").Create(true);
-    EXPECT_EQ(folder.File("old").Size(), 0u);
-    folder.File("old").Delete();
-    EXPECT_FALSE(folder.File("old").Exists());
+// A pipe must fail, too, and not wait for its other end.
+TEST_F(Files, SayWhatFailedAndWhy) {
+    using Call = void (*)(const File&);
+    const Call size = [](const File& file) { file.Size(); }, remove = [](const File& file) { file.Delete(); };
+    const Call create = [](const File& file) { file.Create(false); },
+               keep = [](const File& file) { file.Created(); };
+    const Call read = [](const File& file) {
+        char byte;
+        IPlatformByteStream(file, Flags(0)).ReadBlock(&byte, 1);
+    };
+    const Call write = [](const File& file) { OPlatformByteStream(file, Flags(1)).WriteBlock("x", 1); };
+    const Call far = [](const File& file) {
+        OPlatformByteStream stream(file, Flags(1));
+        stream.CurPos(std::uint64_t{1} << 63);
+        stream.WriteBlock("x", 1);
+    };
+    // clang-format off
+    const struct { std::string_view name; Call call; const char* operation; int error; } kRows[] = {
+        {"nothing", size, "find the size of", ENOENT}, {"folder", size, "find the size of", EINVAL},
+        {kCut, size, "find the size of", EINVAL}, {"nothing", remove, "delete", ENOENT},
+        {kCut, remove, "delete", EINVAL}, {"file", create, "create", EEXIST}, {"link", keep, "create", EEXIST}, {kCut, create, "create", EINVAL},
+        {"nothing", read, "open", ENOENT}, {"folder", read, "read", EISDIR}, {"pipe", read, "read", ESPIPE},
+        {"nothing", write, "open", ENOENT}, {"pipe", write, "open", ENXIO}, {"file", far, "write", EFBIG},
+    };
+    // clang-format on
+    for (const auto& row : kRows) {
+        SCOPED_TRACE(row.name);
+        try {
+            row.call(At(row.name));
+            ADD_FAILURE() << row.operation << " did not throw";
+        } catch (const file_exception& exception) {
+            const std::string message = "cannot " + std::string(row.operation) + " '" +
+                                        mFolder.Path(row.name).string() +
+                                        "': " + std::generic_category().message(row.error);
+            EXPECT_STREQ(exception.what(), message.c_str());
+            EXPECT_EQ(exception.SystemError(), row.error);
+        }
+    }
+    EXPECT_EQ(At("link").Size(), 5u);
 }
 
-TEST(File, IsOpenedOnceForAllStreamsOfIt) {
-    const TemporaryFolder folder;
-    const faults::Scope scope;
-    WriteFile(folder.Path("file"), ToBytes("12345"));
-    std::optional<File> opened = folder.File("file").Opened();
+TEST_F(Files, AreCreatedEmptiedAndDeleted) {
+    At("new").Create(false);
+    EXPECT_EQ(At("new").Size(), 0u);
+    At("file").Create(true);
+    EXPECT_EQ(At("link").Size(), 0u);
+    At("file").Delete();
+    EXPECT_FALSE(At("file").Exists());
+}
+
+TEST_F(Files, AreOpenedOnceForAllTheirStreams) {
+    std::optional<File> opened = At("file").Opened();
     std::optional<IPlatformByteStream> first(std::in_place, *opened, Flags(0)),
         second(std::in_place, *opened, Flags(0));
+    WriteFile(mFolder.Path("other"), ToBytes("678"));
+    Rename("other", "file");
+    EXPECT_EQ(opened->Size(), 5u);
     opened.reset();
-    WriteFile(folder.Path("other"), ToBytes("67890"));
-    std::filesystem::rename(folder.Path("other"), folder.Path("file"));
     char bytes[3];
     first->CurPos(1);
     first->ReadBlock(bytes, 1);
     second->ReadBlock(bytes + 1, 2);
     EXPECT_EQ(std::string(bytes, 3), "212") << "the file that was opened, each stream at a place of its own";
     first.reset();
-    EXPECT_EQ(faults::SystemCalls().opens, 1u);
-    EXPECT_EQ(faults::SystemCalls().OpenDescriptors(), 1);
+    EXPECT_TRUE(mCalls.opens == 1 && mCalls.closes == 0);
     second.reset();
-    EXPECT_EQ(faults::SystemCalls().OpenDescriptors(), 0);
-    EXPECT_THROW(folder.File("nothing").Opened(), file_exception);
+    EXPECT_EQ(mCalls.closes, 1u);
+    EXPECT_THROW(At("nothing").Opened(), file_exception);
 }
 
-TEST(File, CreatedIsWrittenWhateverItsNameBecomes) {
-    const TemporaryFolder folder;
-    const faults::Scope scope;
-    WriteFile(folder.Path("other"), ToBytes("old"));
-    std::filesystem::create_symlink("other", folder.Path("link"));
-    const File created = folder.File("file").Created();
-    std::filesystem::rename(folder.Path("link"), folder.Path("file"));
+TEST_F(Files, AreWrittenAsCreatedWhateverTheirNamesBecome) {
+    const File created = At("new").Created();
+    Rename("link", "new");
     OPlatformByteStream(created, Flags(0)).WriteBlock("audio", 5);
-    EXPECT_EQ(ReadFile(folder.Path("other")), ToBytes("old"));
-    EXPECT_TRUE(created.Exists() && created.IsCreated() && created.Size() == 5);
-    EXPECT_EQ(faults::SystemCalls().opens, 1u);
-    EXPECT_THROW(folder.File("other").Created(), file_exception) << "never a file that exists";
-}
-
-TEST(File, FailuresNamePathOperationAndReason) {
-    const TemporaryFolder folder;
-    const auto expectMessage = [&](auto inCall, const char* inOperation, int inError) {
-        try {
-            inCall();
-            ADD_FAILURE() << inOperation << " did not throw";
-        } catch (const file_exception& exception) {
-            const std::string message = exception.what();
-            EXPECT_NE(message.find(inOperation), std::string::npos) << message;
-            EXPECT_NE(message.find(folder.Path("nothing").string()), std::string::npos) << message;
-            EXPECT_EQ(exception.SystemError(), inError);
-        }
-    };
-    const File missing = folder.File("nothing");
-    expectMessage([&] { missing.Size(); }, "size", ENOENT);
-    expectMessage([&] { missing.Delete(); }, "delete", ENOENT);
-    expectMessage([&] { IPlatformByteStream(missing, Flags(0)); }, "open", ENOENT);
-    expectMessage([&] { OPlatformByteStream(missing, Flags(1)); }, "open", ENOENT);
+    EXPECT_EQ(ReadFile(mFolder.Path("file")), ToBytes("12345"));
+    EXPECT_TRUE(created.Exists() && created.IsCreated() && !At("file").IsCreated() && created.Size() == 5);
+    EXPECT_EQ(mCalls.opens, 1u);
 }
 
 // The holder of a lease, such as a file server, gets a signal and gives it up; until then an open waits.
-TEST(File, ALeasedFileOpens) {
-    const TemporaryFolder folder;
-    WriteFile(folder.Path("file"), ToBytes("abc"));
+TEST_F(Files, OpenUnderALease) {
     static int holder;
-    holder = ::open(folder.Path("file").c_str(), O_RDWR | O_CLOEXEC);
+    holder = ::open(mFolder.Path("file").c_str(), O_RDWR | O_CLOEXEC);
     if (::fcntl(holder, F_SETLEASE, F_WRLCK) != 0)
         GTEST_SKIP() << "no leases here";
     const auto handler = std::signal(SIGIO, [](int) { ::fcntl(holder, F_SETLEASE, F_UNLCK); });
-    IPlatformByteStream stream(folder.File("file"), Flags());
+    IPlatformByteStream stream(At("file"), Flags());
     std::signal(SIGIO, handler);
     ::close(holder);
-    EXPECT_EQ(stream.Length(), 3u);
-}
-
-// A host that opens a pipe by mistake must get an error, not wait for ever.
-TEST(File, PipesFailInsteadOfWaiting) {
-    const TemporaryFolder folder;
-    ASSERT_EQ(::mkfifo(folder.Path("pipe").c_str(), 0600), 0);
-    EXPECT_THROW(OPlatformByteStream(folder.File("pipe"), Flags()), file_exception);
-    IPlatformByteStream stream(folder.File("pipe"), Flags());
-    char byte;
-    EXPECT_THROW(stream.ReadBlock(&byte, 1), file_exception);
+    EXPECT_EQ(stream.Length(), 5u);
 }
