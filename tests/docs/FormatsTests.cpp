@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <map>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -17,48 +16,29 @@ using kelaudiofile::WaveFile;
 using testing_support::Bytes;
 using testing_support::TemporaryFolder;
 
-/// A dump as a page shows it: lines of an offset, bytes and a remark. "..." stands for bytes left out, and an
-/// offset without bytes is the end of the file.
-struct Dump {
-    std::map<std::uint64_t, Bytes> lines;
-    std::uint64_t end = 0;
-};
-
-/// Lines must follow each other without a hole, but for those left out.
-Dump ReadDump(std::istream& inPage) {
-    Dump dump;
-    std::string line;
-    bool leftOut = false;
-    while (std::getline(inPage, line) && line != "```") {
-        if (line == "...") {
-            leftOut = true;
-            continue;
-        }
-        std::istringstream fields(line.substr(0, line.find("  ", 10))); // the remark stands behind two spaces
-        std::uint64_t offset = 0;
-        fields >> std::hex >> offset;
-        EXPECT_TRUE(leftOut || offset == dump.end) << line;
-        leftOut = false;
-        Bytes bytes;
-        for (unsigned byte; fields >> byte;)
-            bytes.push_back(static_cast<unsigned char>(byte));
-        dump.end = offset + bytes.size();
-        if (!bytes.empty())
-            dump.lines[offset] = bytes;
-    }
-    return dump;
-}
-
-/// The file must be what the page shows under a name.
+/// The file must be what the page shows under a name: lines of an offset, bytes and a remark after two
+/// spaces.
+/// "..." stands for bytes left out, and an offset without bytes is the end of the file.
 void ExpectDumped(const std::string& inName, const std::filesystem::path& inPath) {
     std::ifstream page(FORMATS_PAGE);
     std::string line;
     while (line != "```dump " + inName)
         ASSERT_TRUE(std::getline(page, line)) << inName;
-    const Dump dump = ReadDump(page);
-    for (const auto& [offset, bytes] : dump.lines)
-        EXPECT_EQ(testing_support::ReadFilePart(inPath, offset, bytes.size()), bytes) << "offset " << offset;
-    EXPECT_EQ(std::filesystem::file_size(inPath), dump.end);
+    std::uint64_t end = 0;
+    for (bool leftOut = false; std::getline(page, line) && line != "```"; leftOut = line == "...") {
+        if (line == "...")
+            continue;
+        std::istringstream fields(line.substr(0, line.find("  ", 10)));
+        std::uint64_t offset = 0;
+        fields >> std::hex >> offset;
+        EXPECT_TRUE(leftOut || offset == end) << line;
+        Bytes bytes;
+        for (unsigned byte; fields >> byte;)
+            bytes.push_back(static_cast<unsigned char>(byte));
+        EXPECT_EQ(testing_support::ReadFilePart(inPath, offset, bytes.size()), bytes) << line;
+        end = offset + bytes.size();
+    }
+    EXPECT_EQ(std::filesystem::file_size(inPath), end);
 }
 
 std::unique_ptr<WaveFile> CreateWave(const TemporaryFolder& inFolder, int inRate,
