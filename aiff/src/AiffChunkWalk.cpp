@@ -1,6 +1,7 @@
 #include "AiffChunkWalk.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "AiffFormat.h"
 
@@ -8,13 +9,13 @@ namespace kelaudiofile::aiff {
 
 namespace {
 
-using kelcore::filesupport::IByteStream;
+using kelcore::filesupport::IPlatformByteStream;
 
 struct FormHeader {
     std::uint32_t id, size, type;
 };
 
-FormHeader ReadFormHeader(IByteStream& inStream) {
+FormHeader ReadFormHeader(IPlatformByteStream& inStream) {
     Byte header[form::kBytes];
     inStream.CurPos(0);
     inStream.ReadBlock(header, sizeof header);
@@ -32,8 +33,22 @@ std::uint64_t EndOfForm(std::uint32_t inFormSize, std::uint64_t inFileSize) {
     return inFormSize == 0 || end > inFileSize ? inFileSize : end;
 }
 
+bool IsMetadata(std::uint32_t inId) {
+    return inId != kSsndId && inId != kCommId && inId != kChanId && inId != kFverId;
+}
+
+/// Eight zero bytes are a chunk without id and size. @return how many more of them follow that the walk
+/// lists.
+std::uint64_t CountZeroChunks(IPlatformByteStream& inStream, std::uint64_t inPosition, std::uint64_t inEnd) {
+    if (inPosition + chunk::kHeaderBytes >= inEnd)
+        return 0;
+    const std::uint64_t listedBytes = inEnd - inPosition - 1; // a header that ends where the FORM does is not
+    inStream.CurPos(inPosition);
+    return inStream.CountZeroBytes(listedBytes) / chunk::kHeaderBytes;
+}
+
 // Positions stay below the file's size but for the last one, which ends the walk, so no sum here overflows.
-void ListChunks(IByteStream& inStream, std::uint64_t inEnd, std::list<AiffChunkInfo>& outChunks) {
+void ListChunks(IPlatformByteStream& inStream, std::uint64_t inEnd, ChunkList& outChunks) {
     std::uint64_t position = form::kBytes;
     for (;;) {
         const std::uint64_t dataStart = position + chunk::kHeaderBytes;
@@ -42,18 +57,58 @@ void ListChunks(IByteStream& inStream, std::uint64_t inEnd, std::list<AiffChunkI
         Byte header[chunk::kHeaderBytes];
         inStream.CurPos(position);
         inStream.ReadBlock(header, sizeof header);
+        const std::uint32_t id = LoadId(header);
         const std::uint64_t size =
             std::min<std::uint64_t>(bytes::LoadBig32(header + chunk::kSize), inEnd - dataStart);
-        outChunks.push_back({LoadId(header + chunk::kId), static_cast<std::int64_t>(size),
-                             static_cast<std::int64_t>(position)});
-        position = PaddedEnd(dataStart + size);
+        const std::uint64_t next = PaddedEnd(dataStart + size);
+        const std::uint64_t zeros = id == 0 && size == 0 ? CountZeroChunks(inStream, next, inEnd) : 0;
+        outChunks.Append({id, static_cast<std::int64_t>(size), static_cast<std::int64_t>(position)},
+                         static_cast<std::int64_t>(1 + zeros));
+        position = next + zeros * chunk::kHeaderBytes;
     }
 }
 
 } // namespace
 
-std::int32_t WalkChunks(IByteStream& inStream, const kelcore::filesupport::File& inFile,
-                        std::uint32_t& outFormType, std::list<AiffChunkInfo>& outChunks) {
+void ChunkList::Append(const AiffChunkInfo& inChunk, std::int64_t inCount) {
+    if (!IsMetadata(inChunk.id)) {
+        if (FindFirst(inChunk.id) == nullptr)
+            mFormat.push_back(inChunk);
+        return;
+    }
+    if (!ContinuesLastRun(inChunk))
+        mMetadata.push_back({inChunk, mMetadataCount});
+    mMetadataCount += inCount;
+}
+
+bool ChunkList::ContinuesLastRun(const AiffChunkInfo& inChunk) const {
+    if (mMetadata.empty() || inChunk.size != 0)
+        return false;
+    const Run& run = mMetadata.back();
+    return run.first.size == 0 && run.first.id == inChunk.id &&
+           inChunk.offset == run.first.offset + chunk::kHeaderBytes * (mMetadataCount - run.firstIndex);
+}
+
+const AiffChunkInfo* ChunkList::FindFirst(std::uint32_t inId) const {
+    const auto found = std::find_if(mFormat.begin(), mFormat.end(),
+                                    [=](const AiffChunkInfo& info) { return info.id == inId; });
+    return found == mFormat.end() ? nullptr : &*found;
+}
+
+std::optional<AiffChunkInfo> ChunkList::FindMetadatum(std::int64_t inIndex) const {
+    if (inIndex < 0 || inIndex >= mMetadataCount)
+        return std::nullopt;
+    const auto next =
+        std::upper_bound(mMetadata.begin(), mMetadata.end(), inIndex,
+                         [](std::int64_t index, const Run& run) { return index < run.firstIndex; });
+    const Run& run = *std::prev(next);
+    AiffChunkInfo info = run.first;
+    info.offset += chunk::kHeaderBytes * (inIndex - run.firstIndex);
+    return info;
+}
+
+std::int32_t WalkChunks(IPlatformByteStream& inStream, const kelcore::filesupport::File& inFile,
+                        std::uint32_t& outFormType, ChunkList& outChunks) {
     using Error = AiffFile::ExtendedErrorInfo;
     std::int32_t codeOfException = Error::kNotAiffFile;
     try {

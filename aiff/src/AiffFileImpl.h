@@ -1,10 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <list>
 #include <memory>
 #include <vector>
 
+#include "AiffChunkWalk.h"
 #include "AiffFormatInfo.h"
 #include "kelcore/filesupport.h"
 
@@ -30,8 +30,7 @@ struct KELAUDIOFILE_HIDDEN AiffFile::Impl {
     File file;
 
     std::unique_ptr<kelcore::filesupport::IPlatformByteStream> readStream;
-    std::list<AiffChunkInfo> chunks;           ///< all, in the order of the file
-    std::vector<AiffChunkInfo> metadataChunks; ///< those that are handed out, in the same order
+    aiff::ChunkList chunks;
     std::uint64_t fileSize = 0;
     std::int64_t sampleDataOffset = 0; ///< 0 without sample data
     std::int64_t sampleDataSize = 0;   ///< negative if the samples are said to begin behind their chunk
@@ -54,14 +53,11 @@ struct KELAUDIOFILE_HIDDEN AiffFile::Impl {
     /// @name Reading
     /// @{
     bool OpenForRead(const kelcore::UTF8String& inFilePath, bool inAssumeChannelOrder, Error& outError);
-    const AiffChunkInfo* FindChunk(std::uint32_t inId) const;
-    const AiffChunkInfo* FindMetadatum(std::int32_t inIndex) const;
     /// Steps of OpenForRead that can refuse the file: they return a code.
     std::int32_t ReadFormat();
     std::int32_t LocateSamples();
     kelmediatypes::ChannelLayout ReadChannelLayout(bool inAssumeChannelOrder);
     void LimitSampleCountToData();
-    void ListMetadata();
     double PositionAgainstAudio(const AiffChunkInfo& inChunk) const;
     /// @return false after any exception, and without a stream.
     bool ReadAt(std::int64_t inPosition, void* outBytes, std::int64_t inCount);

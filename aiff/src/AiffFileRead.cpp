@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <limits>
 
-#include "AiffChunkWalk.h"
 #include "AiffFileImpl.h"
 #include "AiffFormat.h"
 #include "ChanChunk.h"
@@ -29,10 +28,6 @@ bool IsReadableDepth(const AiffFormatInfo& inFormat) {
     if (inFormat.sampleType == AiffFile::kFloatSamples)
         return bits == 32;
     return bits == 8 || bits == 16 || bits == 24 || bits == 32;
-}
-
-bool IsMetadata(const AiffChunkInfo& inChunk) {
-    return inChunk.id != kSsndId && inChunk.id != kCommId && inChunk.id != kChanId && inChunk.id != kFverId;
 }
 
 } // namespace
@@ -80,12 +75,11 @@ bool AiffFile::Impl::OpenForRead(const kelcore::UTF8String& inFilePath, bool inA
         return false;
     }
     format.channelLayout = ReadChannelLayout(inAssumeChannelOrder);
-    ListMetadata();
     return true;
 }
 
 std::int32_t AiffFile::Impl::ReadFormat() {
-    const AiffChunkInfo* comm = FindChunk(kCommId);
+    const AiffChunkInfo* comm = chunks.FindFirst(kCommId);
     if (comm == nullptr || !IsCommSize(format.formType, comm->size))
         return Error::kBadCommChunk;
     std::vector<Byte> data;
@@ -99,7 +93,7 @@ std::int32_t AiffFile::Impl::ReadFormat() {
 std::int32_t AiffFile::Impl::LocateSamples() {
     if (format.sampleCount == 0 || format.numChannels == 0 || format.bitsPerSample == 0)
         return Error::kNoError;
-    const AiffChunkInfo* samples = FindChunk(kSsndId);
+    const AiffChunkInfo* samples = chunks.FindFirst(kSsndId);
     if (samples == nullptr || samples->size < ssnd::kSamples)
         return Error::kBadSsndChunk;
     const std::int64_t dataStart = samples->offset + chunk::kHeaderBytes;
@@ -127,24 +121,11 @@ void AiffFile::Impl::LimitSampleCountToData() {
 }
 
 kelmediatypes::ChannelLayout AiffFile::Impl::ReadChannelLayout(bool inAssumeChannelOrder) {
-    const AiffChunkInfo* layout = FindChunk(kChanId);
+    const AiffChunkInfo* layout = chunks.FindFirst(kChanId);
     std::vector<Byte> data;
     if (layout != nullptr && layout->size <= kLargestParsedChunk && ReadChunkData(*layout, data))
         return ParseChan(data, format.numChannels);
     return CustomaryLayout(format.numChannels, inAssumeChannelOrder);
-}
-
-// Counted first: a file of nothing but tiny chunks makes this the second largest piece of memory.
-void AiffFile::Impl::ListMetadata() {
-    metadataChunks.clear();
-    metadataChunks.reserve(static_cast<std::size_t>(std::count_if(chunks.begin(), chunks.end(), IsMetadata)));
-    std::copy_if(chunks.begin(), chunks.end(), std::back_inserter(metadataChunks), IsMetadata);
-}
-
-const AiffChunkInfo* AiffFile::Impl::FindChunk(std::uint32_t inId) const {
-    const auto found = std::find_if(chunks.begin(), chunks.end(),
-                                    [=](const AiffChunkInfo& info) { return info.id == inId; });
-    return found == chunks.end() ? nullptr : &*found;
 }
 
 bool AiffFile::Impl::ReadChunkData(const AiffChunkInfo& inChunk, std::vector<Byte>& outData) {
@@ -171,8 +152,8 @@ bool AiffFile::ReadSampleBytes(std::int64_t inOffset, std::int64_t inByteCount, 
 
 bool AiffFile::GetMetadataInfo(std::int32_t inIndex, std::uint32_t& outChunkID, std::int64_t& outSize,
                                double& outPosition) {
-    const AiffChunkInfo* info = mImpl->FindMetadatum(inIndex);
-    if (info == nullptr)
+    const auto info = mImpl->chunks.FindMetadatum(inIndex);
+    if (!info)
         return false;
     outChunkID = info->id;
     outSize = info->size + chunk::kHeaderBytes;
@@ -182,16 +163,9 @@ bool AiffFile::GetMetadataInfo(std::int32_t inIndex, std::uint32_t& outChunkID, 
 
 bool AiffFile::ReadMetadataChunk(std::int32_t inIndex, std::int64_t inOffset, std::int64_t inByteCount,
                                  void* outBuffer) {
-    const AiffChunkInfo* info = mImpl->FindMetadatum(inIndex);
-    return info != nullptr &&
-           IsReadable(inOffset, inByteCount, outBuffer, info->size + chunk::kHeaderBytes) &&
+    const auto info = mImpl->chunks.FindMetadatum(inIndex);
+    return info && IsReadable(inOffset, inByteCount, outBuffer, info->size + chunk::kHeaderBytes) &&
            mImpl->ReadAt(info->offset + inOffset, outBuffer, inByteCount);
-}
-
-const AiffChunkInfo* AiffFile::Impl::FindMetadatum(std::int32_t inIndex) const {
-    if (inIndex < 0 || static_cast<std::size_t>(inIndex) >= metadataChunks.size())
-        return nullptr;
-    return &metadataChunks[static_cast<std::size_t>(inIndex)];
 }
 
 // All unsigned, and multiplied before it is divided.

@@ -63,9 +63,10 @@ public:
     /// chunks the first one counts. A file that is cut off, or whose FORM size was never filled in, opens
     /// with the frames that are there.
     ///
-    /// Each chunk of the file takes memory: for a file of n bytes at most 24 n + 1 MiB. Eight zero bytes are
-    /// a chunk of id 0 and size 0 like any other, so a long tail of zeros (inside the FORM size, or under a
-    /// FORM size of 0) takes about its own length several times over, and appears in the metadata.
+    /// Chunks take memory: for a file of n bytes at most 5 n + 1 MiB. Empty chunks of one id that follow each
+    /// other take the memory of one. Eight zero bytes are such a chunk, with id 0: a long tail of zeros
+    /// (inside the FORM size, or under a FORM size of 0) costs nothing, and appears in the metadata as one
+    /// chunk for every eight bytes.
     ///
     /// A FORM size of 0xFFFFFFF8 or more leaves no place for a chunk and gives kBadCommChunk.
     ///

@@ -8,6 +8,7 @@
 
 #include "AiffFormat.h"
 #include "AiffImage.h"
+#include "support/Faults.h"
 
 namespace aiff_tests {
 namespace {
@@ -60,6 +61,8 @@ TEST(AiffRead, HeadersAndChunks) {
     };
     const Bytes twice = samples + Ssnd(Bytes(32, 9)) + Chunk("FVER", Big32(1)) + Chunk("CHAN", {});
     const Bytes metadata = Chunk("NAME", {7}) + Chunk("ANNO", {}) + samples + Chunk("\1\2\3\4", {7});
+    const Bytes anno = Chunk("ANNO", {});
+    const std::string zeros("\0\0\0\0 ", 5);
     // clang-format off
     const struct { const char* name; Bytes image; std::string outcome; } kRows[] = {
         {"plain", Aiff({}, samples), "4 of 16 from 1"},
@@ -72,6 +75,8 @@ TEST(AiffRead, HeadersAndChunks) {
         {"metadata, odd, empty, unknown", Aiff({}, metadata), "4 of 16 from 1 NAME ANNO \1\2\3\4"},
         {"eight zero bytes are a chunk, seven are not", Aiff({}, samples + Bytes(8 + 7)),
          "4 of 16 from 1 " + std::string(4, '\0')},
+        {"runs of empty chunks, and what breaks them", Aiff({}, Bytes(24) + anno + anno + Chunk("FVER", {}) + anno + samples + Bytes(16)),
+         "4 of 16 from 1 " + zeros + zeros + zeros + "ANNO ANNO ANNO " + zeros.substr(0, 4)},
         {"a header up to the very end is not listed", Aiff({}, samples + header("ANNO", 0)), "4 of 16 from 1"},
         {"odd chunk without a pad byte hides the next", Aiff({}, header("ANNO", 1).Fill(1) + samples), "error 5"},
         {"format of 22 bytes", formatOf("AIFF", comm + Big32(7)), "4 of 16 from 1"},
@@ -304,6 +309,40 @@ TEST(AiffRead, PositionsOfMetadata) {
             EXPECT_EQ(size, 10);
             EXPECT_EQ(position, row.positions[i]);
         }
+    }
+}
+
+// Chunk headers are read many at a time, holes not at all, and equal empty chunks take the memory of one.
+TEST(AiffRead, CostOfOpen) {
+    constexpr std::int32_t kMany = 1 << 17;
+    BigImage mixed;
+    for (int i = 0; i < kMany; ++i)
+        mixed.Header(i % 2 == 0 ? "ANNO" : "NAME", 0);
+    // clang-format off
+    const struct { const char* name; Bytes chunks; std::uint64_t hole, mostRead; std::int64_t mostMemory; } kRows[] = {
+        {"no two empty chunks alike", mixed, 1, 9 * kMany, 5 * 8 * kMany},
+        {"all alike", Bytes(8 * kMany), 1, 9 * kMany, 1 << 18},
+        {"a hole", {}, (1ull << 30) + 1, 65536, 1 << 18},
+    };
+    // clang-format on
+    for (const auto& row : kRows) {
+        SCOPED_TRACE(row.name);
+        const TemporaryFolder folder;
+        const auto path = folder.PathText("a.aif");
+        const Bytes image = ToBytes("FORM") + Bytes(4) + ToBytes("AIFF") +
+                            Chunk("COMM", Comm{.frames = 0}.Data()) + row.chunks;
+        WriteFile(folder.Path("a.aif"), image);
+        std::filesystem::resize_file(folder.Path("a.aif"), image.size() + row.hole);
+        const faults::Scope scope;
+        Error error;
+        const auto file = AiffFile::OpenForRead(path, false, error);
+        ASSERT_TRUE(file);
+        EXPECT_LE(faults::Heap().peakBytes, row.mostMemory);
+        EXPECT_LE(faults::SystemCalls().reads, 50u);
+        EXPECT_LE(faults::SystemCalls().bytesRead, row.mostRead);
+        const auto chunks = static_cast<std::int32_t>((row.chunks.size() + row.hole) / 8);
+        EXPECT_TRUE(file->ReadMetadataChunk(chunks - 1, 0, 0, nullptr));
+        EXPECT_FALSE(file->ReadMetadataChunk(chunks, 0, 0, nullptr));
     }
 }
 
