@@ -19,17 +19,16 @@ namespace kelaudiofile {
 /// all of channel 0, then all of channel 1 and so on, each channel in one call, as native 32-bit floats.
 ///
 /// @param inConsumer  called with the address and length in bytes of each piece, on the caller's thread; the
-/// memory is
-///                    good during the call only. What it throws comes back to the caller.
+///        memory is good during the call only. What it throws comes back to the caller.
 /// @param inFilePath  the path in the bytes that the system takes.
 /// @param inTrimSilence  true: only the frames from the first to the last that are not silent in all channels
-/// count; a
-///                       sample is silent if it equals 0.0. The file is then read twice.
+///        count; a sample is silent if it equals 0.0. The file is then read twice, first to find that range.
+///        If a read fails in this first pass, the range ends at the last sound before it: only that much is
+///        fed, and the call returns as if it were all. Nothing but the log shows the failure.
 /// @throws kelcore::config::kel_exception if the file does not exist, cannot be opened (the message has the
-/// code of
-///         WaveFile::ExtendedErrorInfo), or cannot be hashed: a read failed, it has fewer than one channel,
-///         or no routine decodes its samples. Its additional data say where. A file without audio feeds
-///         nothing and returns.
+///         code of WaveFile::ExtendedErrorInfo), or cannot be hashed: a read failed (but see inTrimSilence),
+///         it has fewer than one channel, or no routine decodes its samples. Its additional data say where.
+///         A file without audio feeds nothing and returns.
 /// Memory: two buffers of a block at most, and never more than the file's audio needs.
 KELAUDIOFILE_EXPORT void
 HashWaveFile(const std::function<void(const unsigned char* inBytes, std::uint64_t inByteCount)>& inConsumer,

@@ -14,8 +14,8 @@ namespace kelaudiofile {
 ///
 /// The walk is bounded by the file's real size, never by the sizes that the file claims. Memory is at most
 /// 120 bytes for each listed chunk while the list grows, and a chunk takes at least 9 bytes of the file; time
-/// goes with the number of chunks, and runs of zero bytes are passed at the speed of reading. A file handle
-/// is open during the scan only.
+/// goes with the number of chunks. Runs of zero bytes are skipped at the speed of reading, or at once where
+/// they are a hole of a sparse file and the system says so. A file handle is open during the scan only.
 ///
 /// One thread at a time per object; separate objects on one file are independent.
 class KELAUDIOFILE_EXPORT RiffChunkReader {

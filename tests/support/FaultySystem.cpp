@@ -156,6 +156,12 @@ int SetLength(int inDescriptor, std::uint64_t inLength) noexcept {
     return Decorated(true, 0, [&] { return shipped::SetLength(inDescriptor, inLength); });
 }
 
+std::int64_t NextData(int inDescriptor, std::uint64_t inPosition) noexcept {
+    return Decorated(false, -EINVAL, [&]() -> std::int64_t {
+        return gSystem.findsHoles ? shipped::NextData(inDescriptor, inPosition) : -EINVAL;
+    });
+}
+
 std::int64_t SizeOfRegularFile(const char* inPath) noexcept {
     return Decorated(false, 0, [&] { return shipped::SizeOfRegularFile(inPath); });
 }

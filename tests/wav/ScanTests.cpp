@@ -104,6 +104,20 @@ TEST_F(Scan, SizeFieldsAtTheirLimits) {
 }
 // clang-format on
 
+// Eight zero bytes are a chunk that is not listed. A hole holds as many as if it were read, but it is not.
+TEST_F(Scan, Holes) {
+    const Image start = Riff().Chunk("LIST", {1, 2}), end = Image().Chunk("othr", Filling(4));
+    for (const bool findsHoles : {true, false}) {
+        faults::SystemCalls() = {.findsHoles = findsHoles};
+        Check({{"then a chunk", start, "LIST 2@12 othr 4@1048574", 1048574, end},
+               {"then a chunk, four bytes earlier: its id is read as a size", start, "LIST 2@12", 1048570,
+                end}});
+    }
+    faults::SystemCalls() = {};
+    Check({{"up to the end", start, "LIST 2@12", 1000 * kGiB}});
+    EXPECT_LE(faults::SystemCalls().bytesRead, 65536u);
+}
+
 namespace {
 
 /// An image out of few ids, sizes at and around limits, runs of zeros, pad bytes, and `ds64` chunks.

@@ -42,6 +42,14 @@ void OpenFile::SetLength(std::uint64_t inLength) const {
             mPath);
 }
 
+std::uint64_t OpenFile::HoleAt(std::uint64_t inPosition) const {
+    std::int64_t end = system::NextData(mDescriptor, inPosition);
+    if (end == -ENXIO)
+        end = system::LengthOf(mDescriptor);
+    const auto holeEnd = static_cast<std::uint64_t>(std::max<std::int64_t>(end, 0));
+    return holeEnd < inPosition ? 0 : holeEnd - inPosition;
+}
+
 std::size_t OpenFile::ReadSome(unsigned char* outBytes, std::size_t inCount, std::uint64_t inPosition) const {
     const auto piece = std::min(inCount, system::kLargestTransfer);
     const auto count =

@@ -36,6 +36,10 @@ public:
     std::uint64_t Length() const;
     void SetLength(std::uint64_t inLength) const;
 
+    /// @return how many bytes from a position on are a hole, which reads as zeros; 0 if the system cannot
+    /// tell.
+    std::uint64_t HoleAt(std::uint64_t inPosition) const;
+
     /// Reads once. @return bytes read, maybe fewer than wanted; 0 at the end of the file.
     std::size_t ReadSome(unsigned char* outBytes, std::size_t inCount, std::uint64_t inPosition) const;
     void Read(unsigned char* outBytes, std::size_t inCount, std::uint64_t inPosition) const;

@@ -24,6 +24,10 @@ inline constexpr std::size_t kLargestTransfer = 1u << 30;
 std::int64_t LengthOf(int inDescriptor) noexcept;
 int SetLength(int inDescriptor, std::uint64_t inLength) noexcept;
 
+/// Where the first byte lies, from a position on, that is not in a hole of the file.
+/// @return a position; -ENXIO if nothing but a hole follows; another error where the system cannot tell.
+std::int64_t NextData(int inDescriptor, std::uint64_t inPosition) noexcept;
+
 /// The size of a regular file; an error for anything else.
 std::int64_t SizeOfRegularFile(const char* inPath) noexcept;
 int Remove(const char* inPath) noexcept;

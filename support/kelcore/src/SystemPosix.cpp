@@ -74,6 +74,18 @@ int SetLength(int inDescriptor, std::uint64_t inLength) noexcept {
     return ::ftruncate(inDescriptor, static_cast<off_t>(inLength)) < 0 ? -errno : 0;
 }
 
+// The position of the descriptor moves, which no read or write here uses.
+std::int64_t NextData([[maybe_unused]] int inDescriptor, std::uint64_t inPosition) noexcept {
+    if (!FitsOffset(inPosition))
+        return -ENXIO;
+#if defined(SEEK_DATA)
+    const off_t data = ::lseek(inDescriptor, static_cast<off_t>(inPosition), SEEK_DATA);
+    return data < 0 ? -errno : std::int64_t{data};
+#else
+    return -ENOSYS;
+#endif
+}
+
 std::int64_t SizeOfRegularFile(const char* inPath) noexcept {
     struct stat status;
     if (::stat(inPath, &status) < 0)

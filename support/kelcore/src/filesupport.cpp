@@ -134,6 +134,8 @@ std::size_t LeadingZeros(const unsigned char* inBytes, std::size_t inCount) {
 
 } // namespace
 
+// A preallocated or truncated file can hold terabytes of zeros in a hole. The system is asked about holes
+// only after a whole window of zeros, so that ordinary files cost no extra calls.
 std::uint64_t IPlatformByteStream::CountZeroBytes(std::uint64_t inLimit) {
     std::uint64_t count = 0;
     while (count < inLimit) {
@@ -148,6 +150,8 @@ std::uint64_t IPlatformByteStream::CountZeroBytes(std::uint64_t inLimit) {
         count += zeros;
         if (zeros < inWindow)
             break;
+        if (count < inLimit)
+            count += std::min(mFile->HoleAt(mPosition + count), inLimit - count);
     }
     return count;
 }

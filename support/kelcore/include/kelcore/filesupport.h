@@ -142,7 +142,8 @@ public:
     std::uint64_t CurPos() const override { return mPosition; }
     std::uint64_t Length() const override;
 
-    /// Counts the zero bytes from the position on, reading no further than needed; the position stays.
+    /// Counts the zero bytes from the position on; the position stays. Reads no further than needed, and no
+    /// long hole of a sparse file where the system reports it.
     /// @param inLimit  where to stop counting.
     /// @return the count, at most inLimit. The end of the file ends the count.
     /// @throws file_exception
