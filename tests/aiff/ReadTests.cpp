@@ -8,7 +8,6 @@
 
 #include "AiffFormat.h"
 #include "AiffImage.h"
-#include "support/Faults.h"
 
 namespace aiff_tests {
 namespace {
@@ -309,40 +308,6 @@ TEST(AiffRead, PositionsOfMetadata) {
             EXPECT_EQ(size, 10);
             EXPECT_EQ(position, row.positions[i]);
         }
-    }
-}
-
-// Chunk headers are read many at a time, holes not at all, and equal empty chunks take the memory of one.
-TEST(AiffRead, CostOfOpen) {
-    constexpr std::int32_t kMany = 1 << 17;
-    BigImage mixed;
-    for (int i = 0; i < kMany; ++i)
-        mixed.Header(i % 2 == 0 ? "ANNO" : "NAME", 0);
-    // clang-format off
-    const struct { const char* name; Bytes chunks; std::uint64_t hole, mostRead; std::int64_t mostMemory; } kRows[] = {
-        {"no two empty chunks alike", mixed, 1, 9 * kMany, 5 * 8 * kMany},
-        {"all alike", Bytes(8 * kMany), 1, 9 * kMany, 1 << 18},
-        {"a hole", {}, (1ull << 30) + 1, 65536, 1 << 18},
-    };
-    // clang-format on
-    for (const auto& row : kRows) {
-        SCOPED_TRACE(row.name);
-        const TemporaryFolder folder;
-        const auto path = folder.PathText("a.aif");
-        const Bytes image = ToBytes("FORM") + Bytes(4) + ToBytes("AIFF") +
-                            Chunk("COMM", Comm{.frames = 0}.Data()) + row.chunks;
-        WriteFile(folder.Path("a.aif"), image);
-        std::filesystem::resize_file(folder.Path("a.aif"), image.size() + row.hole);
-        const faults::Scope scope;
-        Error error;
-        const auto file = AiffFile::OpenForRead(path, false, error);
-        ASSERT_TRUE(file);
-        EXPECT_LE(faults::Heap().peakBytes, row.mostMemory);
-        EXPECT_LE(faults::SystemCalls().reads, 50u);
-        EXPECT_LE(faults::SystemCalls().bytesRead, row.mostRead);
-        const auto chunks = static_cast<std::int32_t>((row.chunks.size() + row.hole) / 8);
-        EXPECT_TRUE(file->ReadMetadataChunk(chunks - 1, 0, 0, nullptr));
-        EXPECT_FALSE(file->ReadMetadataChunk(chunks, 0, 0, nullptr));
     }
 }
 
