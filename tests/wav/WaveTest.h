@@ -92,6 +92,8 @@ protected:
         return Open(inFileSize % 2 == 1);
     }
 
+    Bytes File() const { return testing_support::ReadFile(mFolder.Path("file")); }
+
     const faults::Scope mScope;
     const testing_support::TemporaryFolder mFolder;
     const kelcore::UTF8String mPath = mFolder.PathText("file");

@@ -35,6 +35,8 @@ inline Bytes ShortFormat(unsigned inTag, unsigned inChannels, unsigned inRate, u
         .U16(inBits);
 }
 
+inline const Bytes kStereo16 = ShortFormat(1, 2, 44100, 2, 16);
+
 struct Format {
     std::int32_t sampleRate = 44100, channels = 2, bytesPerSample = 2, bits = 16;
     int sampleType = WaveFile::kIntegerSamples;

@@ -12,10 +12,7 @@ namespace {
 
 constexpr unsigned char kByte[2] = {9, 9};
 
-class WaveFileWriting : public WaveTest {
-protected:
-    Bytes File() const { return testing_support::ReadFile(mFolder.Path("file")); }
-};
+class WaveFileWriting : public WaveTest {};
 
 } // namespace
 
@@ -136,7 +133,7 @@ TEST_F(WaveFileWriting, RefusedCallsChangeNothing) {
         EXPECT_TRUE(refuses(1, 1)) << "below what is closed";
         Image chunks = Image()
                            .Add(rf64 ? Reserved() : Bytes())
-                           .Chunk("fmt ", ShortFormat(1, 2, 44100, 2, 16))
+                           .Chunk("fmt ", kStereo16)
                            .Chunk("bext", {})
                            .Chunk("data", {1, 2});
         if (rf64) {
