@@ -16,6 +16,7 @@ expect() { # EXIT_CODE TEXT COMMAND: the output must contain the text
 rows() { # the same for each line of EXIT_CODE | TEXT | COMMAND
     while IFS='|' read -r code text command; do text=${text# } && expect $code "${text% }" "$command"; done
 }
+words() { "$@" | tr -s ' \n' ' '; }
 printable() { LC_ALL=C tr -cd '[:print:]' <"$1"; }
 metadata() { describe "$1" | grep -o 'LIST .* the audio' && printable "$1" | grep -o 'INFO.*strings'; }
 byte() { printf "\\$(printf %03o "$1")"; }
@@ -59,33 +60,17 @@ printf "RIFF\\134\0\0\0WAVE$format$chunks" >source.wav
 printf "RIFF\\200\0\0\0WAVEJUNK\34\0\0\0reserved for RF64 ds64 chunk$format$chunks" >copied
 printf "RIFF\\54\0\0\0WAVE${format}data\10\0\0\0\0\100\0\200\0\300\0\0" >square.wav # 0.5 and -0.5; -1 and 0
 printf 'no audio, but long enough for a header' >text
-cat >described <<'END'
-File           source.wav
-Container      RIFF
-Format         PCM, tag 0x0001
-Sample rate    48000 Hz
-Channels       2
-Samples        2 bytes, 16 bits, 16 of them valid; integers
-Layout         front left, front right
-Frames         4
-Duration       0:00:00.000
-Recovered      no
-Chunks         fmt             16 bytes at 20
-               bext             6 bytes at 44
-               data            16 bytes at 58
-               iXML             5 bytes at 82
-               LIST             4 bytes at 96
-Metadata       bext            14 bytes with header, before the audio (0.220000)
-               iXML            13 bytes with header, after the audio (0.653846)
-               LIST            12 bytes with header, after the audio (0.923077)
-END
 rows <<END
 0 | The audio is equal. | copy_chunks source.wav copy.wav && cmp copy.wav copied
 0 | sample bytes kept | transcode source.wav copy.aiff
 0 | bextbeforeiXMLafterLISTINFOSSND1032547698badcfe | printable copy.aiff
 0 | The audio is equal. | hash_compare source.wav copy.aiff
 0 | data89abcdefiXMLafter | transcode source.wav part.wav --from 2; printable part.wav
-0 | | describe source.wav | diff described -
+0 | RIFF Format PCM, tag 0x0001 Sample rate 48000 Hz Channels 2 Samples 2 bytes, 16 bits, | words describe source.wav
+0 | Layout front left, front right Frames 4 Duration 0:00:00.000 Recovered no Chunks | words describe source.wav
+0 | fmt 16 bytes at 20 bext 6 bytes at 44 data 16 bytes at 58 iXML 5 bytes at 82 | words describe source.wav
+0 | bext 14 bytes with header, before the audio (0.220000) iXML 13 bytes with | words describe source.wav
+0 | header, after the audio (0.653846) LIST 12 bytes with header, after the audio | words describe source.wav
 0 | channel  1  peak   -6.02 dBFS  RMS   -6.02 dBFS  front left | decode square.wav
 0 | channel  2  peak    0.00 dBFS  RMS   -3.01 dBFS  front right | decode square.wav
 0 | peak 1 | readme square.wav
@@ -97,7 +82,8 @@ surround='front left, front right, front center, low frequency, back left, back 
 ambisonic='Ambisonic W, Ambisonic X, Ambisonic Y, Ambisonic Z'
 while IFS='|' read -r labels ours waves; do
     expect 0 "$ours" "aiff $labels >a.aiff; describe a.aiff | grep -x 'Layout         $ours'"
-    expect 0 "$waves" "transcode a.aiff a.wav; transcode a.wav b.aiff && describe a.wav | grep -x 'Layout         $waves'"
+    expect 0 "$waves" "transcode a.aiff a.wav; describe a.wav | grep -x 'Layout         $waves'"
+    expect 0 '' 'transcode a.wav b.aiff'
 done <<END
 1 2 3 4 5 6|$surround|$surround
 200 201 202 203|$ambisonic|$ambisonic

@@ -105,14 +105,12 @@ def read_file(path):
 
 def make_signal(kind, channels):
     draw = random.Random(f'{kind} {channels}')
-    values = [draw.randrange(-1 << 23, 1 << 23) / (1 << 23) for _ in range(FRAMES * channels)]
-    if kind != GRID:
-        values = [value * 0.99 / (1 << draw.randrange(20)) for value in values]
-    if kind == BEYOND:
-        values = [value * (4 if draw.random() < 0.1 else 1) for value in values]
+    factors = {GRID: [2.0**-23], FINE: [0.99 * 2.0**-i for i in range(23, 43)], BEYOND: [2.0**-21, 2.0**-27]}[kind]
+    numbers = (draw.randrange(-1 << 23, 1 << 23) * draw.choice(factors) for _ in range(FRAMES * channels))
+    values = array.array('f', numbers)
     if kind != FINE: # both ends of the scale
         values[0], values[channels] = -1, 1 - 2.0**-23
-    return array.array('f', values)
+    return values
 
 
 def chunk(name, data):
@@ -147,10 +145,8 @@ def decode_with(peer, path, folder, floats, second=0):
     run({'libsndfile': f'sndfile-convert -endian=little {"-float32" if floats else "-pcm32"} {path} decoded.raw',
          'FFmpeg': f'ffmpeg -v error -y -ss {second} -i {path} -f {"f32le" if floats else "s32le"} decoded.raw',
          'SoX': f'sox -D -V1 {path} -t raw -e signed -b 32 -L decoded.raw'}[peer], folder)
-    data = read_file(f'{folder}/decoded.raw')
-    if floats and peer != 'SoX':
-        return array.array('f', data)
-    return array.array('f', (value * 2.0**-31 for value in array.array('i', data)))
+    data = array.array('f' if floats and peer != 'SoX' else 'i', read_file(f'{folder}/decoded.raw'))
+    return data if data.typecode == 'f' else array.array('f', (value * 2.0**-31 for value in data))
 
 
 def compare(theirs, ours):
