@@ -1,0 +1,103 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "AiffImage.h"
+#include "support/Sweep.h"
+
+namespace aiff_tests {
+
+struct Format {
+    int rate = 44100, channels = 1, bits = 16, type = 1;
+    ChannelLayout layout{};
+};
+
+/// A new file, which replaces the last one, and the calls that write it.
+class WritingTest : public testing::Test {
+protected:
+    /// @return the code of the open.
+    std::int32_t Create(const Format& inFormat = {}, std::string_view inName = "a.aif") {
+        mFile.reset();
+        mTaken = 0;
+        Error error{kUntouched, {}, {}, kUntouched};
+        mFile.reset(AiffFile::OpenForWrite(mFolder.PathText(inName), inFormat.rate, inFormat.channels,
+                                           inFormat.bits, static_cast<AiffFile::SampleType>(inFormat.type),
+                                           inFormat.layout, error));
+        EXPECT_EQ(mFile != nullptr, error.code == 0);
+        return error.code;
+    }
+    /// Goes on with the samples. @return the code.
+    std::int32_t Write(const void* inBytes, std::int32_t inCount) {
+        Error error;
+        const bool taken = mFile->WriteSampleBytes(mTaken, inCount, inBytes, error);
+        EXPECT_EQ(taken, error.code == 0);
+        mTaken += taken ? inCount : 0;
+        return error.code;
+    }
+    std::int32_t Write(const Bytes& inBytes) {
+        return Write(inBytes.data(), static_cast<std::int32_t>(inBytes.size()));
+    }
+    bool Metadatum(const Bytes& inBytes) {
+        return mFile->MetadatumWrite(inBytes.data(), static_cast<std::int32_t>(inBytes.size()));
+    }
+    bool Finish(bool inAbandon = false) {
+        Error error{kUntouched, {}, {}, kUntouched};
+        bool finished = false;
+        try {
+            finished = mFile->FinishWrite(inAbandon, error);
+        } catch (const kelcore::filesupport::file_exception&) {
+        }
+        EXPECT_EQ(error.code, kUntouched);
+        return finished;
+    }
+
+    /// Makes a call for each character. [ and ] begin and end "NAME", a digit adds that many bytes to it, M
+    /// adds 33,333; s and S write 3 and 50,000 bytes of samples; . finishes the file and ! abandons it. From
+    /// - to + every system call fails.
+    /// @return a letter for each: y and n for true and false, r for kWriteRefused, f for kWriteFailed.
+    std::string Play(std::string_view inCalls, int inTries = 1) {
+        std::string results;
+        for (const char call : inCalls)
+            if (call == '-' || call == '+') {
+                faults::SystemCalls().failAt = call == '-' ? 0 : faults::kNever;
+            } else {
+                char result = 'n';
+                for (int i = 0; i < inTries && result != 'y'; ++i)
+                    result = Make(call);
+                results += result;
+            }
+        return results;
+    }
+    Bytes Left() const { return ReadFile(mFolder.Path("a.aif")); }
+
+    const faults::Scope mScope;
+    const TemporaryFolder mFolder;
+    std::unique_ptr<AiffFile> mFile;
+    std::int64_t mTaken = 0; ///< bytes of samples
+
+private:
+    char Make(char inCall) {
+        const auto letter = [](bool inResult) { return inResult ? 'y' : 'n'; };
+        switch (inCall) {
+        case '[':
+            return letter(mFile->StartMetadatumWrite(0x454D414E));
+        case ']':
+            return letter(mFile->FinishMetadatumWrite());
+        case '.':
+        case '!':
+            return letter(Finish(inCall == '!'));
+        case 's':
+        case 'S': {
+            const std::int32_t code = Write(Counting(inCall == 's' ? 3 : 50'000));
+            return code == 9 ? 'r' : code == 11 ? 'f' : letter(code == 0);
+        }
+        default:
+            return letter(
+                Metadatum(Counting(inCall == 'M' ? 33'333 : static_cast<std::size_t>(inCall - '0'))));
+        }
+    }
+};
+
+} // namespace aiff_tests
