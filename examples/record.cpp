@@ -1,5 +1,5 @@
 // Records a synthetic signal the way a recorder should: checkpoint by checkpoint, so that whatever happens to
-// this process, the file reads back complete up to the last one.
+// this process, the file reads back complete up to the last one, and on a full disk up to the last block.
 
 #include <algorithm>
 #include <cmath>
@@ -109,8 +109,7 @@ void Checkpoint(const Recording& inRecording, WaveFile& outFile, std::int64_t in
         std::printf("checkpoint at frame %lld\n", static_cast<long long>(inFrame)), std::fflush(stdout);
 }
 
-int Record(const Recording& inRecording) {
-    const auto file = Create(inRecording);
+void WriteSamples(const Recording& inRecording, WaveFile& outFile) {
     const Strings strings(inRecording.sampleRate, inRecording.channels);
     const std::int64_t frames = std::llround(inRecording.seconds * inRecording.sampleRate);
     const std::int64_t framesToCheckpoint =
@@ -120,25 +119,39 @@ int Record(const Recording& inRecording) {
     Planes planes;
     std::int64_t offset = std::max<std::int64_t>(inRecording.start - 1, 0) * frameBytes;
     if (inRecording.start > 0)
-        Write(inRecording, *file, offset, Bytes(static_cast<std::size_t>(frameBytes)));
+        Write(inRecording, outFile, offset, Bytes(static_cast<std::size_t>(frameBytes)));
     for (std::int64_t frame = 0, checkpoints = 0; frame < frames;) {
         const std::int64_t nextCheckpoint = (checkpoints + 1) * framesToCheckpoint;
         const std::int64_t count =
             std::min({BlockFrames(frameBytes), frames - frame, nextCheckpoint - frame});
         strings.Play(frame, count, planes);
-        Write(inRecording, *file, offset, Encode(planes, count, kForm));
+        Write(inRecording, outFile, offset, Encode(planes, count, kForm));
         frame += count;
         if (frame == nextCheckpoint) {
-            Checkpoint(inRecording, *file, frame);
+            Checkpoint(inRecording, outFile, frame);
             if (++checkpoints; inRecording.notes > 0 && checkpoints % inRecording.notes == 0) {
-                if (!file->FinishSamples())
+                if (!outFile.FinishSamples())
                     throw Failure("the audio before a comment cannot be completed");
-                WriteComment(*file);
+                WriteComment(outFile);
             }
         }
         progress.Show(frame);
     }
-    if (!file->FinishSamples() || !file->FinishWrite())
+}
+
+bool Complete(WaveFile& outFile) {
+    return outFile.FinishSamples() && outFile.FinishWrite();
+}
+
+int Record(const Recording& inRecording) {
+    const auto file = Create(inRecording);
+    try {
+        WriteSamples(inRecording, *file);
+    } catch (...) {
+        Complete(*file); // or what came after the last checkpoint would not be counted
+        throw;
+    }
+    if (!Complete(*file))
         throw Failure(inRecording.path + ": the file could not be completed");
     std::printf("%s: %s, %d channels\n", inRecording.path.c_str(), DurationText(inRecording.seconds).c_str(),
                 inRecording.channels);

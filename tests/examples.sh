@@ -117,6 +117,14 @@ rows <<END
 1 | .: it is a folder | waveform source.wav .
 END
 
+# A full disk keeps all blocks that it took. 1 MiB holds three checkpoints and three more blocks of 8192 frames.
+mkdir small && limit='trap "" XFSZ; ulimit -f 2048;'
+mount -t tmpfs -o size=1m none small 2>/dev/null && limit= && trap 'umount "$work/small"; rm -rf "$work"' EXIT
+rows <<END
+1 | writing failed | $limit record small/t.wav
+0 | Frames         168576 | describe small/t.wav
+END
+
 # What all programs have in common, and several files described in one go, some of which fail.
 all='describe decode hash_compare record copy_chunks transcode waveform'
 version=$(sed -n 's/^project.* VERSION \([0-9.]*\).*/\1/p' "$top/CMakeLists.txt")

@@ -2,6 +2,7 @@
 
 #include "guide.inc" // all code of docs/guide.md
 #include "support/Files.h"
+#include "support/SmallDisk.h"
 
 namespace {
 
@@ -80,6 +81,15 @@ TEST(Guide, WholePage) {
     EXPECT_FALSE(wave->ReadSampleBytes(19000, 4, bytes));
     kelcore::logging::SetSink({});
     EXPECT_EQ(lines.size(), 1u);
+}
+
+TEST(Guide, ARecordingThatFillsItsDisk) {
+    const testing_support::TemporaryFolder folder;
+    const testing_support::SmallDisk disk(folder.Path(""));
+    const std::string path = folder.Path("a.wav").string();
+    EXPECT_FALSE(Record(path, 48000, 2, [] { return Channels(2, std::vector<float>(1000)); }));
+    EXPECT_EQ(Describe(*OpenWave(path)), "2 channels, 32 bits, 48000 Hz, 131062 frames")
+        << "of 8 bytes, which with 80 bytes before them fill 1 MiB";
 }
 
 } // namespace
