@@ -78,14 +78,16 @@ void RunKernel(benchmark::State& state, const Routine& routine, std::int32_t fra
     }
 
     const std::int32_t repetitions = kFramesPerRound / frames;
+    const Convert convert = routine.convert; // short runs would show what it takes to look these up
+    const PlainLoop plain = routine.model;
+    const std::size_t sourceStep = call.sourceStep, writtenStep = call.writtenStep;
+    unsigned char *const in = source.begin(), *const out = destination.begin();
     std::vector<double> ofCopy, ofPlain;
     for (auto _ : state) {
-        const double routineSeconds =
-            SecondsFor(repetitions, [&] { call.Run(source.begin(), destination.begin()); });
-        const double copySeconds = SecondsFor(
-            repetitions, [&] { std::memcpy(destination.begin(), source.begin(), writtenByteCount); });
+        const double routineSeconds = SecondsFor(repetitions, [=] { convert(in, out, frames, channels); });
+        const double copySeconds = SecondsFor(repetitions, [=] { std::memcpy(out, in, writtenByteCount); });
         const double plainSeconds =
-            SecondsFor(repetitions, [&] { call.RunModel(source.begin(), destination.begin()); });
+            SecondsFor(repetitions, [=] { plain(in, sourceStep, out, writtenStep, frames); });
         state.SetIterationTime(routineSeconds);
         ofCopy.push_back(copySeconds / routineSeconds);
         ofPlain.push_back(plainSeconds / routineSeconds);

@@ -59,18 +59,17 @@ Lanes<Word> LoadOneByOne(const Byte* in, std::size_t inStep, std::index_sequence
 /// @tparam kStride  the distance of the samples if it is known to the compiler, else 0.
 template <typename Word, std::size_t kBytes, std::size_t kStride>
 Group<Word> LoadGroup(const Byte* in, std::size_t inStep) {
-    constexpr bool kLittle = std::endian::native == std::endian::little;
-    if constexpr (kLittle && kBytes == 1 && kStride == 1)
+    if constexpr (kIsLittleEndian && kBytes == 1 && kStride == 1)
         return UpperHalves(UpperBytes(Load<std::uint64_t>(in)));
-    else if constexpr (kLittle && kBytes == 1 && kStride == 2)
+    else if constexpr (kIsLittleEndian && kBytes == 1 && kStride == 2)
         return UpperHalves(Load<Lanes<std::uint16_t>>(in) << 8);
-    else if constexpr (kLittle && kBytes == 2 && kStride == 1)
+    else if constexpr (kIsLittleEndian && kBytes == 2 && kStride == 1)
         return UpperHalves(Load<Lanes<std::uint16_t>>(in));
-    else if constexpr (kLittle && kBytes == 2 && kStride == 2)
+    else if constexpr (kIsLittleEndian && kBytes == 2 && kStride == 2)
         return {{Load<Lanes<Word>>(in) << 16, Load<Lanes<Word>>(in + 16) << 16}};
-    else if constexpr (kLittle && kBytes == 4 && kStride == 1)
+    else if constexpr (kIsLittleEndian && kBytes == 4 && kStride == 1)
         return {{Load<Lanes<Word>>(in), Load<Lanes<Word>>(in + 16)}};
-    else if constexpr (kLittle && kBytes == 4 && kStride == 2)
+    else if constexpr (kIsLittleEndian && kBytes == 4 && kStride == 2)
         return {
             {__builtin_shufflevector(Load<Lanes<Word>>(in), Load<Lanes<Word>>(in + 16), 0, 2, 4, 6),
              __builtin_shufflevector(Load<Lanes<Word>>(in + 32), Load<Lanes<Word>>(in + 48), 0, 2, 4, 6)}};
@@ -87,10 +86,9 @@ Group<Word> LoadGroup(const Byte* in, std::size_t inStep) {
 /// @return how many more samples must follow a group, since its loads reach into what lies behind it.
 template <typename Word, std::size_t kBytes, std::size_t kStride>
 constexpr std::size_t SamplesBehind() {
-    constexpr bool kLittle = std::endian::native == std::endian::little;
-    if (kStride == 1 && (kBytes == sizeof(Word) || (kBytes != 3 && kLittle)))
+    if (kStride == 1 && (kBytes == sizeof(Word) || (kBytes != 3 && kIsLittleEndian)))
         return 0;
-    if (kStride == 2 && (kBytes != 1 || kLittle))
+    if (kStride == 2 && (kBytes != 1 || kIsLittleEndian))
         return 1;
     constexpr std::size_t kLeastStep = kBytes * (kStride == 0 ? 3 : kStride);
     return (sizeof(Word) - kBytes + kLeastStep - 1) / kLeastStep;
@@ -164,7 +162,7 @@ void DeInterleave64Bit(const void* source, float* destination, std::int64_t samp
 
 void DeInterleave32BitFloat_1(const void* source, float* destination, std::int64_t sampleCount,
                               std::int32_t numChannels) {
-    if (numChannels != 1 || std::endian::native != std::endian::little)
+    if (!kIsLittleEndian || numChannels != 1)
         Gather<FloatBits>(source, destination, sampleCount, numChannels);
     else if (sampleCount != 0) // the same bytes, and null may stand for none
         std::memmove(destination, source, static_cast<std::size_t>(sampleCount) * sizeof(float));

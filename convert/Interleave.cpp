@@ -15,10 +15,9 @@ using namespace convert;
 /// @tparam kStride  the distance of the written samples if it is known to the compiler, else 0.
 template <std::size_t kStride, typename Word>
 void StoreLanes(Byte* out, const Lanes<Word>& inLanes, std::size_t inStep) {
-    constexpr bool kLittle = std::endian::native == std::endian::little;
-    if constexpr (kLittle && kStride == 1)
+    if constexpr (kIsLittleEndian && kStride == 1)
         std::memcpy(out, &inLanes, sizeof inLanes);
-    else if constexpr (kLittle && sizeof(Word) == 4)
+    else if constexpr (kIsLittleEndian && sizeof(Word) == 4)
         for (std::size_t pair = 0; pair < 2; ++pair) {
             const std::uint64_t both = reinterpret_cast<Lanes<std::uint64_t>>(inLanes)[pair];
             StoreLittle(out + 2 * pair * inStep, static_cast<Word>(both));
@@ -41,12 +40,12 @@ KELACCELERATE_WIDE void ScatterEight(const Byte* in, Byte* out) {
 /// @return how many it converted, from the first on: all but the last few.
 template <typename Sample>
 KELACCELERATE_WIDE std::size_t ScatterWide(const Byte* in, Byte* out, std::size_t inCount) {
-    std::size_t i = 0;
-    for (; i + 16 <= inCount; i += 16) {
+    const std::size_t inGroups = InWholeGroups(inCount, 16);
+    for (std::size_t i = 0; i < inGroups; i += 16) {
         ScatterEight<Sample>(in + i * 4, out + i * 4);
         ScatterEight<Sample>(in + i * 4 + 32, out + i * 4 + 32);
     }
-    return i;
+    return inGroups;
 }
 
 #endif
@@ -74,7 +73,8 @@ void Scatter(const void* source, void* destination, std::int32_t inCount, std::i
             if (count >= WorthWideVectors(sizeof(Word)) && kelaccelerate::HasWideVectors())
                 i = ScatterWide<Sample>(in, out, count);
 #endif
-        for (; i + 4 * kLanes <= count; i += 4 * kLanes) { // two a turn take a tenth longer
+        const std::size_t inGroups = InWholeGroups(count, 4 * kLanes); // two lanes at once take 10 % longer
+        for (; i < inGroups; i += 4 * kLanes) {
             convertLanes(i);
             convertLanes(i + kLanes);
             convertLanes(i + 2 * kLanes);
@@ -131,8 +131,9 @@ void Spread(const void* source, void* destination, std::size_t inCount, std::int
     const auto spread = [=](std::size_t i) {
         StoreSample<kBytes>(out + i * step, kChange(LoadSample<kBytes>(in + i * kBytes)));
     };
+    const std::size_t inGroups = InWholeGroups(inCount, 4); // one by one takes up to four times as long
     std::size_t i = 0;
-    for (; i + 4 <= inCount; i += 4) { // one a turn takes up to four times as long
+    for (; i < inGroups; i += 4) {
         spread(i);
         spread(i + 1);
         spread(i + 2);
@@ -159,13 +160,12 @@ void FlipTopBits(const void* source, void* destination, std::size_t inCount, std
         const Samples flipped = Load<Samples>(in + first) ^ 0x80;
         std::memcpy(out + first, &flipped, sizeof flipped);
     };
-    std::size_t i = 0;
-    if (numChannels == 1)
-        for (; i + 2 * sizeof(Samples) <= inCount; i += 2 * sizeof(Samples)) {
-            flipVector(i);
-            flipVector(i + sizeof(Samples));
-        }
-    Spread<1, WithTopBitFlipped>(in + i, out + i, inCount - i, numChannels);
+    const std::size_t inGroups = numChannels == 1 ? InWholeGroups(inCount, 2 * sizeof(Samples)) : 0;
+    for (std::size_t i = 0; i < inGroups; i += 2 * sizeof(Samples)) {
+        flipVector(i);
+        flipVector(i + sizeof(Samples));
+    }
+    Spread<1, WithTopBitFlipped>(in + inGroups, out + inGroups, inCount - inGroups, numChannels);
 }
 
 /// @tparam Element  what SwapBytes takes for a sample of this width.
@@ -196,7 +196,7 @@ void Interleave24Bits(const void* source, void* destination, std::int32_t count,
 
 void Interleave32BitFloat_1(const void* source, void* destination, std::int32_t count,
                             std::int32_t numChannels) {
-    if (numChannels == 1 && std::endian::native == std::endian::little) // the same bytes
+    if (kIsLittleEndian && numChannels == 1) // the same bytes
         Copy<4>(source, destination, count, numChannels);
     else
         Scatter<ToFloatBits>(source, destination, count, numChannels);

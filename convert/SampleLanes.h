@@ -35,25 +35,35 @@ inline T Load(const Byte* in) {
     return value;
 }
 
+inline constexpr bool kIsLittleEndian = std::endian::native == std::endian::little;
+
+/// Takes a number from the machine's byte order to the files', or back.
+template <typename Unsigned>
+constexpr Unsigned LittleEndian(Unsigned inValue) {
+    if constexpr (kIsLittleEndian)
+        return inValue;
+    Unsigned reversed = 0;
+    for (std::size_t b = 0; b < sizeof inValue; ++b)
+        reversed = static_cast<Unsigned>(reversed << 8 | (inValue >> (8 * b) & 0xFF));
+    return reversed;
+}
+
 /// A number in little-endian bytes. Shifted bytes, as elsewhere, would do, but inside a loop not every
 /// compiler joins them to one load.
 template <typename Unsigned>
 inline Unsigned LoadLittle(const Byte* in) {
-    if constexpr (std::endian::native == std::endian::little)
-        return Load<Unsigned>(in);
-    Unsigned value = 0;
-    for (std::size_t b = sizeof value; b-- > 0;)
-        value = static_cast<Unsigned>(value << 8 | in[b]);
-    return value;
+    return LittleEndian(Load<Unsigned>(in));
 }
 
 template <typename Unsigned>
 inline void StoreLittle(Byte* out, Unsigned inValue) {
-    if constexpr (std::endian::native == std::endian::little)
-        std::memcpy(out, &inValue, sizeof inValue);
-    else
-        for (std::size_t b = 0; b < sizeof inValue; ++b)
-            out[b] = static_cast<Byte>(inValue >> (8 * b));
+    inValue = LittleEndian(inValue);
+    std::memcpy(out, &inValue, sizeof inValue);
+}
+
+/// @return how many of so many samples fill groups; the others go one by one.
+constexpr std::size_t InWholeGroups(std::size_t inCount, std::size_t inGroupSize) {
+    return inCount - inCount % inGroupSize;
 }
 
 template <std::size_t kBytes>

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+
 #if defined(__SSE2__)
 #include <immintrin.h>
 #endif
@@ -82,10 +84,8 @@ struct ToInteger64 {
     static auto Convert(Source in) { return Lanes<std::uint64_t>{Convert(in[0]), Convert(in[1])}; }
     static std::uint64_t Convert(float in) {
         constexpr double kLowest = -0x1p63, kHighest = 0x1p63 - 1024;
-        const double product = in * 0x1p63;
-        const double atLeastLowest = kLowest < product ? product : kLowest; // and no NaN
-        return static_cast<std::uint64_t>(
-            static_cast<std::int64_t>(atLeastLowest < kHighest ? atLeastLowest : kHighest));
+        const double atLeastLowest = std::max(kLowest, in * 0x1p63); // and no NaN
+        return static_cast<std::uint64_t>(static_cast<std::int64_t>(std::min(atLeastLowest, kHighest)));
     }
 };
 
