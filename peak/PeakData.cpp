@@ -13,6 +13,12 @@ template class PeakData::PeakDataIterator<const PeakDatum, PeakDataSegmentVector
 template class PeakData::PeakDataIterator<PeakDatum, PeakDataSegmentVector::iterator,
                                           PeakDatumVector::iterator>;
 
+PeakDatum& detail::SilentDatum() noexcept {
+    thread_local PeakDatum datum;
+    datum = PeakDatum();
+    return datum;
+}
+
 namespace {
 
 // The last datum that doesn't start above the offset, of inCount datums from inFirst on.
@@ -61,6 +67,11 @@ std::int64_t PeakData::GetEndOffset() const noexcept {
 
 std::int64_t PeakData::GetDuration() const noexcept {
     return static_cast<std::int64_t>(detail::Distance(startOffset, GetEndOffset()));
+}
+
+bool PeakData::HasEmptySegments() const noexcept {
+    return std::any_of(segments.begin(), segments.end(),
+                       [](const PeakDataSegment& segment) { return segment.size() == 0; });
 }
 
 std::uint64_t PeakData::size() const noexcept {

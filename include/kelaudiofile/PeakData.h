@@ -13,8 +13,13 @@
 namespace kelaudiofile {
 
 namespace detail {
+
 class PeakDataWalk;
-}
+
+/// What an iterator at a segment without datums refers to: one datum per thread, set to silence by each call.
+KELAUDIOFILE_EXPORT PeakDatum& SilentDatum() noexcept;
+
+} // namespace detail
 
 /// A timeline of peak data: segments in order of offset, whose datums are walked as one sequence.
 ///
@@ -25,9 +30,9 @@ class PeakDataWalk;
 /// no two neighbours that touch and have one block size; these are Append, Insert, Overwrite and
 /// RippleDelete.
 ///
-/// Segments are expected to hold at least one datum. One without can be stored and loaded: moves by a number
-/// of datums pass over it and so do Zero and ResamplePeakData, but begin() and single steps may stop at one,
-/// and there is then no datum to look at.
+/// Segments are expected to hold at least one datum. One without can be appended, and a stream can hold one:
+/// moves by a number of datums, Zero and ResamplePeakData pass over it, but begin(), Find and single steps
+/// may stop at it, and what they find there is silence. HasEmptySegments() reports whether there are any.
 ///
 /// Nothing here reports an error: what does not fit has the quiet effect told with each operation. Failed
 /// allocations pass through as std::bad_alloc; an edit that they interrupt leaves the contents unspecified.
@@ -71,10 +76,12 @@ public:
     std::int64_t GetDuration() const noexcept;
     /// Whether there are no segments.
     bool empty() const noexcept { return segments.empty(); }
+    /// Whether any segment holds no datums. If so, a walk by single steps stops more often than size() says.
+    bool HasEmptySegments() const noexcept;
     /// The number of datums, added up over the segments on each call.
     std::uint64_t size() const noexcept;
 
-    /// The first datum of the first segment; end() if there are no segments.
+    /// The first datum of the first segment, or where it would be; end() if there are no segments.
     iterator begin() noexcept;
     /// As above, of a timeline that must not change.
     const_iterator begin() const noexcept;
@@ -117,9 +124,9 @@ public:
     void Insert(const std::shared_ptr<PeakData>& inData);
 
     /// Replaces the stretch that another timeline covers by copies of its segments, which keep their offsets
-    /// and block sizes. The segments before and after it stay where they are. If the stretch ends inside a
-    /// gap of this timeline, no segment begins at its end, and everything after the gap is removed as well.
-    /// Consolidates in any case.
+    /// and block sizes. Cuts at both ends; the segments before and after the stretch stay where they are. If
+    /// it begins in a gap of this timeline, nothing is replaced; if it ends in one, no segment begins at its
+    /// end, and everything after the gap is removed as well. Consolidates in any case.
     /// @param inData  replaces nothing if it is null, has no datums, or runs past either end of this
     /// timeline; of this container itself, a copy is taken.
     void Overwrite(const std::shared_ptr<PeakData>& inData);
@@ -178,7 +185,8 @@ private:
 /// segments or datums move in memory: Append, Clear, Split, Insert, Overwrite, RippleDelete and
 /// LoadFromStream make it invalid, SetStartOffset and Zero do not.
 ///
-/// Looking at end(), moving forward from it and moving before the first datum have no defined result.
+/// At a segment without datums it refers to a silent datum: what is written to that is lost. Dereferencing
+/// end(), moving forward from it and moving before the first datum have no defined result.
 template <typename Value, typename SegmentIterator, typename DatumIterator>
 class KELAUDIOFILE_EXPORT PeakData::PeakDataIterator {
 public:
@@ -194,13 +202,15 @@ public:
     PeakDataIterator& operator=(const PeakDataIterator& inOther) = default;
 
     /// The current datum; iterator gives one that can be changed unless it is constant itself.
-    reference operator*() { return *datum; }
+    reference operator*() { return IsAtDatum() ? *datum : detail::SilentDatum(); }
     /// The current datum, which cannot be changed through a constant iterator.
-    const PeakDatum& operator*() const { return *datum; }
+    const PeakDatum& operator*() const { return IsAtDatum() ? *datum : detail::SilentDatum(); }
 
     /// Steps to the next datum, across the border of a segment where there is one.
     PeakDataIterator& operator++() {
-        if (++datum == segment->end())
+        if (segment->end() - datum > 1)
+            ++datum;
+        else
             EnterNextSegment();
         return *this;
     }
@@ -216,7 +226,8 @@ public:
             EnterPreviousSegment();
         if (datum == segment->begin())
             EnterPreviousSegment();
-        --datum;
+        if (datum != segment->begin())
+            --datum;
         return *this;
     }
     /// Steps back. @return the place before.
@@ -275,6 +286,7 @@ private:
         return n < 0 ? 0 - static_cast<std::uint64_t>(n) : static_cast<std::uint64_t>(n);
     }
     std::uint64_t Index() const { return static_cast<std::uint64_t>(datum - segment->begin()); }
+    bool IsAtDatum() const { return datum != DatumIterator(segment->end()); }
 
     void EnterNextSegment() {
         if (++segment != segmentsEnd)
@@ -330,9 +342,13 @@ PeakData::PeakDataIterator<Value, SegmentIterator, DatumIterator>::operator Peak
 }
 /// @endcond
 
+// The library holds these instances for the standard library that it was built with. A host that uses libc++
+// makes its own.
+#if !defined(_LIBCPP_VERSION)
 extern template class PeakData::PeakDataIterator<const PeakDatum, PeakDataSegmentVector::const_iterator,
                                                  PeakDatumVector::const_iterator>;
 extern template class PeakData::PeakDataIterator<PeakDatum, PeakDataSegmentVector::iterator,
                                                  PeakDatumVector::iterator>;
+#endif
 
 } // namespace kelaudiofile
