@@ -54,7 +54,7 @@ protected:
     }
     /// Writes a record. @return size and meaning of its chunk.
     std::string Written(const Characteristics& inRecord) {
-        std::filesystem::remove(mFolder.Path("file"));
+        std::filesystem::remove(mPath);
         kelaudiofile::RiffChunkWriter writer;
         writer.Initialize(mFolder.File("file"), FourCC("WAVE"), false, false);
         WriteWaveFormatChunk(writer, inRecord);
@@ -166,18 +166,16 @@ const ChannelLayout kMono = {102}, kStereo = {100, 101}, kFiveOne = {100, 101, 1
 /// 48 kHz with 3 bytes of which 20 bits are valid.
 Characteristics Record(const ChannelLayout& inLayout, Category inCategory = Characteristics::kWaveFormatPCM,
                        const Bytes& inExtra = {}) {
-    Characteristics record;
-    record.sampleRate = 48000;
-    record.numChannels = static_cast<std::int32_t>(inLayout.size());
-    record.bytesPerSample = 3;
-    record.bitsPerSample = 24;
-    record.validBitsPerSample = 20;
-    record.formatTag = 99;     // plays no part
-    record.containerKind = 77; // nor does this
-    record.formatCategory = inCategory;
-    record.channelLayout = inLayout;
-    record.extraFormatBytes = inExtra;
-    return record;
+    return {.sampleRate = 48000,
+            .numChannels = static_cast<std::int32_t>(inLayout.size()),
+            .bytesPerSample = 3,
+            .bitsPerSample = 24,
+            .formatCategory = inCategory,
+            .formatTag = 99, // plays no part
+            .validBitsPerSample = 20,
+            .channelLayout = inLayout,
+            .extraFormatBytes = inExtra,
+            .containerKind = 77}; // nor does this
 }
 
 } // namespace

@@ -51,7 +51,7 @@ protected:
         Pieces pieces;
         HashWaveFile([&](const unsigned char* bytes,
                          std::uint64_t count) { pieces.emplace_back(bytes, bytes + count); },
-                     mPath, inTrimSilence);
+                     mPathText, inTrimSilence);
         return pieces;
     }
     /// It must fail with this message and feed nothing.
@@ -98,7 +98,7 @@ TEST_F(Hashing, BlockByBlockWithoutSilenceAtTheEnds) {
 }
 
 TEST_F(Hashing, FilesThatCannotBeHashed) {
-    const std::string path = kelcore::ToStdString(mPath);
+    const std::string path = kelcore::ToStdString(mPathText);
     ExpectFailure("The wave file '" + path + "' does not exist.");
     Put(Bytes(100, 'x'));
     ExpectFailure("Failed to open the wave file '" + path + "' with error code 2.");
@@ -127,13 +127,13 @@ TEST_F(Hashing, ConsumersMayThrow) {
     int calls = 0;
     const auto throwing = [&](const unsigned char*, std::uint64_t) { ++calls % 3 ? void() : throw calls; };
     for (const bool trim : {false, true})
-        EXPECT_THROW(HashWaveFile(throwing, mPath, trim), int);
+        EXPECT_THROW(HashWaveFile(throwing, mPathText, trim), int);
     EXPECT_EQ(calls, 6);
-    EXPECT_THROW(HashWaveFile(nullptr, mPath, false), std::bad_function_call);
+    EXPECT_THROW(HashWaveFile(nullptr, mPathText, false), std::bad_function_call);
     EXPECT_EQ(faults::SystemCalls().OpenDescriptors(), 0);
     EXPECT_EQ(faults::Heap().liveBytes, 0);
     Put(Wave());
-    HashWaveFile(nullptr, mPath, false); // nothing to feed
+    HashWaveFile(nullptr, mPathText, false); // nothing to feed
 }
 
 // Of three blocks. A failure while silence is looked for ends the search, one later is a failure of the hash.
@@ -157,7 +157,7 @@ TEST_F(Hashing, ABlockThatCannotBeRead) {
         faults::SweepCalls({.mode = row.mode}, [&] {
             std::size_t fed = 0;
             try {
-                HashWaveFile([&](const unsigned char*, std::uint64_t) { ++fed; }, mPath, row.trims);
+                HashWaveFile([&](const unsigned char*, std::uint64_t) { ++fed; }, mPathText, row.trims);
                 outcomes += "fed ";
             } catch (const kelcore::config::kel_exception&) {
                 outcomes += "failed ";

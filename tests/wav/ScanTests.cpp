@@ -4,6 +4,7 @@
 #include <map>
 
 #include "WaveTest.h"
+#include "models/ScanModel.h"
 #include "support/Random.h"
 
 using namespace wave_tests;
@@ -30,7 +31,7 @@ protected:
     void Check(const std::vector<ScanCase>& inCases) {
         for (const ScanCase& row : inCases) {
             Put(row.image, row.fileSize);
-            testing_support::PatchFile(mFolder.Path("file"), row.fileSize, row.end);
+            testing_support::PatchFile(mPath, row.fileSize, row.end);
             EXPECT_EQ(ScanIt(row.fileSize % 2 == 1), row.result) << row.name;
             EXPECT_EQ(faults::SystemCalls().OpenDescriptors(), 0);
         }
@@ -52,9 +53,9 @@ TEST_F(Scan, Header) {
         {"20 bytes: nothing to walk over", Riff().Header("LIST", 7), ""},
         {"ds64 past the end", Riff().Chunk("ds64", ds64).Cut(47), kNothing},
     });
-    std::filesystem::remove(mFolder.Path("file"));
+    std::filesystem::remove(mPath);
     EXPECT_EQ(ScanIt(), kNothing);
-    std::filesystem::create_directory(mFolder.Path("file"));
+    std::filesystem::create_directory(mPath);
     EXPECT_EQ(ScanIt(), kNothing);
 }
 

@@ -62,7 +62,7 @@ TEST_F(WaveRead, EveryCodeOfTheOpen) {
         EXPECT_EQ(file == nullptr, row.code != Error::kNoError) << row.name;
     }
     EXPECT_EQ(faults::SystemCalls().OpenDescriptors(), 0);
-    std::filesystem::remove(mFolder.Path("file"));
+    std::filesystem::remove(mPath);
     EXPECT_TRUE(!Open() && mError.code == Error::kFileNotFound && mLog.empty());
 }
 
@@ -183,50 +183,49 @@ TEST_F(WaveRead, AllDataChunksAreOneRun) {
 }
 
 TEST_F(WaveRead, MetadataAndTheirPositions) {
-    const auto list = [](std::size_t size) { return Filling(size); };
-    const auto data = [] { return Wave().Chunk("data", Filling(40)); }; // up to 84
+    const Image list = Image().Chunk("LIST", Filling(8)), bext = Image().Chunk("bext", Filling(24));
+    const Bytes data = Filling(40), junk = Filling(12);
+    const Image all = Riff()
+                          .Add(list)
+                          .Chunk("JUNQ", {1})
+                          .Chunk("fmt ", FormatImage())
+                          .Chunk("data", data)
+                          .Add(bext)
+                          .Chunk("FLLR", junk)
+                          .Chunk("data", data)
+                          .Chunk("JUNK", junk)
+                          .Add(list)
+                          .Chunk("fmt ", junk);
+    const auto size = static_cast<double>(all.Size());
     // clang-format off
-    Image large = Riff().Chunk("LIST", list(20)).Chunk("JUNQ", {1}).Chunk("fmt ", FormatImage()).Chunk("JUNK", list(10));
-    large.Chunk("data", list(300)).Chunk("bext", list(8)).Chunk("FLLR", {1, 2}).Chunk("fmt ", {1, 2}).Chunk("JUNK", list(356));
-    large.Chunk("data", list(92)).Chunk("JUNK", list(34)).Chunk("LIST", list(50)); // of 1,000 bytes, with each kind that is no metadata
-    const struct { const char* name; Bytes image; std::vector<double> positions; } kCases[] = {
-        {"on all sides", large, {20 * 0.5 / 1000, 0.5, 0.75}},
-        {"no audio", Wave().Chunk("LIST", list(24)).Chunk("bext", list(24)), {44 * 0.5 / 100 + 0.5, 76 * 0.5 / 100 + 0.5}},
-        {"audio up to the last byte, a chunk inside", data().Chunk("LIST", list(2)).Chunk("data", list(2)), {1.0}},
-        {"audio up to the last byte, a chunk before",
-         Wave().Chunk("JUNK", list(16)).Chunk("LIST", list(12)).Chunk("data", list(12)), {68 * 0.5 / 100}},
-        {"right after the audio", data().Chunk("LIST", list(8)), {8 * 0.5 / 16 + 0.5}},
-        {"after the audio's pad byte", Wave().Chunk("data", list(3)).Chunk("LIST", list(8)), {9 * 0.5 / 17 + 0.5}},
+    const struct { const char* name; Bytes image; std::vector<Metadatum> metadata; } kCases[] = {
+        {"on all sides", all, {{list, 20 / size / 2}, {bext, 0.5}, {list, 0.75}}},
+        {"no audio", Wave().Add(list).Add(bext), {{list, 44.0 / 84 / 2 + 0.5}, {bext, 60.0 / 84 / 2 + 0.5}}},
+        {"audio up to the last byte, a chunk inside", Wave().Chunk("data", data).Add(bext).Chunk("data", data), {{bext, 1.0}}},
+        {"audio up to the last byte, a chunk before", Wave().Add(list).Chunk("data", data), {{list, 44.0 / 100 / 2}}},
+        {"right after the audio", Wave().Chunk("data", data).Add(list), {{list, 8.0 / 16 / 2 + 0.5}}},
+        {"after the audio's pad byte", Wave().Chunk("data", {1, 2, 3}).Add(list), {{list, 9.0 / 17 / 2 + 0.5}}},
     };
     // clang-format on
     for (const auto& row : kCases) {
         const auto file = Open(row.image);
         ASSERT_NE(file, nullptr);
-        std::vector<double> found;
-        for (const auto& metadatum : ReadMetadata(*file))
-            found.push_back(metadatum.position);
-        EXPECT_EQ(found, row.positions) << row.name;
+        EXPECT_TRUE(ReadMetadata(*file) == row.metadata) << row.name;
     }
-    const auto file = Open(large);
-    const auto metadata = ReadMetadata(*file);
-    ASSERT_EQ(metadata.size(), 3u);
-    EXPECT_TRUE(metadata[0].id == FourCC("LIST") && metadata[0].whole == Image().Chunk("LIST", list(20)));
-    EXPECT_TRUE(metadata[1].id == FourCC("bext") && metadata[1].whole == Image().Chunk("bext", list(8)));
-    EXPECT_TRUE(metadata[2].id == FourCC("LIST") && metadata[2].whole == Image().Chunk("LIST", list(50)));
     Bytes bytes = {0x11, 0x11};
-    EXPECT_TRUE(file->ReadMetadataChunk(1, 15, 1, bytes.data()));
-    EXPECT_EQ(bytes, (Bytes{metadata[1].whole.back(), 0x11}));
+    EXPECT_TRUE(Open(all)->ReadMetadataChunk(1, 15, 1, bytes.data()));
+    EXPECT_EQ(bytes, (Bytes{Filling(8).back(), 0x11}));
 }
 
 TEST_F(WaveRead, SuspendedFilesThatAreGoneOrShrank) {
     const auto file = Open(Wave().Chunk("data", Filling(400)).Chunk("LIST", Filling(4)));
     unsigned char byte;
     EXPECT_TRUE(file->Suspend() && file->Suspend() && faults::SystemCalls().OpenDescriptors() == 0);
-    std::filesystem::rename(mFolder.Path("file"), mFolder.Path("away"));
+    std::filesystem::rename(mPath, mFolder.Path("away"));
     EXPECT_FALSE(file->ReadSampleBytes(0, 0, &byte) || file->ReadMetadataChunk(0, 0, 1, &byte));
     EXPECT_TRUE(mLog.empty()) << "a stream that does not open is not logged";
-    std::filesystem::rename(mFolder.Path("away"), mFolder.Path("file"));
-    std::filesystem::resize_file(mFolder.Path("file"), 44 + 200);
+    std::filesystem::rename(mFolder.Path("away"), mPath);
+    std::filesystem::resize_file(mPath, 44 + 200);
     EXPECT_EQ(Read(*file, 0, 201), Bytes());
     EXPECT_EQ(Read(*file, 0, 200), Filling(200));
 }
@@ -237,7 +236,7 @@ TEST_F(WaveRead, FailedReadsAndCountsBeyond32Bits) {
     const faults::System dead = {.failAt = 0, .mode = faults::System::Mode::kFailForGood};
     const auto expectLogged = [&](const std::string& function) {
         ASSERT_FALSE(mLog.empty());
-        const std::string reason = ": cannot read '" + mFolder.Path("file").string() + "': ";
+        const std::string reason = ": cannot read '" + mPath.string() + "': ";
         EXPECT_TRUE(mLog.back().starts_with("kelaudiofile::WaveFile::Impl::" + function + reason))
             << mLog.back();
     };
@@ -249,7 +248,7 @@ TEST_F(WaveRead, FailedReadsAndCountsBeyond32Bits) {
     const auto file = Open(image, end);
     ASSERT_NE(file, nullptr);
     EXPECT_EQ(file->GetSampleCount(), static_cast<std::int64_t>(kLimit / 4 + 4));
-    testing_support::PatchFile(mFolder.Path("file"), end - 8, Filling(8));
+    testing_support::PatchFile(mPath, end - 8, Filling(8));
     EXPECT_EQ(Read(*file, kLimit + 8, 8), Filling(8));
     Bytes buffer(100);
     for (const std::int64_t count : {std::int64_t{1} << 31, std::int64_t{1} << 32, INT64_MAX}) {

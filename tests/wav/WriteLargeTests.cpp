@@ -12,9 +12,6 @@ protected:
     /// Makes the samples reach up to an offset.
     void Reach(std::uint64_t inOffset) { ASSERT_EQ(WriteSamples(*mFile, inOffset - 1, 1), 0); }
 
-    Bytes Part(std::uint64_t inPosition, std::size_t inCount) const {
-        return testing_support::ReadFilePart(mFolder.Path("file"), inPosition, inCount);
-    }
     void ExpectRiff(std::uint64_t inRiffSize) const {
         EXPECT_EQ(Part(0, 48), Image().Header("RIFF", inRiffSize).Text("WAVE").Add(Reserved()));
     }
@@ -22,8 +19,6 @@ protected:
         const Bytes ds64 = Image().U64(inRiffSize).U64(inDataBytes).U64(inFrames).U32(0);
         EXPECT_EQ(Part(0, 48), Image().Header("RF64", 0xFFFFFFFF).Text("WAVE").Chunk("ds64", ds64));
     }
-
-    Handle mFile;
 };
 
 } // namespace
@@ -38,11 +33,11 @@ TEST_F(LargeWaveFiles, BecomeRf64ExactlyAtTheLimits) {
                   {kLimit, 0, kLimit + 80},     {9 * kGiB + 5, 0, 9 * kGiB + 86}};
     for (const auto& row : kCases) {
         SCOPED_TRACE(row.fileBytes);
-        mFile = Create(mPath, {.rf64 = true, .anyOrder = true});
+        mFile = Create({.rf64 = true, .anyOrder = true});
         Reach(row.dataBytes);
         EXPECT_TRUE(mFile->FinishSamples() && mFile->MetadatumWrite(Bytes(2).data(), row.bytesAfter) &&
                     mFile->FinishWrite());
-        EXPECT_EQ(std::filesystem::file_size(mFolder.Path("file")), row.fileBytes);
+        EXPECT_EQ(std::filesystem::file_size(mPath), row.fileBytes);
         if (row.fileBytes - 8 < kLimit)
             ExpectRiff(row.fileBytes - 8);
         else
@@ -58,7 +53,7 @@ TEST_F(LargeWaveFiles, BecomeRf64ExactlyAtTheLimits) {
 
 TEST_F(LargeWaveFiles, Rf64HoldsTheValuesOfTheLastCheckpoint) {
     for (const bool finishes : {true, false}) {
-        mFile = Create(mPath, {.rf64 = true, .anyOrder = true});
+        mFile = Create({.rf64 = true, .anyOrder = true});
         Reach(4'000'000'000);
         EXPECT_TRUE(mFile->FinishBlock());
         ExpectRiff(4'000'000'072);
@@ -87,7 +82,7 @@ TEST_F(LargeWaveFiles, PlainRiffGoesOnInANewDataChunkExactlyAtTheLimit) {
     for (const bool rf64 : {false, true})
         for (const std::size_t block : {std::size_t{15}, std::size_t{16}}) {
             SCOPED_TRACE(testing::Message() << "RF64 " << rf64 << ", block " << block);
-            mFile = Create(mPath, {.rf64 = rf64});
+            mFile = Create({.rf64 = rf64});
             const Bytes first = SampleBytes(kReached, block), next = SampleBytes(kReached + block, 3);
             EXPECT_TRUE(mFile->WriteSampleBytes(0, kHalf, half, mError) &&
                         mFile->WriteSampleBytes(kHalf, kHalf, half, mError));

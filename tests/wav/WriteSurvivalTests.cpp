@@ -10,6 +10,16 @@ using Mode = faults::System::Mode;
 
 namespace {
 
+/// Samples of one byte.
+Format OfBytes(std::int32_t inChannels, bool inRf64, bool inAnyOrder) {
+    return {.channels = inChannels,
+            .bytesPerSample = 1,
+            .bits = 8,
+            .layout = {102},
+            .rf64 = inRf64,
+            .anyOrder = inAnyOrder};
+}
+
 /// Records in odd blocks with many checkpoints, past the places where plain RIFF begins another `data` chunk
 /// and where RF64 begins. Two jumps make the file long and leave holes.
 class ARecordingSurvives : public WaveTest {
@@ -64,20 +74,12 @@ protected:
         EXPECT_EQ(metadata.back().whole, Image().Header("LIST", 1).Add({1}));
     }
 
-    Handle mFile;
     Recording mRun;
 
 private:
     void Record(bool inRf64) {
         try {
-            mFile = Create(mPath,
-                           {.channels = 1,
-                            .bytesPerSample = 1,
-                            .bits = 8,
-                            .layout = {102},
-                            .rf64 = inRf64,
-                            .anyOrder = true},
-                           mError);
+            mFile = Create(OfBytes(1, inRf64, true));
             EXPECT_EQ(mError.code, mFile ? Error::kNoError : Error::kOpenForWriteFailed);
         } catch (const kelcore::filesupport::file_exception&) {
             EXPECT_EQ(faults::SystemCalls().removals, 0u) << "only the deletion of the old file lets one out";
@@ -182,7 +184,7 @@ TEST_F(ARecordingSurvives, ADiskThatTakesNothingMore) {
 
 // With the stream flag, the last block may lie far past the end of the file, or before what was counted.
 TEST_F(ARecordingSurvives, FailedCheckpointsAfterJumps) {
-    mFile = Create(mPath, {.anyOrder = true});
+    mFile = Create({.anyOrder = true});
     const auto finishes = [&](std::uint64_t offset, std::size_t count, const faults::System& faults = {}) {
         EXPECT_EQ(WriteSamples(*mFile, offset, count), 0);
         faults::SystemCalls() = faults;
@@ -191,8 +193,7 @@ TEST_F(ARecordingSurvives, FailedCheckpointsAfterJumps) {
         return finished;
     };
     const auto says = [&](std::uint64_t position, std::uint64_t size) {
-        return testing_support::ReadFilePart(mFolder.Path("file"), position, 8) ==
-               Image().Header("data", size);
+        return Part(position, 8) == Image().Header("data", size);
     };
     EXPECT_TRUE(finishes(0, 1000) && says(36, 1000));
     EXPECT_TRUE(!finishes(5000, 8, {.failAt = 0}) && says(36, 1000)) << "the file does not reach there";
@@ -205,7 +206,7 @@ TEST_F(ARecordingSurvives, FailedCheckpointsAfterJumps) {
     EXPECT_EQ(WriteSamples(*mFile, 40'408, 8), 0);
     faults::SystemCalls() = {.failAt = 0};
     EXPECT_FALSE(mFile->FinishWrite());
-    EXPECT_EQ(std::filesystem::file_size(mFolder.Path("file")), 40'468) << "uncounted, but there";
+    EXPECT_EQ(std::filesystem::file_size(mPath), 40'468) << "uncounted, but there";
 }
 
 // A checkpoint fails at its data, its size, its pad byte or the header, or the end of samples at the first
@@ -213,13 +214,13 @@ TEST_F(ARecordingSurvives, FailedCheckpointsAfterJumps) {
 TEST_F(ARecordingSurvives, ACheckpointThatFailedWithItsPadByte) {
     for (std::uint64_t call = 0; call < 6; ++call) {
         SCOPED_TRACE(call);
-        mFile = Create(mPath, {});
+        mFile = Create();
         EXPECT_EQ(Write(*mFile, 0, {1, 2, 3}), 0);
         faults::SystemCalls() = {.failAt = call % 4, .outputOnly = true};
         EXPECT_FALSE(call < 4 ? mFile->FinishBlock() : mFile->FinishSamples());
         EXPECT_TRUE(call >= 4 || (mFile->FinishBlock() && mFile->FinishWrite()));
         mFile.reset();
-        EXPECT_EQ(File(), Image().Chunk("fmt ", kStereo16).Chunk("data", {1, 2, 3}).In("RIFF", "WAVE"));
+        EXPECT_EQ(File(), Image().Chunk("fmt ", FormatImage()).Chunk("data", {1, 2, 3}).In("RIFF", "WAVE"));
     }
 }
 
@@ -231,7 +232,7 @@ TEST_F(ARecordingSurvives, OpensOverAnOldFileWithAnErrorOfAnyCall) {
         Put(Bytes(300, 'o'));
         faults::SystemCalls() = {.failAt = call};
         try {
-            mFile = Create(mPath, {}, mError);
+            mFile = Create();
             EXPECT_EQ(mFile ? Error::kNoError : Error::kOpenForWriteFailed, mError.code);
             outcomes += mFile ? "opened" : "refused, ";
         } catch (const kelcore::filesupport::file_exception&) {
@@ -244,7 +245,7 @@ TEST_F(ARecordingSurvives, OpensOverAnOldFileWithAnErrorOfAnyCall) {
     EXPECT_FALSE(faults::Fired());
     faults::SystemCalls() = {};
     EXPECT_TRUE(mFile->FinishWrite());
-    EXPECT_EQ(File(), Image().Chunk("fmt ", kStereo16).In("RIFF", "WAVE"));
+    EXPECT_EQ(File(), Image().Chunk("fmt ", FormatImage()).In("RIFF", "WAVE"));
 }
 
 TEST_F(ARecordingSurvives, OpensThatRunOutOfMemory) {
@@ -253,7 +254,7 @@ TEST_F(ARecordingSurvives, OpensThatRunOutOfMemory) {
     faults::SweepAllocations([&] {
         Handle file;
         try {
-            file = Create(mPath, format, mError);
+            file = Create(format);
             EXPECT_EQ(file == nullptr, mError.code == Error::kOpenForWriteFailed);
         } catch (const std::bad_alloc&) {
         }
@@ -268,8 +269,8 @@ class ADiskThatFillsUp : public WaveTest {
 protected:
     struct Row {
         const char* name;
-        std::uint64_t channels; ///< of one byte
-        std::uint64_t start;    ///< samples before it are a hole
+        std::int32_t channels; ///< of one byte
+        std::uint64_t start;   ///< samples before it are a hole
         std::size_t block;
     };
 
@@ -277,34 +278,30 @@ protected:
     void Record(const Row& inRow, std::uint64_t inRoom, bool inStaysFull) {
         auto& system = faults::SystemCalls();
         const std::uint64_t failAt = std::exchange(system.failAt, faults::kNever);
-        const Handle file = Create(mPath, {.channels = static_cast<std::int32_t>(inRow.channels),
-                                           .bytesPerSample = 1,
-                                           .bits = 8,
-                                           .layout = {},
-                                           .rf64 = true,
-                                           .anyOrder = inRow.start != 0});
+        mFile = Create(OfBytes(inRow.channels, true, inRow.start != 0));
         mTaken = mCheckpoint = inRow.start + inRow.block;
-        EXPECT_EQ(WriteSamples(*file, inRow.start, inRow.block), 0);
-        EXPECT_TRUE(file->FinishBlock());
-        mLength = std::filesystem::file_size(mFolder.Path("file"));
+        EXPECT_EQ(WriteSamples(*mFile, inRow.start, inRow.block), 0);
+        EXPECT_TRUE(mFile->FinishBlock());
+        mLength = std::filesystem::file_size(mPath);
         system.calls = 0;
         system.failAt = failAt;
         bool finished = false;
         {
             const testing_support::FileSizeLimit limit(mLength + inRoom);
-            for (; WriteSamples(*file, mTaken, inRow.block) == 0; mTaken += inRow.block)
+            for (; WriteSamples(*mFile, mTaken, inRow.block) == 0; mTaken += inRow.block)
                 EXPECT_LT(mTaken, mCheckpoint + inRoom + 40'000) << "more than the buffer holds is taken";
-            finished = inStaysFull ? file->FinishSamples() : file->FinishBlock();
+            finished = inStaysFull ? mFile->FinishSamples() : mFile->FinishBlock();
             ReadBack(inRow, inRoom, finished);
             if (inStaysFull)
-                file->FinishWrite();
+                mFile->FinishWrite();
         }
         if (!inStaysFull)
-            finished = file->FinishSamples() || file->FinishSamples();
+            finished = mFile->FinishSamples() || mFile->FinishSamples();
         EXPECT_TRUE(finished || inStaysFull);
-        const bool isWhole = inStaysFull ? !faults::Fired() : file->FinishWrite();
+        const bool isWhole = inStaysFull ? !faults::Fired() : mFile->FinishWrite();
         const std::uint64_t end = ReadBack(inRow, inRoom, finished);
-        EXPECT_TRUE(!isWhole || std::filesystem::file_size(mFolder.Path("file")) == end);
+        EXPECT_TRUE(!isWhole || std::filesystem::file_size(mPath) == end);
+        mFile.reset();
     }
 
     /// Whole frames must be there up to what was taken or had room. @return the end of the file; 0 if more
@@ -313,13 +310,14 @@ protected:
         const bool fired = faults::Fired();
         const faults::System calls = std::exchange(faults::SystemCalls(), {});
         const std::uint64_t reached = mCheckpoint + mCheckpoint % 2 + inRoom;
-        const std::uint64_t frames = (inFinished ? mTaken : std::min(mTaken, reached)) / inRow.channels;
+        const auto frameBytes = static_cast<std::uint64_t>(inRow.channels);
+        const std::uint64_t frames = (inFinished ? mTaken : std::min(mTaken, reached)) / frameBytes;
         Handle file = Open();
         const auto count = static_cast<std::uint64_t>(file->GetSampleCount());
-        const std::uint64_t bytes = count * inRow.channels, tail = inRow.block - inRow.channels;
-        EXPECT_TRUE(count == frames || (fired && bytes + inRow.channels > mCheckpoint));
+        const std::uint64_t bytes = count * frameBytes, tail = inRow.block - frameBytes;
+        EXPECT_TRUE(count == frames || (fired && bytes + frameBytes > mCheckpoint));
         EXPECT_EQ(Read(*file, bytes - tail, tail), SampleBytes(bytes - tail, tail));
-        const Bytes ds64 = testing_support::ReadFilePart(mFolder.Path("file"), 36, 8);
+        const Bytes ds64 = Part(36, 8);
         const bool isWhole = ReadMetadata(*file).empty() && (inRow.start == 0 || ds64 == Image().U64(count));
         file.reset();
         faults::SystemCalls() = calls;
