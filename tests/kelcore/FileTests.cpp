@@ -80,9 +80,11 @@ TEST_F(Files, SayWhatFailedAndWhy) {
             row.call(At(row.name));
             ADD_FAILURE() << row.operation << " did not throw";
         } catch (const file_exception& exception) {
-            const std::string message = "cannot " + std::string(row.operation) + " '" +
-                                        mFolder.Path(row.name).string() +
-                                        "': " + std::generic_category().message(row.error);
+            std::string message = "cannot " + std::string(row.operation) + " '" +
+                                  mFolder.Path(row.name).string() +
+                                  "': " + std::generic_category().message(row.error);
+            if (const auto zero = message.find('\0'); zero != std::string::npos)
+                message.replace(zero, 1, "\\0");
             EXPECT_STREQ(exception.what(), message.c_str());
             EXPECT_EQ(exception.SystemError(), row.error);
         }

@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 #include "kelcore/config.h"
+#include "kelcore/debug.h"
 #include "kelcore/logging.h"
 #include "kelcore/string.h"
 #include "kelcore/utility.h"
@@ -50,27 +52,64 @@ TEST(TopLevelFunction, RunsOnceAndStopsEveryException) {
     int runs = 0;
     config::ExecuteTopLevelFunction(config::OneTimeFunction([&] { throw ++runs; }), nullptr);
     EXPECT_EQ(runs, 1);
-    config::OneTimeFunction once([&] { ++runs; });
+    config::OneTimeFunction once([&] { ++runs; }), copy(once);
     once.RunOnce();
     once.RunOnce();
     EXPECT_EQ(runs, 2);
+    copy.RunOnce();
+    EXPECT_EQ(runs, 3);
 }
 
+namespace {
+
+void Log(const std::exception_ptr& inException) {
+    logging::LogException(inException, StringValue("scope::", "Function"), nullptr);
+}
+
+/// Logs a setting when it is destroyed.
+struct Late {
+    ~Late() {
+        const auto setting = debug::DebugDatabase::Instance().GetEntry(ToUTF8String("key"), {});
+        Log(std::make_exception_ptr(config::kel_exception(StringValue(UTF8String(setting)))));
+    }
+};
+
+} // namespace
+
 TEST(Logging, WritesOneLineAndLetsNothingOut) {
-    const auto log = [](auto inException) {
-        logging::LogException(std::make_exception_ptr(inException), StringValue("scope::", "Function"),
-                              nullptr);
-    };
     std::string lines;
-    logging::SetSink([&](std::string_view inLine) { lines.append(inLine) += '\n'; });
-    log(std::runtime_error("reason"));
-    log(1);
+    const auto append = [&](std::string_view inLine) { lines.append(inLine) += '\n'; };
+    logging::SetSink(append);
+    Log(std::make_exception_ptr(std::runtime_error("reason")));
+    Log(std::make_exception_ptr(1));
+    Log(nullptr);
+    logging::SetSink([&](std::string_view inLine) { // as a sink that gives itself up at its first line
+        logging::SetSink(append);
+        Log(std::make_exception_ptr(std::runtime_error("from the sink")));
+        append(inLine);
+    });
+    Log(nullptr);
     logging::SetSink([](std::string_view) { throw 1; });
-    log(2);
+    Log(std::make_exception_ptr(2));
     testing::internal::CaptureStderr();
     logging::SetSink({});
-    log(std::runtime_error("no sink"));
+    Log(std::make_exception_ptr(std::runtime_error("no sink")));
     lines += testing::internal::GetCapturedStderr();
-    EXPECT_EQ(lines,
-              "scope::Function: reason\nscope::Function: unknown exception\nscope::Function: no sink\n");
+    EXPECT_EQ(lines, "scope::Function: reason\nscope::Function: unknown exception\nscope::Function: unknown\n"
+                     "scope::Function: from the sink\nscope::Function: unknown\nscope::Function: no sink\n");
+}
+
+// The texts are too long to lie inside their objects. A global that was made first is destroyed last.
+TEST(Logging, AndSettingsOutliveGlobals) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto exit = [] {
+        static const Late late;
+        debug::DebugDatabase::Instance().SetEntry(ToUTF8String("key"), UTF8String(100, 's'));
+        logging::SetSink([prefix = std::string(100, 'p')](std::string_view inLine) {
+            std::fprintf(stderr, "%s%.*s", prefix.c_str(), static_cast<int>(inLine.size()), inLine.data());
+        });
+        std::exit(0);
+    };
+    EXPECT_EXIT(exit(), testing::ExitedWithCode(0),
+                std::string(100, 'p') + "scope::Function: " + std::string(100, 's') + "$");
 }

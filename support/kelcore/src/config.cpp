@@ -1,11 +1,22 @@
 #include "kelcore/config.h"
 
 #include <atomic>
+#include <string>
 
 namespace kelcore::config {
 
+namespace {
+
+std::string WithoutZeroBytes(std::string inText) {
+    for (auto zero = inText.find('\0'); zero != std::string::npos; zero = inText.find('\0', zero))
+        inText.replace(zero, 1, "\\0");
+    return inText;
+}
+
+} // namespace
+
 kel_exception::kel_exception(utility::StringValue&& inMessage)
-    : std::runtime_error(ToStdString(inMessage.Text())),
+    : std::runtime_error(WithoutZeroBytes(ToStdString(inMessage.Text()))),
       mAdditionalData(std::make_shared<const utility::Dictionary>()) {}
 
 kel_exception::~kel_exception() = default;

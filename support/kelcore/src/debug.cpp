@@ -1,9 +1,14 @@
 #include "kelcore/debug.h"
 
+#include <new>
+
 namespace kelcore::debug {
 
+// Never destroyed: destructors of globals and threads that outlive main may still ask it. It lies in static
+// memory, so leak checkers find what it owns.
 DebugDatabase& DebugDatabase::Instance() {
-    static DebugDatabase database;
+    alignas(DebugDatabase) static unsigned char memory[sizeof(DebugDatabase)];
+    static DebugDatabase& database = *new (memory) DebugDatabase;
     return database;
 }
 

@@ -1,8 +1,11 @@
 #include "kelcore/logging.h"
 
 #include <cstdio>
+#include <memory>
 #include <mutex>
+#include <new>
 #include <string>
+#include <utility>
 
 namespace kelcore::logging {
 
@@ -10,15 +13,25 @@ namespace {
 
 struct SinkHolder {
     std::mutex mutex;
-    Sink sink;
+    std::shared_ptr<const Sink> sink; ///< null for standard error
 };
 
+// Never destroyed: destructors of globals and threads that outlive main may still log. It lies in static
+// memory, so leak checkers find what the sink owns.
 SinkHolder& Holder() {
-    static SinkHolder holder;
+    alignas(SinkHolder) static unsigned char memory[sizeof(SinkHolder)];
+    static SinkHolder& holder = *new (memory) SinkHolder;
     return holder;
 }
 
+std::shared_ptr<const Sink> CurrentSink() {
+    const std::lock_guard lock(Holder().mutex);
+    return Holder().sink;
+}
+
 std::string Describe(const std::exception_ptr& inException) {
+    if (!inException)
+        return "unknown";
     try {
         std::rethrow_exception(inException);
     } catch (const std::exception& exception) {
@@ -31,17 +44,18 @@ std::string Describe(const std::exception_ptr& inException) {
 } // namespace
 
 void SetSink(Sink inSink) {
+    auto sink = inSink ? std::make_shared<const Sink>(std::move(inSink)) : nullptr;
     const std::lock_guard lock(Holder().mutex);
-    Holder().sink = std::move(inSink);
+    Holder().sink.swap(sink);
 }
 
+// The sink runs, and an old one goes away, outside the lock: both are host code, which may log or set a sink.
 void LogException(std::exception_ptr inException, const utility::StringValue& inFunction,
                   std::nullptr_t) noexcept {
     try {
         const std::string line = ToStdString(inFunction.Text()) + ": " + Describe(inException);
-        const std::lock_guard lock(Holder().mutex);
-        if (Holder().sink)
-            Holder().sink(line);
+        if (const auto sink = CurrentSink())
+            (*sink)(line);
         else
             std::fprintf(stderr, "%s\n", line.c_str());
     } catch (...) {

@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 #include <stdexcept>
+#include <type_traits>
 #include <utility>
 
 #include "kelcore/export.h"
@@ -16,7 +17,7 @@ namespace kelcore::config {
 /// The base of this layer's exceptions: a message, and pairs of additional data. Copying does not throw.
 class KELCORE_EXPORT kel_exception : public std::runtime_error {
 public:
-    /// @param inMessage  what what() says.
+    /// @param inMessage  what what() says. A zero byte in it, which would end that text, is written as \\0.
     explicit kel_exception(utility::StringValue&& inMessage);
     /// Copies share the additional data until one of them adds to it.
     kel_exception(const kel_exception&) noexcept = default;
@@ -38,7 +39,8 @@ private:
 class OneTimeFunction {
 public:
     /// Takes anything that can be called without arguments and copied.
-    template <typename Function>
+    template <typename Function,
+              std::enable_if_t<!std::is_same_v<std::decay_t<Function>, OneTimeFunction>, int> = 0>
     explicit OneTimeFunction(Function&& inFunction) : mFunction(std::forward<Function>(inFunction)) {}
 
     /// Runs the function and forgets it; does nothing the second time. What it throws passes out.

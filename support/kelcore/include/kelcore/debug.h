@@ -18,11 +18,11 @@ inline constexpr utility::ImmutableString kDebugSourceLine{"line"};         ///<
 inline constexpr utility::ImmutableString kDebugSourceFile{"file"}; ///< the source file's path; a text
 /// @}
 
-/// Settings for debugging, kept for the life of the program. Empty until a host sets one. Any thread may call
-/// it.
+/// Settings for debugging, empty until a host sets one. Any thread may call it, as late as from the
+/// destructor of a global.
 class KELCORE_EXPORT DebugDatabase {
 public:
-    /// The one database, made by the first call.
+    /// The one database, made by the first call and never destroyed.
     static DebugDatabase& Instance();
 
     /// @return the text under the key, else the default.
