@@ -34,9 +34,6 @@ using namespace testing_support;
 using namespace wave_tests;
 using kelcore::filesupport::IPlatformByteStream;
 
-/// A task, prepared and yet to be done. @return whether it came out as it should.
-using Task = std::function<bool()>;
-
 constexpr std::uint64_t kAny = std::numeric_limits<std::uint64_t>::max();
 
 /// What a task costs, or may cost at most.
@@ -44,7 +41,8 @@ struct Cost {
     std::uint64_t steps = kAny, calls = kAny, bytesRead = kAny, allocations = kAny, memory = kAny;
 };
 
-Cost CostOf(const Task& inTask) {
+/// @param inTask  says whether it came out as it should.
+Cost CostOf(const std::function<bool()>& inTask) {
     const faults::Scope scope;
     gSteps = 0;
     EXPECT_TRUE(inTask());
@@ -54,7 +52,7 @@ Cost CostOf(const Task& inTask) {
             static_cast<std::uint64_t>(std::max<std::int64_t>(heap.peakBytes, 0))};
 }
 
-void ExpectAtMost(const char* inName, const Cost& inMost, const Task& inTask) {
+void ExpectAtMost(const char* inName, const Cost& inMost, const std::function<bool()>& inTask) {
     SCOPED_TRACE(inName);
     const Cost cost = CostOf(inTask);
     EXPECT_LE(cost.steps, inMost.steps);
@@ -65,9 +63,14 @@ void ExpectAtMost(const char* inName, const Cost& inMost, const Task& inTask) {
 }
 
 /// Ten times the size may take ten times the steps, and half as many again where lists are sorted.
-void ExpectLinear(const char* inName, const std::function<Task(int)>& inOfSize) {
+void ExpectLinear(const char* inName, const std::function<void(int)>& inPrepare,
+                  const std::function<bool(int)>& inTask) {
     SCOPED_TRACE(inName);
-    const std::uint64_t few = CostOf(inOfSize(400)).steps, many = CostOf(inOfSize(4000)).steps;
+    const auto steps = [&](int inSize) {
+        inPrepare(inSize);
+        return CostOf([&] { return inTask(inSize); }).steps;
+    };
+    const std::uint64_t few = steps(400), many = steps(4000);
     EXPECT_GT(many, few) << "nothing grows: is it the right task?";
     EXPECT_LE(many, 15 * few);
 }
@@ -79,11 +82,8 @@ protected:
     /// Lets the file end in zeros.
     void Extend(std::uint64_t inSize) { std::filesystem::resize_file(mFolder.Path("file"), inSize); }
 
-    std::shared_ptr<WaveFile> OpenWave() {
-        WaveFile::ExtendedErrorInfo error;
-        return std::shared_ptr<WaveFile>(WaveFile::OpenForRead(mPath, error, false));
-    }
-    std::shared_ptr<AiffFile> OpenAiff() {
+    Handle OpenWave() { return OpenForRead(mPath); }
+    std::unique_ptr<AiffFile> OpenAiff() {
         AiffFile::ExtendedErrorInfo error;
         return AiffFile::OpenForRead(mPath, false, error);
     }
@@ -94,7 +94,7 @@ protected:
 
 /// Whether a file has that many chunks of metadata. Each is looked up and read.
 template <typename File>
-bool HasMetadata(const std::shared_ptr<File>& inFile, std::int32_t inCount) {
+bool HasMetadata(const std::unique_ptr<File>& inFile, std::int32_t inCount) {
     std::int32_t index = 0;
     std::uint32_t id;
     std::int64_t size;
@@ -108,7 +108,7 @@ bool HasMetadata(const std::shared_ptr<File>& inFile, std::int32_t inCount) {
 
 /// Whether samples can be read in pieces of a size, one after the other.
 template <typename File>
-bool ReadsInPieces(const std::shared_ptr<File>& inFile, std::int64_t inSize, std::int64_t inPiece) {
+bool ReadsInPieces(const std::unique_ptr<File>& inFile, std::int64_t inSize, std::int64_t inPiece) {
     unsigned char piece[4096];
     std::int64_t offset = 0;
     while (inFile->ReadSampleBytes(offset, inPiece, piece))
@@ -128,84 +128,70 @@ TEST_F(Bounds, StepsGoWithTheChunks) {
         }
         Write(Riff("RF64").Chunk("ds64", ds64).Add(chunks));
     };
-    ExpectLinear("wave: open, metadata",
-                 [&](int n) { return wave(n), [this, n] { return HasMetadata(OpenWave(), n); }; });
-    ExpectLinear("wave: samples byte by byte", [&](int n) {
-        return wave(n), [n, file = OpenWave()] { return ReadsInPieces(file, 4 * n, 1); };
-    });
-    ExpectLinear("wave: a checkpoint for each block", [this](int n) {
-        return [this, n] {
-            WaveFile::ExtendedErrorInfo error;
-            const std::unique_ptr<WaveFile> file(WaveFile::OpenForWrite(
-                mPath, 48000, 1, 1, 8, WaveFile::kIntegerSamples, {}, 0, error, false));
-            const unsigned char byte = 1;
-            bool written = true;
-            for (int i = 0; i < n; ++i)
-                written = written && file->WriteSampleBytes(i, 1, &byte, error) && file->FinishBlock();
-            return written && file->FinishWrite();
-        };
-    });
-    ExpectLinear("AIFF: open, metadata", [this](int n) {
+    const auto aiff = [this](int inCount) {
         BigImage chunks;
-        for (int i = 0; i < n; ++i)
+        for (int i = 0; i < inCount; ++i)
             chunks.Chunk("ANNO", {1, 2});
         Write(aiff_tests::Aiff({.frames = 0}, chunks));
-        return [this, n] { return HasMetadata(OpenAiff(), n); };
-    });
+    };
+    ExpectLinear("wave: open, metadata", wave, [this](int n) { return HasMetadata(OpenWave(), n); });
+    ExpectLinear("AIFF: open, metadata", aiff, [this](int n) { return HasMetadata(OpenAiff(), n); });
+    ExpectLinear("samples byte by byte", wave, [this](int n) { return ReadsInPieces(OpenWave(), 4 * n, 1); });
+    ExpectLinear(
+        "a checkpoint for each block", [](int) {},
+        [this](int n) {
+            const Handle file = Create(mPath, {.bits = 8});
+            bool written = true;
+            for (int i = 0; i < n; ++i)
+                written = written && wave_tests::Write(*file, 2 * i, {1, 2}) == 0 && file->FinishBlock();
+            return written && file->FinishWrite();
+        });
 }
 
 // Blocks of two sizes in turn, so that no segment joins the next.
 TEST(PeakDataBounds, StepsGoWithTheSegments) {
-    using Peaks = std::shared_ptr<PeakData>;
-    constexpr int kDatums = 3, kSegmentLength = 10 * kDatums + 20 * kDatums;
-    const auto load = [](int inCount) {
+    constexpr std::int64_t kDatums = 3, kSegments = 10 * kDatums + 20 * kDatums; // two of them
+    std::shared_ptr<PeakData> peaks;
+    const auto load = [&](int n) {
         ImageOf<std::endian::native> image;
-        image.U32(static_cast<std::uint32_t>(2 * inCount));
-        for (int i = 0; i < 2 * inCount; ++i)
+        image.U32(2 * unsigned(n));
+        for (int i = 0; i < 2 * n; ++i)
             image.U32(kDatums).U64(i % 2 == 0 ? 10 : 20).Fill(8 * kDatums, 0x40);
         MemoryFileInput stream(image);
-        const auto peaks = std::make_shared<PeakData>();
+        peaks = std::make_shared<PeakData>();
         peaks->LoadFromStream(stream);
-        EXPECT_EQ(peaks->GetDuration(), kSegmentLength * inCount);
-        return peaks;
     };
-    const auto expect = [&](const char* inName, const std::function<bool(const Peaks&, int)>& inTask) {
-        ExpectLinear(inName,
-                     [&](int n) { return [=, &inTask, peaks = load(n)] { return inTask(peaks, n); }; });
+    const auto lasts = [&](std::int64_t inDuration) { return peaks->GetDuration() == inDuration; };
+    const auto part = [&](std::int64_t inDatums, std::int64_t inStart) {
+        const auto source = peaks->GetRange(peaks->begin(), peaks->begin() + inDatums);
+        source->SetStartOffset(inStart);
+        return source;
     };
-    const auto middle = [](int n) { return std::int64_t{n / 2} * kSegmentLength + 15; };
-    ExpectLinear("load", [&](int n) { return [&, n] { return !load(n)->empty(); }; });
-    expect("save", [](const Peaks& peaks, int) {
-        MemoryFileOutput stream;
-        peaks->WriteToStream(stream);
-        return !stream.bytes.empty();
-    });
-    expect("insert all in the middle", [=](const Peaks& peaks, int n) {
-        const auto source = std::make_shared<PeakData>(*peaks);
-        source->SetStartOffset(middle(n));
-        peaks->Insert(source);
-        return peaks->GetDuration() == std::int64_t{2 * n} * kSegmentLength;
-    });
-    expect("overwrite half", [=](const Peaks& peaks, int n) {
-        const Peaks source = peaks->GetRange(peaks->begin(), peaks->begin() + kDatums * n);
-        source->SetStartOffset(middle(n) - 10);
-        peaks->Overwrite(source);
-        return peaks->GetDuration() == std::int64_t{n} * kSegmentLength;
-    });
-    expect("delete half", [](const Peaks& peaks, int n) {
-        peaks->RippleDelete(peaks->begin(), peaks->begin() + kDatums * n, PeakData::RippleRight);
-        return peaks->size() == unsigned(kDatums * n);
-    });
-    expect("a point for each block", [](const Peaks& peaks, int n) {
-        std::vector<float> points(std::size_t(4 * kDatums * n));
-        ResamplePeakData(peaks, 0, 15, points.size() / 2, points.data(), true);
+    const auto resample = [&](double inBlock, std::size_t inPoints) {
+        std::vector<float> points(2 * inPoints);
+        ResamplePeakData(peaks, 0, inBlock, inPoints, points.data(), true);
         return points.back() != 0;
-    });
-    expect("one point for all laps", [](const Peaks& peaks, int) {
-        float point[2];
-        ResamplePeakData(peaks, 0, 1e15, 1, point, true);
-        return point[0] != 0;
-    });
+    };
+    // clang-format off
+    const struct { const char* name; std::function<bool(int)> task; } kRows[] = {
+        {"load", [&](int n) { return load(n), lasts(n * kSegments); }},
+        {"save", [&](int n) {
+             MemoryFileOutput stream;
+             peaks->WriteToStream(stream);
+             return std::int64_t(stream.bytes.size()) == 4 + 2 * n * (12 + 8 * kDatums); }},
+        {"insert all in the middle", [&](int n) {
+             return peaks->Insert(part(2 * kDatums * n, n / 2 * kSegments + 15)), lasts(2 * n * kSegments); }},
+        {"overwrite half", [&](int n) {
+             return peaks->Overwrite(part(kDatums * n, n / 2 * kSegments + 5)), lasts(n * kSegments); }},
+        {"delete half", [&](int n) {
+             peaks->RippleDelete(peaks->begin(), peaks->begin() + kDatums * n, PeakData::RippleRight);
+             return lasts(n / 2 * kSegments); }},
+        {"a point for each block", [&](int n) { return resample(15, std::size_t(2 * kDatums * n)); }},
+        {"one point for all laps", [&](int) { return resample(1e15, 1); }},
+    };
+    // clang-format on
+    for (const auto& row : kRows)
+        ExpectLinear(row.name, load, row.task);
 }
 
 TEST_F(Bounds, OfWaveFiles) {

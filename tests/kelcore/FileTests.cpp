@@ -52,20 +52,18 @@ TEST_F(Files, ExistIfTheyAreRegular) {
 // A pipe must fail, too, and not wait for its other end.
 TEST_F(Files, SayWhatFailedAndWhy) {
     using Call = void (*)(const File&);
-    const Call size = [](const File& file) { file.Size(); }, remove = [](const File& file) { file.Delete(); };
-    const Call create = [](const File& file) { file.Create(false); },
-               keep = [](const File& file) { file.Created(); };
-    const Call read = [](const File& file) {
-        char byte;
-        IPlatformByteStream(file, Flags(0)).ReadBlock(&byte, 1);
-    };
+    // clang-format off
+    const Call size = [](const File& file) { file.Size(); };
+    const Call remove = [](const File& file) { file.Delete(); };
+    const Call create = [](const File& file) { file.Create(false); };
+    const Call keep = [](const File& file) { file.Created(); };
+    const Call read = [](const File& file) { char byte; IPlatformByteStream(file, Flags(0)).ReadBlock(&byte, 1); };
     const Call write = [](const File& file) { OPlatformByteStream(file, Flags(1)).WriteBlock("x", 1); };
     const Call far = [](const File& file) {
         OPlatformByteStream stream(file, Flags(1));
-        stream.CurPos(std::uint64_t{1} << 63);
+        stream.CurPos(1ull << 63);
         stream.WriteBlock("x", 1);
     };
-    // clang-format off
     const struct { std::string_view name; Call call; const char* operation; int error; } kRows[] = {
         {"nothing", size, "find the size of", ENOENT}, {"folder", size, "find the size of", EINVAL},
         {kCut, size, "find the size of", EINVAL}, {"nothing", remove, "delete", ENOENT},
@@ -75,16 +73,14 @@ TEST_F(Files, SayWhatFailedAndWhy) {
     };
     // clang-format on
     for (const auto& row : kRows) {
-        SCOPED_TRACE(row.name);
+        std::string message = "cannot " + std::string(row.operation) + " '" + mFolder.Path(row.name).string() +
+                              "': " + std::generic_category().message(row.error);
+        if (const auto zero = message.find('\0'); zero != std::string::npos)
+            message.replace(zero, 1, "\\0");
         try {
             row.call(At(row.name));
-            ADD_FAILURE() << row.operation << " did not throw";
+            ADD_FAILURE() << message;
         } catch (const file_exception& exception) {
-            std::string message = "cannot " + std::string(row.operation) + " '" +
-                                  mFolder.Path(row.name).string() +
-                                  "': " + std::generic_category().message(row.error);
-            if (const auto zero = message.find('\0'); zero != std::string::npos)
-                message.replace(zero, 1, "\\0");
             EXPECT_STREQ(exception.what(), message.c_str());
             EXPECT_EQ(exception.SystemError(), row.error);
         }
