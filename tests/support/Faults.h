@@ -24,8 +24,9 @@ struct System {
     int error = EIO;
     bool outputOnly = false;               ///< count and fail only what changes the disk
     std::size_t largestTransfer = 1 << 30; ///< reads and writes are cut to this
-    bool interrupt = false;                ///< every other read and write is interrupted
-    bool findsHoles = true;                ///< whether the system can tell where holes are
+    bool sparse = false; ///< writes of a MiB or more past the end make a hole, and their bytes are not read
+    bool interrupt = false; ///< every other read and write is interrupted
+    bool findsHoles = true; ///< whether the system can tell where holes are
 
     std::uint64_t calls = 0; ///< counted calls so far
     std::uint64_t fired = 0; ///< faults so far
@@ -48,22 +49,6 @@ struct Memory {
 };
 
 Memory& Heap();
-
-/// Zero bytes for files of many GiB: what the library writes from here past the end of a file becomes a hole
-/// in it. One object at a time.
-class ZeroBytes {
-public:
-    explicit ZeroBytes(std::size_t inCount);
-    ~ZeroBytes();
-    ZeroBytes(const ZeroBytes&) = delete;
-    ZeroBytes& operator=(const ZeroBytes&) = delete;
-
-    const void* Data() const { return mData; }
-
-private:
-    void* mData;
-    std::size_t mCount;
-};
 
 /// Sets a record back to its first state on every road out of a test.
 struct Scope {

@@ -6,8 +6,6 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <limits>
-#include <new>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -25,15 +23,6 @@ namespace faults {
 namespace {
 
 System gSystem;
-
-const unsigned char* gZeros = nullptr;
-std::size_t gZeroCount = 0;
-
-bool IsInZeros(const void* inBytes, std::size_t inCount) {
-    const auto start = reinterpret_cast<std::uintptr_t>(gZeros);
-    const auto bytes = reinterpret_cast<std::uintptr_t>(inBytes);
-    return bytes >= start && bytes - start < gZeroCount && inCount <= gZeroCount - (bytes - start);
-}
 
 enum class Verdict { kPassOn, kFail, kPretend };
 
@@ -60,22 +49,6 @@ System& SystemCalls() {
     return gSystem;
 }
 
-// Read-only and never touched, so it takes addresses and no memory.
-ZeroBytes::ZeroBytes(std::size_t inCount)
-    : mData(::mmap(nullptr, inCount, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0)),
-      mCount(inCount) {
-    if (mData == MAP_FAILED)
-        throw std::bad_alloc();
-    gZeros = static_cast<const unsigned char*>(mData);
-    gZeroCount = inCount;
-}
-
-ZeroBytes::~ZeroBytes() {
-    gZeros = nullptr;
-    gZeroCount = 0;
-    ::munmap(mData, mCount);
-}
-
 } // namespace faults
 
 // Each function counts its calls, fails when it is told to, and otherwise passes the call on.
@@ -96,11 +69,10 @@ auto Decorated(bool inChangesDisk, decltype(std::declval<Call>()()) inPretended,
     return verdict == Verdict::kPretend ? inPretended : -gSystem.error;
 }
 
-/// Zeros past the end of the file become a hole in it.
-bool MadeHole(int inDescriptor, const void* inBytes, std::size_t inCount, std::uint64_t inPosition) {
-    return faults::IsInZeros(inBytes, inCount) &&
+bool MadeHole(int inDescriptor, std::size_t inCount, std::uint64_t inPosition) {
+    return gSystem.sparse && inCount >= (1 << 20) &&
            inPosition >= static_cast<std::uint64_t>(shipped::LengthOf(inDescriptor)) &&
-           ::ftruncate(inDescriptor, static_cast<off_t>(inPosition + inCount)) == 0;
+           shipped::SetLength(inDescriptor, inPosition + inCount) == 0;
 }
 
 } // namespace
@@ -139,7 +111,7 @@ std::int64_t WriteAt(int inDescriptor, const void* inBytes, std::size_t inCount,
         if (faults::Interrupted())
             return -EINTR;
         ++gSystem.writes;
-        if (MadeHole(inDescriptor, inBytes, inCount, inPosition))
+        if (MadeHole(inDescriptor, inCount, inPosition))
             return static_cast<std::int64_t>(inCount);
         const auto count =
             shipped::WriteAt(inDescriptor, inBytes, std::min(inCount, gSystem.largestTransfer), inPosition);

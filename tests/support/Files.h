@@ -51,14 +51,6 @@ inline void WriteFile(const std::filesystem::path& inPath, const Bytes& inBytes)
     stream.write(reinterpret_cast<const char*>(inBytes.data()), static_cast<std::streamsize>(inBytes.size()));
 }
 
-inline Bytes ReadFile(const std::filesystem::path& inPath) {
-    std::ifstream stream(inPath, std::ios::binary | std::ios::ate);
-    Bytes bytes(stream ? static_cast<std::size_t>(stream.tellg()) : 0);
-    stream.seekg(0);
-    stream.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    return bytes;
-}
-
 /// Writes bytes at a place of a file that exists; what lies between its old end and the place becomes a hole.
 inline void PatchFile(const std::filesystem::path& inPath, std::uint64_t inPosition, const Bytes& inBytes) {
     std::fstream stream(inPath, std::ios::binary | std::ios::in | std::ios::out);
@@ -74,6 +66,11 @@ inline Bytes ReadFilePart(const std::filesystem::path& inPath, std::uint64_t inP
     stream.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(inCount));
     bytes.resize(static_cast<std::size_t>(stream.gcount()));
     return bytes;
+}
+inline Bytes ReadFile(const std::filesystem::path& inPath) {
+    std::error_code ignored;
+    const auto size = std::filesystem::file_size(inPath, ignored);
+    return ReadFilePart(inPath, 0, ignored ? 0 : static_cast<std::size_t>(size));
 }
 
 } // namespace testing_support

@@ -77,8 +77,8 @@ TEST_F(LargeWaveFiles, Rf64HoldsTheValuesOfTheLastCheckpoint) {
 TEST_F(LargeWaveFiles, PlainRiffGoesOnInANewDataChunkExactlyAtTheLimit) {
     constexpr std::int32_t kHalf = 2'147'483'640;
     constexpr std::uint64_t kReached = 2 * std::uint64_t{kHalf}; // 16 below the limit
-    const faults::ZeroBytes zeros(kHalf);
-    const auto* const half = static_cast<const unsigned char*>(zeros.Data());
+    faults::SystemCalls().sparse = true;
+    const unsigned char half[1] = {}; // is not read
     for (const bool rf64 : {false, true})
         for (const std::size_t block : {std::size_t{15}, std::size_t{16}}) {
             SCOPED_TRACE(testing::Message() << "RF64 " << rf64 << ", block " << block);
