@@ -75,21 +75,12 @@ void ExpectLinear(const char* inName, const std::function<void(int)>& inPrepare,
     EXPECT_LE(many, 15 * few);
 }
 
-/// Files in a folder of their own.
-class Bounds : public testing::Test {
+class Bounds : public WaveTest {
 protected:
-    void Write(const Bytes& inImage) { WriteFile(mFolder.Path("file"), inImage); }
-    /// Lets the file end in zeros.
-    void Extend(std::uint64_t inSize) { std::filesystem::resize_file(mFolder.Path("file"), inSize); }
-
-    Handle OpenWave() { return OpenForRead(mPath); }
     std::unique_ptr<AiffFile> OpenAiff() {
         AiffFile::ExtendedErrorInfo error;
-        return AiffFile::OpenForRead(mPath, false, error);
+        return AiffFile::OpenForRead(mPathText, false, error);
     }
-
-    const TemporaryFolder mFolder;
-    const kelcore::UTF8String mPath = mFolder.PathText("file");
 };
 
 /// Whether a file has that many chunks of metadata. Each is looked up and read.
@@ -126,24 +117,24 @@ TEST_F(Bounds, StepsGoWithTheChunks) {
             ds64.rows.push_back({FourCC("LIST") + i, 2});
             chunks.U32(FourCC("LIST") + i).U32(0).U16(0x7777).Chunk("data", {1, 2, 3, 4});
         }
-        Write(Riff("RF64").Chunk("ds64", ds64).Add(chunks));
+        Put(Riff("RF64").Chunk("ds64", ds64).Add(chunks));
     };
     const auto aiff = [this](int inCount) {
         BigImage chunks;
         for (int i = 0; i < inCount; ++i)
             chunks.Chunk("ANNO", {1, 2});
-        Write(aiff_tests::Aiff({.frames = 0}, chunks));
+        Put(aiff_tests::Aiff({.frames = 0}, chunks));
     };
-    ExpectLinear("wave: open, metadata", wave, [this](int n) { return HasMetadata(OpenWave(), n); });
+    ExpectLinear("wave: open, metadata", wave, [this](int n) { return HasMetadata(Open(), n); });
     ExpectLinear("AIFF: open, metadata", aiff, [this](int n) { return HasMetadata(OpenAiff(), n); });
-    ExpectLinear("samples byte by byte", wave, [this](int n) { return ReadsInPieces(OpenWave(), 4 * n, 1); });
+    ExpectLinear("samples byte by byte", wave, [this](int n) { return ReadsInPieces(Open(), 4 * n, 1); });
     ExpectLinear(
         "a checkpoint for each block", [](int) {},
         [this](int n) {
-            const Handle file = Create(mPath, {.bits = 8});
+            const Handle file = Create({.bits = 8});
             bool written = true;
             for (int i = 0; i < n; ++i)
-                written = written && wave_tests::Write(*file, 2 * i, {1, 2}) == 0 && file->FinishBlock();
+                written = written && Write(*file, 2 * i, {1, 2}) == 0 && file->FinishBlock();
             return written && file->FinishWrite();
         });
 }
@@ -217,10 +208,10 @@ TEST_F(Bounds, OfWaveFiles) {
     };
     // clang-format on
     for (const auto& row : kRows) {
-        Write(row.image);
+        Put(row.image);
         Cost most = row.most;
         most.memory = 24 * row.image.Size() + (1 << 20);
-        ExpectAtMost(row.name, most, [this] { return OpenWave() != nullptr; });
+        ExpectAtMost(row.name, most, [this] { return Open() != nullptr; });
     }
 }
 
@@ -234,23 +225,22 @@ TEST_F(Bounds, OfAiffFiles) {
     BigImage mixed;
     for (std::uint64_t i = 0; i < kMany; ++i)
         mixed.Header(i % 2 == 0 ? "ANNO" : "NAME", 0);
-    Write(BigImage().Add(head).Add(mixed).Fill(1));
+    Put(BigImage().Add(head).Add(mixed).Fill(1));
     ExpectAtMost("open, empty chunks", {.calls = 40, .bytesRead = 9 * kMany, .memory = 5 * 8 * kMany + kMiB},
                  [&] { return lists(kMany); });
-    Write(BigImage().Add(head).Fill(8 * kMany + 1));
+    Put(BigImage().Add(head).Fill(8 * kMany + 1));
     ExpectAtMost("open, zeros", {.calls = 60, .bytesRead = 9 * kMany, .memory = kMiB},
                  [&] { return lists(kMany); });
-    Write(head);
-    Extend(head.size() + (8ull << 30) + 1);
+    Put(head, head.size() + (8ull << 30) + 1);
     ExpectAtMost("open, a hole", {.calls = 10, .bytesRead = 65536, .memory = kMiB},
                  [&] { return lists(1 << 30); });
     BigImage large;
     for (int i = 0; i < 100; ++i)
         large.Chunk("ANNO", Bytes(20'000));
-    Write(BigImage().Add(head).Add(large));
+    Put(BigImage().Add(head).Add(large));
     ExpectAtMost("open, large chunks", {.calls = 110, .bytesRead = 102 * 4096}, [&] { return lists(100); });
 
-    Write(aiff_tests::Aiff({}, aiff_tests::Ssnd(Bytes(kMiB))));
+    Put(aiff_tests::Aiff({}, aiff_tests::Ssnd(Bytes(kMiB))));
     const auto file = OpenAiff();
     ExpectAtMost("read, 4 KiB each", {.calls = 256, .allocations = 0},
                  [&] { return ReadsInPieces(file, kMiB, 4096); });
@@ -259,7 +249,7 @@ TEST_F(Bounds, OfAiffFiles) {
 }
 
 TEST_F(Bounds, OfInputStreams) {
-    Write(Bytes(2'400'000));
+    Put(Bytes(2'400'000));
     IPlatformByteStream stream(mFolder.File("file"), kelcore::utility::Flags<unsigned>(0));
     Bytes buffer(1'000'000);
     const auto read = [&](std::uint64_t inPosition, unsigned inCount) {
