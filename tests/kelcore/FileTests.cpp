@@ -73,7 +73,8 @@ TEST_F(Files, SayWhatFailedAndWhy) {
     };
     // clang-format on
     for (const auto& row : kRows) {
-        std::string message = "cannot " + std::string(row.operation) + " '" + mFolder.Path(row.name).string() +
+        std::string message = "cannot " + std::string(row.operation) + " '" +
+                              mFolder.Path(row.name).string() +
                               "': " + std::generic_category().message(row.error);
         if (const auto zero = message.find('\0'); zero != std::string::npos)
             message.replace(zero, 1, "\\0");
