@@ -1,20 +1,15 @@
 #pragma once
 
-#include <memory>
-#include <string>
+#include <numeric>
+#include <string_view>
 #include <vector>
 
-#include "kelaudiofile/AiffFile.h"
 #include "support/Image.h"
 
 namespace aiff_tests {
 
-using kelaudiofile::AiffFile;
-using kelmediatypes::ChannelLayout;
 using namespace testing_support;
-using Error = AiffFile::ExtendedErrorInfo;
 
-inline constexpr std::int32_t kUntouched = -77;
 inline const Bytes kRate44100 = {0x40, 0x0E, 0xAC, 0x44, 0, 0, 0, 0, 0, 0};
 
 // The pieces of an image, joined by +.
@@ -72,28 +67,8 @@ inline Bytes Unfinished(const Bytes& inImage) {
 /// 1, 2, 3 and on: sample bytes that tell where they stand.
 inline Bytes Counting(std::size_t inCount) {
     Bytes bytes(inCount);
-    for (std::size_t i = 0; i < inCount; ++i)
-        bytes[i] = static_cast<unsigned char>(i + 1);
+    std::iota(bytes.begin(), bytes.end(), static_cast<unsigned char>(1));
     return bytes;
-}
-
-/// Opens an image from a file of its own.
-struct Opened {
-    explicit Opened(const Bytes& inImage, bool inAssumeChannelOrder = false) {
-        WriteFile(folder.Path("a.aif"), inImage);
-        file = AiffFile::OpenForRead(folder.PathText("a.aif"), inAssumeChannelOrder, error);
-    }
-
-    TemporaryFolder folder;
-    Error error{kUntouched, kelcore::ToUTF8String("d"), kelcore::ToUTF8String("c"), kUntouched};
-    std::unique_ptr<AiffFile> file;
-};
-
-inline std::vector<unsigned> Values(const ChannelLayout& inLayout) {
-    std::vector<unsigned> values;
-    for (const auto channel : inLayout)
-        values.push_back(channel.Value());
-    return values;
 }
 
 } // namespace aiff_tests

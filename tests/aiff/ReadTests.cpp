@@ -7,7 +7,7 @@
 #include <optional>
 
 #include "AiffFormat.h"
-#include "AiffImage.h"
+#include "AiffTest.h"
 
 namespace aiff_tests {
 namespace {
@@ -15,42 +15,35 @@ namespace {
 constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
 constexpr std::int64_t kLeast = std::numeric_limits<std::int64_t>::min();
 
-/// Bytes of sample data, as far as reads reach; -1 if not even an empty read is taken.
-std::int64_t SampleDataSize(AiffFile& inFile) {
-    unsigned char byte;
-    std::int64_t size = inFile.ReadSampleBytes(0, 0, nullptr) ? 0 : -1;
-    while (size >= 0 && inFile.ReadSampleBytes(size, 1, &byte))
-        ++size;
-    return size;
-}
-
-/// What an open gives, in a line: "error 5", or frames, sample bytes and the first of them, ids of metadata,
-/// such as "4 of 16 from 1 NAME". Errors but those of formats touch nothing else.
-std::string Outcome(const Bytes& inImage) {
-    const Opened opened(inImage);
-    EXPECT_EQ(kelcore::ToStdString(opened.error.compressionCode + opened.error.compressionDescription), "cd");
-    EXPECT_EQ(opened.error.bitsPerSample, kUntouched);
-    EXPECT_EQ(opened.file != nullptr, opened.error.code == 0);
-    if (!opened.file)
-        return "error " + std::to_string(opened.error.code);
-    AiffFile& file = *opened.file;
-    unsigned char first = 0;
-    file.ReadSampleBytes(0, 1, &first);
-    std::string text = std::to_string(file.GetSampleCount()) + " of " + std::to_string(SampleDataSize(file)) +
-                       " from " + std::to_string(first);
-    std::uint32_t id = 0;
-    std::int64_t size = 0;
-    double position = 0;
-    for (std::int32_t i = 0; file.GetMetadataInfo(i, id, size, position); ++i) {
-        unsigned char header[8];
-        EXPECT_TRUE(file.ReadMetadataChunk(i, 0, 8, header));
-        EXPECT_EQ(kelaudiofile::aiff::LoadId(header), id);
-        text += " " + std::string(header, header + 4);
+class AiffRead : public AiffTest {
+protected:
+    /// What an open gives, in a line: "error 5", or frames, sample bytes and the first of them, ids of
+    /// metadata, such as "4 of 16 from 1 NAME". -1 sample bytes are those of a file that refuses even an
+    /// empty read.
+    std::string Outcome(const Bytes& inImage) {
+        const std::int32_t code = Open(inImage);
+        if (!mFile)
+            return "error " + std::to_string(code);
+        unsigned char byte = 0, first = 0, header[8];
+        std::int64_t sampleBytes = mFile->ReadSampleBytes(0, 0, nullptr) ? 0 : -1;
+        mFile->ReadSampleBytes(0, 1, &first);
+        while (sampleBytes >= 0 && mFile->ReadSampleBytes(sampleBytes, 1, &byte))
+            ++sampleBytes;
+        std::string text = std::to_string(mFile->GetSampleCount()) + " of " + std::to_string(sampleBytes) +
+                           " from " + std::to_string(first);
+        std::uint32_t id = 0;
+        std::int64_t size = 0;
+        double position = 0;
+        for (std::int32_t i = 0; mFile->GetMetadataInfo(i, id, size, position); ++i) {
+            EXPECT_TRUE(mFile->ReadMetadataChunk(i, 0, 8, header));
+            EXPECT_EQ(kelaudiofile::aiff::LoadId(header), id);
+            text += " " + std::string(header, header + 4);
+        }
+        return text;
     }
-    return text;
-}
+};
 
-TEST(AiffRead, HeadersAndChunks) {
+TEST_F(AiffRead, HeadersAndChunks) {
     const Bytes comm = Comm{}.Data(), samples = Ssnd(Counting(16));
     const auto formatOf = [&](const char* inForm, const Bytes& inComm) {
         return Form(inForm, Chunk("COMM", inComm) + samples);
@@ -74,7 +67,8 @@ TEST(AiffRead, HeadersAndChunks) {
         {"metadata, odd, empty, unknown", Aiff({}, metadata), "4 of 16 from 1 NAME ANNO \1\2\3\4"},
         {"eight zero bytes are a chunk, seven are not", Aiff({}, samples + Bytes(8 + 7)),
          "4 of 16 from 1 " + std::string(4, '\0')},
-        {"runs of empty chunks, and what breaks them", Aiff({}, Bytes(24) + anno + anno + Chunk("FVER", {}) + anno + samples + Bytes(16)),
+        {"runs of empty chunks, and what breaks them",
+         Aiff({}, Bytes(24) + anno + anno + Chunk("FVER", {}) + anno + samples + Bytes(16)),
          "4 of 16 from 1 " + zeros + zeros + zeros + "ANNO ANNO ANNO " + zeros.substr(0, 4)},
         {"a header up to the very end is not listed", Aiff({}, samples + header("ANNO", 0)), "4 of 16 from 1"},
         {"odd chunk without a pad byte hides the next", Aiff({}, header("ANNO", 1).Fill(1) + samples), "error 5"},
@@ -100,13 +94,13 @@ TEST(AiffRead, HeadersAndChunks) {
     for (const auto& row : kRows)
         EXPECT_EQ(Outcome(row.image), row.outcome) << row.name;
     for (const char* id : {"CHAN", "chan"}) {
-        const Opened opened(Aiff({.channels = -1}, Chunk(id, Bytes(12)) + samples));
-        EXPECT_TRUE(!opened.file && opened.error.code == 0);
+        EXPECT_EQ(Open(Aiff({.channels = -1}, Chunk(id, Bytes(12)) + samples)), 0);
+        EXPECT_FALSE(mFile);
     }
 }
 
 // In a file of 88 bytes with "COMM" at 12, "SSND" with 16 sample bytes at 38, and "ANNO" after them.
-TEST(AiffRead, CutAtEveryByteAndEveryFormSize) {
+TEST_F(AiffRead, CutAtEveryByteAndEveryFormSize) {
     const Bytes whole = Aiff({}, Ssnd(Counting(16)) + Chunk("ANNO", ToBytes("two words!")));
     ASSERT_EQ(whole.size(), 88u);
     const auto outcome = [](std::uint64_t end) -> std::string {
@@ -124,7 +118,7 @@ TEST(AiffRead, CutAtEveryByteAndEveryFormSize) {
     }
 }
 
-TEST(AiffRead, CompressionAndDepth) {
+TEST_F(AiffRead, CompressionAndDepth) {
     using namespace kelaudiofile;
     constexpr auto kSigns = ConvertBetweenSigned8BitAudioAndUnsigned;
     // clang-format off
@@ -145,42 +139,39 @@ TEST(AiffRead, CompressionAndDepth) {
     // clang-format on
     for (const auto& row : kRows) {
         SCOPED_TRACE(std::string(row.code) + " " + std::to_string(row.bits));
-        const Opened opened(Aiff({.bits = row.bits, .code = row.code}, Ssnd(Counting(64))));
-        EXPECT_EQ(opened.error.code, row.error);
-        EXPECT_EQ(opened.error.bitsPerSample, row.error == 7 ? row.bits : kUntouched);
-        ASSERT_EQ(opened.file != nullptr, row.error == 0);
-        if (!opened.file)
+        EXPECT_EQ(Open(Aiff({.bits = row.bits, .code = row.code}, Ssnd(Counting(64)))), row.error);
+        EXPECT_EQ(mError.bitsPerSample, row.error == 7 ? row.bits : kUntouched);
+        ASSERT_EQ(mFile != nullptr, row.error == 0);
+        if (!mFile)
             continue;
-        EXPECT_EQ(opened.file->GetBytesPerSample(), row.bytes);
-        EXPECT_EQ(opened.file->GetSampleType(), row.type);
-        EXPECT_EQ(GetDeinterleaveFunction(*opened.file), row.deinterleave);
-        EXPECT_EQ(GetConversionFunction(*opened.file), row.conversion);
+        EXPECT_EQ(mFile->GetBytesPerSample(), row.bytes);
+        EXPECT_EQ(mFile->GetSampleType(), row.type);
+        EXPECT_EQ(GetDeinterleaveFunction(*mFile), row.deinterleave);
+        EXPECT_EQ(GetConversionFunction(*mFile), row.conversion);
     }
 }
 
-TEST(AiffRead, CompressionTexts) {
+TEST_F(AiffRead, CompressionTexts) {
     // clang-format off
-    const struct { std::string_view code; Bytes rest; std::string texts; int error = 0; } kRows[] = {
+    const struct { std::string_view code; Bytes rest; std::string texts; int error = 0, bits = 16; } kRows[] = {
         {"", {}, "|"},
         {{"\0\0\0\0", 4}, {2, 'h', 'i'}, "|hi"},
         {"sowt", {5, 'h', 'i'}, "sowt|hi"}, // cut to the chunk
         {"sowt", {1, 'h', 'i'}, "sowt|h"},
         {"NONE", {3, 'h', 0, 'i'}, "NONE|h"}, // cut at a zero byte
         {"NONE", Bytes{255} + Bytes(256, 'x'), "NONE|" + std::string(255, 'x')},
-        {"twos", {3, 'a', 'b', 'c'}, "twos|abc", 6}, {{"a\0b\0", 4}, {0, 'h'}, "a|", 6},
+        {"NONE", {0, 0}, "c|d", 7, 12}, {"twos", {3, 'a', 'b', 'c'}, "twos|abc", 6}, {{"a\0b\0", 4}, {0, 'h'}, "a|", 6},
     };
     // clang-format on
     for (const auto& row : kRows) {
-        const Opened opened(Aiff({.frames = 0, .code = row.code, .rest = row.rest}));
-        const auto& file = opened.file;
-        EXPECT_EQ(opened.error.code, row.error);
-        const auto code = file ? file->GetCompressionCode() : opened.error.compressionCode;
-        const auto text = file ? file->GetCompressionDescription() : opened.error.compressionDescription;
+        EXPECT_EQ(Open(Aiff({.frames = 0, .bits = row.bits, .code = row.code, .rest = row.rest})), row.error);
+        const auto code = mFile ? mFile->GetCompressionCode() : mError.compressionCode;
+        const auto text = mFile ? mFile->GetCompressionDescription() : mError.compressionDescription;
         EXPECT_EQ(kelcore::ToStdString(code) + "|" + kelcore::ToStdString(text), row.texts);
     }
 }
 
-TEST(AiffRead, ChannelLayouts) {
+TEST_F(AiffRead, ChannelLayouts) {
     const auto labels = [](std::uint32_t inCount, std::initializer_list<std::uint32_t> inLabels) {
         BigImage data;
         data.U32(0).U32(0x3F).U32(inCount);
@@ -191,7 +182,7 @@ TEST(AiffRead, ChannelLayouts) {
     const auto bitmap = [](std::uint32_t inBits) { return Big32(0x10000) + Big32(inBits); };
     // clang-format off
     const struct { // assumed: if that differs
-        const char* name; int channels; std::optional<Bytes> chan; std::vector<unsigned> values, assumed = {};
+        const char* name; int channels; std::optional<Bytes> chan; ChannelLayout layout, assumed = {};
     } kRows[] = {
         {"mono", 1, {}, {0}}, {"stereo", 2, {}, {100, 101}}, {"three", 3, {}, {0, 0, 0}, {100, 101, 102}},
         {"four", 4, {}, {0, 0, 0, 0}, {100, 101, 104, 105}}, {"five", 5, {}, {0, 0, 0, 0, 0}},
@@ -216,15 +207,14 @@ TEST(AiffRead, ChannelLayouts) {
         for (const bool assume : {false, true}) {
             SCOPED_TRACE(std::string(row.name) + (assume ? ", order assumed" : ""));
             const Bytes chunks = row.chan ? Chunk("CHAN", *row.chan) + Chunk("CHAN", bitmap(7)) : Bytes();
-            const Opened opened(Aiff({.channels = row.channels, .frames = 0}, chunks), assume);
-            ASSERT_TRUE(opened.file);
-            EXPECT_EQ(opened.file->GetNumChannels(), row.channels);
-            EXPECT_EQ(Values(opened.file->GetAudioChannelLayout()),
-                      assume && !row.assumed.empty() ? row.assumed : row.values);
+            ASSERT_EQ(Open(Aiff({.channels = row.channels, .frames = 0}, chunks), assume), 0);
+            EXPECT_EQ(mFile->GetNumChannels(), row.channels);
+            EXPECT_EQ(mFile->GetAudioChannelLayout(),
+                      assume && !row.assumed.empty() ? row.assumed : row.layout);
         }
 }
 
-TEST(AiffRead, SampleRates) {
+TEST_F(AiffRead, SampleRates) {
     const double inf = std::numeric_limits<double>::infinity();
     const double nan = std::numeric_limits<double>::quiet_NaN();
     constexpr std::uint64_t kOne = 0x8000000000000000, kAllBits = 0xFFFFFFFFFFFFFFFF;
@@ -243,18 +233,16 @@ TEST(AiffRead, SampleRates) {
     for (const auto& row : kRows) {
         SCOPED_TRACE(::testing::Message() << std::hex << row.signAndExponent << " " << row.mantissa);
         const Bytes rate = BigImage().U16(row.signAndExponent).U64(row.mantissa);
-        const Opened opened(Aiff({.frames = 0, .rate = rate}));
-        ASSERT_TRUE(opened.file);
-        const double got = opened.file->GetSampleRate();
+        ASSERT_EQ(Open(Aiff({.frames = 0, .rate = rate})), 0);
+        const double got = mFile->GetSampleRate();
         EXPECT_TRUE(std::isnan(row.rate) ? std::isnan(got) : got == row.rate) << got;
         EXPECT_TRUE(std::isnan(got) || std::signbit(got) == std::signbit(row.rate)) << got;
     }
 }
 
 // A metadata chunk and sample bytes of the same size, so that the same ranges reach them.
-TEST(AiffRead, RangesOfReads) {
-    const Opened opened(Aiff({}, Chunk("NAME", Counting(9)) + Ssnd(Counting(17))));
-    ASSERT_TRUE(opened.file);
+TEST_F(AiffRead, RangesOfReads) {
+    ASSERT_EQ(Open(Aiff({}, Chunk("NAME", Counting(9)) + Ssnd(Counting(17)))), 0);
     const Bytes samples = Counting(17), chunk = ToBytes("NAME") + Big32(9) + Counting(9);
     // clang-format off
     const struct { std::int64_t offset, count; bool works; } kRanges[] = {
@@ -264,8 +252,8 @@ TEST(AiffRead, RangesOfReads) {
     };
     // clang-format on
     const auto read = [&](bool inChunk, std::int64_t inOffset, std::int64_t inCount, void* outBytes) {
-        return inChunk ? opened.file->ReadMetadataChunk(0, inOffset, inCount, outBytes)
-                       : opened.file->ReadSampleBytes(inOffset, inCount, outBytes);
+        return inChunk ? mFile->ReadMetadataChunk(0, inOffset, inCount, outBytes)
+                       : mFile->ReadSampleBytes(inOffset, inCount, outBytes);
     };
     for (const bool isChunk : {false, true}) {
         for (const auto& [offset, count, works] : kRanges) {
@@ -280,7 +268,7 @@ TEST(AiffRead, RangesOfReads) {
     }
 }
 
-TEST(AiffRead, PositionsOfMetadata) {
+TEST_F(AiffRead, PositionsOfMetadata) {
     const Bytes name = Chunk("NAME", {1, 2}), anno = Chunk("ANNO", {1, 2}), auth = Chunk("AUTH", {1, 2});
     const Bytes around =
         name + Ssnd(Counting(16)) + anno + auth; // NAME at 38, SSND at 48, the others at 80, 90
@@ -295,16 +283,16 @@ TEST(AiffRead, PositionsOfMetadata) {
     // clang-format on
     for (const auto& row : kRows) {
         SCOPED_TRACE(row.name);
-        const Opened opened(row.image);
+        ASSERT_EQ(Open(row.image), 0);
         std::uint32_t id = 1;
         std::int64_t size = 2;
         double position = 3;
         for (const std::int32_t index : {-1, static_cast<std::int32_t>(row.positions.size())})
-            EXPECT_FALSE(opened.file->GetMetadataInfo(index, id, size, position) ||
-                         opened.file->ReadMetadataChunk(index, 0, 0, nullptr));
+            EXPECT_FALSE(mFile->GetMetadataInfo(index, id, size, position) ||
+                         mFile->ReadMetadataChunk(index, 0, 0, nullptr));
         EXPECT_TRUE(id == 1 && size == 2 && position == 3);
         for (std::size_t i = 0; i < row.positions.size(); ++i) {
-            EXPECT_TRUE(opened.file->GetMetadataInfo(static_cast<std::int32_t>(i), id, size, position));
+            EXPECT_TRUE(mFile->GetMetadataInfo(static_cast<std::int32_t>(i), id, size, position));
             EXPECT_EQ(size, 10);
             EXPECT_EQ(position, row.positions[i]);
         }

@@ -1,11 +1,11 @@
 #include <utility>
 
-#include "WritingTest.h"
+#include "AiffTest.h"
 
 namespace aiff_tests {
 namespace {
 
-using AiffWrite = WritingTest;
+using AiffWrite = AiffTest;
 
 TEST_F(AiffWrite, Images) {
     const Bytes kRate48000 = {0x40, 0x0E, 0xBB, 0x80, 0, 0, 0, 0, 0, 0};
@@ -32,11 +32,11 @@ TEST_F(AiffWrite, Images) {
     // clang-format on
     for (const auto& row : kRows) {
         SCOPED_TRACE(row.name);
-        WriteFile(mFolder.Path("a.aif"), Bytes(1000, 'x')); // is replaced
+        WriteFile(mPath, Bytes(1000, 'x')); // is replaced
         EXPECT_EQ(Create(row.format) + Write(row.samples), 0);
         EXPECT_EQ(mFile->GetSampleCount(), 0);
         EXPECT_EQ(mFile->GetNumChannels(), static_cast<std::int16_t>(row.format.channels));
-        EXPECT_EQ(Values(mFile->GetAudioChannelLayout()), Values(row.format.layout));
+        EXPECT_EQ(mFile->GetAudioChannelLayout(), row.format.layout);
         EXPECT_FALSE(mFile->ReadSampleBytes(0, 0, nullptr));
         EXPECT_TRUE(Finish());
         EXPECT_EQ(Left(), row.image);
@@ -95,7 +95,7 @@ TEST_F(AiffWrite, OrdersOfCalls) {
 }
 
 TEST_F(AiffWrite, Refused) {
-    WriteFile(mFolder.Path("a.aif"), ToBytes("kept"));
+    WriteFile(mPath, ToBytes("kept"));
     for (const int type : {0, 4, -1})
         EXPECT_EQ(Create({.type = type}), 8);
     EXPECT_EQ(Left(), ToBytes("kept"));
@@ -109,8 +109,7 @@ TEST_F(AiffWrite, Refused) {
     mTaken = 1;
     EXPECT_EQ(Play("s"), "r") << "another offset";
 
-    Opened reading(Aiff({}, Ssnd(Counting(16))));
-    mFile = std::move(reading.file);
+    EXPECT_EQ(Open(Aiff({}, Ssnd(Counting(16)))), 0);
     mTaken = 0;
     EXPECT_EQ(Play("s[3].!"), "rnnnyy");
     EXPECT_TRUE(mFile->ReadSampleBytes(0, 0, nullptr));
@@ -156,17 +155,14 @@ TEST_F(AiffWrite, TheFormatsLimit) {
         EXPECT_TRUE(Finish());
 
         const std::int64_t end = 62 + (row.samples ? 16 : 8) + written + written % 2 + (another ? 8 : 0);
-        const auto path = mFolder.Path("a.aif");
-        EXPECT_EQ(static_cast<std::int64_t>(std::filesystem::file_size(path)), end);
-        EXPECT_EQ(ReadFilePart(path, 4, 4), Big32(static_cast<std::uint32_t>(end - 8)));
-        EXPECT_EQ(ReadFilePart(path, 66, 4), Big32(static_cast<std::uint32_t>(written + row.samples * 8)));
-        Error error;
-        const auto opened = AiffFile::OpenForRead(mFolder.PathText("a.aif"), false, error);
-        ASSERT_TRUE(opened);
-        EXPECT_EQ(opened->GetSampleCount(), row.samples ? written : 0);
+        EXPECT_EQ(static_cast<std::int64_t>(std::filesystem::file_size(mPath)), end);
+        EXPECT_EQ(ReadFilePart(mPath, 4, 4), Big32(static_cast<std::uint32_t>(end - 8)));
+        EXPECT_EQ(ReadFilePart(mPath, 66, 4), Big32(static_cast<std::uint32_t>(written + row.samples * 8)));
+        ASSERT_EQ(Open(), 0);
+        EXPECT_EQ(mFile->GetSampleCount(), row.samples ? written : 0);
         unsigned char last = 1;
-        EXPECT_TRUE(!row.samples || (opened->ReadSampleBytes(written - 1, 1, &last) && last == 0));
-        EXPECT_FALSE(opened->ReadSampleBytes(0, 2147483648, &last)) << "though it is there";
+        EXPECT_TRUE(!row.samples || (mFile->ReadSampleBytes(written - 1, 1, &last) && last == 0));
+        EXPECT_FALSE(mFile->ReadSampleBytes(0, 2147483648, &last)) << "though it is there";
     }
 }
 

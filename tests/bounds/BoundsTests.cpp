@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "aiff/AiffImage.h"
+#include "kelaudiofile/AiffFile.h"
 #include "kelaudiofile/PeakData.h"
 #include "kelaudiofile/ResamplePeakData.h"
 #include "kelaudiofile/WaveFile.h"

@@ -3,21 +3,40 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <memory>
+#include <string>
 
 #include "AiffImage.h"
+#include "kelaudiofile/AiffFile.h"
 #include "support/Sweep.h"
 
 namespace aiff_tests {
+
+using kelaudiofile::AiffFile;
+using kelmediatypes::ChannelLayout;
+using Error = AiffFile::ExtendedErrorInfo;
+
+inline constexpr std::int32_t kUntouched = -77;
 
 struct Format {
     int rate = 44100, channels = 1, bits = 16, type = 1;
     ChannelLayout layout{};
 };
 
-/// A new file, which replaces the last one, and the calls that write it.
-class WritingTest : public testing::Test {
+/// One file of a folder of its own, read or written.
+class AiffTest : public testing::Test {
 protected:
-    /// @return the code of the open.
+    std::int32_t Open(bool inAssumeChannelOrder = false) {
+        const auto text = [](const char* inText) { return kelcore::ToUTF8String(inText); };
+        mError = {kUntouched, text("d"), text("c"), kUntouched};
+        mFile = AiffFile::OpenForRead(mPathText, inAssumeChannelOrder, mError);
+        return mError.code;
+    }
+    std::int32_t Open(const Bytes& inImage, bool inAssumeChannelOrder = false) {
+        std::filesystem::remove(mPath); // quicker than to empty it
+        WriteFile(mPath, inImage);
+        return Open(inAssumeChannelOrder);
+    }
     std::int32_t Create(const Format& inFormat = {}, std::string_view inName = "a.aif") {
         mFile.reset();
         mTaken = 0;
@@ -38,9 +57,6 @@ protected:
     }
     std::int32_t Write(const Bytes& inBytes) {
         return Write(inBytes.data(), static_cast<std::int32_t>(inBytes.size()));
-    }
-    bool Metadatum(const Bytes& inBytes) {
-        return mFile->MetadatumWrite(inBytes.data(), static_cast<std::int32_t>(inBytes.size()));
     }
     bool Finish(bool inAbandon = false) {
         Error error{kUntouched, {}, {}, kUntouched};
@@ -70,11 +86,14 @@ protected:
             }
         return results;
     }
-    Bytes Left() const { return ReadFile(mFolder.Path("a.aif")); }
+    Bytes Left() const { return ReadFile(mPath); }
 
     const faults::Scope mScope;
     const TemporaryFolder mFolder;
+    const std::filesystem::path mPath = mFolder.Path("a.aif");
+    const kelcore::UTF8String mPathText = mFolder.PathText("a.aif");
     std::unique_ptr<AiffFile> mFile;
+    Error mError;            ///< of the open for reading
     std::int64_t mTaken = 0; ///< bytes of samples
 
 private:
@@ -94,8 +113,8 @@ private:
             return code == 9 ? 'r' : code == 11 ? 'f' : letter(code == 0);
         }
         default:
-            return letter(
-                Metadatum(Counting(inCall == 'M' ? 33'333 : static_cast<std::size_t>(inCall - '0'))));
+            const std::int32_t count = inCall == 'M' ? 33'333 : inCall - '0';
+            return letter(mFile->MetadatumWrite(Counting(static_cast<std::size_t>(count)).data(), count));
         }
     }
 };
