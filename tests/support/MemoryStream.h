@@ -53,7 +53,6 @@ private:
     Bytes mBytes;
     std::uint64_t mPosition = 0;
 };
-using MemoryStream = MemoryFileInput;
 
 /// A file stream that writes to memory.
 class MemoryFileOutput : public kelcore::filesupport::OPlatformByteStream {
