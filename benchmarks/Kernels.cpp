@@ -3,13 +3,13 @@
 // does in the meantime then meets all of them alike.
 
 #include <algorithm>
-#include <chrono>
 #include <cstring>
 #include <string>
 #include <vector>
 
 #include <benchmark/benchmark.h>
 
+#include "Compare.h"
 #include "models/SampleModels.h"
 
 using namespace sample_models;
@@ -49,12 +49,12 @@ void FillWithSamples(unsigned char* outBytes, std::size_t inByteCount) {
 
 template <typename Work>
 double SecondsFor(std::int32_t inRepetitions, Work inWork) {
-    const auto start = std::chrono::steady_clock::now();
+    const double start = compare::ThreadSeconds();
     for (std::int32_t i = 0; i < inRepetitions; ++i) {
         inWork();
         benchmark::ClobberMemory();
     }
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    return compare::ThreadSeconds() - start;
 }
 
 double Median(std::vector<double>& ioValues) {

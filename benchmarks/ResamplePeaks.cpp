@@ -3,7 +3,6 @@
 // nothing in between. The three take turns, round by round, and the medians of the rounds' ratios count.
 
 #include <algorithm>
-#include <chrono>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -11,6 +10,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include "Compare.h"
 #include "kelaudiofile/ResamplePeakData.h"
 
 using namespace kelaudiofile;
@@ -87,10 +87,10 @@ void ReadAndWrite(const PeakDatumVector& inDatums, std::vector<float>& outPeaks)
 
 template <typename Work>
 double SecondsFor(Work inWork) {
-    const auto start = std::chrono::steady_clock::now();
+    const double start = compare::ThreadSeconds();
     inWork();
     benchmark::ClobberMemory();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    return compare::ThreadSeconds() - start;
 }
 
 double Median(std::vector<double>& ioValues) {

@@ -6,27 +6,19 @@ COLUMNS = {
     "kernels": ("Routine", {"of_copy": "Of a copy of the written bytes", "of_plain": "Times a plain loop"}),
     "peaks": ("Resampling", {"of_walk": "Times a walk from datum to datum", "of_memory": "Of reading and writing the same memory"}),
 }
-GOALS = {  # against the first column
-    "DeInterleave16Bit/channels:1": 0.85, "DeInterleave16Bit/channels:2": 0.85,
-    "DeInterleave32Bit/channels:1": 0.85, "DeInterleave32Bit/channels:2": 0.67,
-    "DeInterleave32BitFloat_32768/channels:1": 0.85, "DeInterleave32BitFloat_32768/channels:2": 0.67,
-    "DeInterleave24Bit/channels:1": 1.0, "DeInterleave24Bit/channels:2": 0.68,
-    "Interleave32BitInteger/channels:1": 0.65,
-}
 
 
 def main():
     first, counters = COLUMNS[sys.argv[1]]
     lines = [line for line in sys.stdin if "," in line]
     start = next(i for i, line in enumerate(lines) if line.startswith("name,"))
-    print("|", " | ".join([first, *counters.values(), "Goal"]), "|")
-    print("|" + "---|" * (len(counters) + 2))
+    print("|", " | ".join([first, *counters.values()]), "|")
+    print("|" + "---|" * (len(counters) + 1))
     for row in csv.DictReader(lines[start:]):
         if row.get("error_occurred") == "true":
             sys.exit(f"{row['name']}: {row['error_message']}")
         name = row["name"].split("/iterations:")[0]
-        goal = next((f"{goal:.2f}" for key, goal in GOALS.items() if name == key + "/frames:16384"), "")
-        print("|", " | ".join([name, *(f"{float(row[counter]):.2f}" for counter in counters), goal]), "|")
+        print("|", " | ".join([name, *(f"{float(row[counter]):.2f}" for counter in counters)]), "|")
 
 
 main()

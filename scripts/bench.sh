@@ -15,8 +15,8 @@ processor=$(sed -n 's/^model name[^:]*: //p' /proc/cpuinfo 2> /dev/null | head -
 # Performance
 
 Ratios, not times: each row sets two ways to do the same work side by side in one run, in turns, and gives the median of
-how many times as fast ours is. 1.00 is as fast; against a plain copy or bare system calls, 1.00 is the limit of the
-machine. Each benchmark checks first that both sides give the same samples. A goal is a figure that we hold ourselves to.
+how many times as fast ours is, by the time that the processor spends on the thread. 1.00 is as fast; against a plain
+copy or bare system calls, 1.00 is the limit of the machine. Each benchmark checks first that both sides give the same samples.
 
 - machine: $(nproc) cores of ${processor:-$(uname -m)}, $(uname -s) $(uname -r)
 - compiler: $(c++ --version | head -n 1), Release
