@@ -2,7 +2,7 @@
 # Installs what is missing for the jobs named, on Debian and its relatives; elsewhere says what is needed.
 # Use from a shell script:   . "$(dirname "$0")/setup.sh"; setup build test
 # or by itself:              sh scripts/setup.sh build test
-# Jobs: build  test  sanitize  fuzz  bench  portability  interop  docs  format  package  picture
+# Jobs: build  test  sanitize  fuzz  bench  portability  interop  docs  format  package  picture  clean-room
 
 packages_of() {
     case "$1" in
@@ -19,6 +19,7 @@ packages_of() {
     interop) echo python3 sox ffmpeg sndfile-programs ;;
     package) echo g++ clang cmake ninja-build pkg-config binutils libcli11-dev dpkg-dev file help2man lintian ;;
     picture) echo librsvg2-bin ;;
+    clean-room) echo debootstrap git ;;
     *)
         echo "setup: no such job: $1" >&2
         return 1

@@ -1,0 +1,116 @@
+#!/bin/sh
+# Tries the tree as a new user does, on a minimal Debian that is made in a folder and removed at the end:
+#   scripts/clean-room.sh [bookworm|trixie] [STEP...]      trixie if not given; all steps if none is given
+# Each step starts on a fresh copy of that system, which gets the files of the last commit and nothing else:
+#   linking   README's section on linking to the letter, and a plain build without root
+#   demo      scripts/demo.sh
+#   test      scripts/test.sh in a folder with spaces in its name; then again without root and without /proc
+#   ci        .ci/run
+# What a step prints goes to build/clean-room. Needs root, on Debian or a relative.
+set -eu
+cd "$(dirname "$0")/.."
+. scripts/setup.sh
+
+# The outer half owns the folder. Mounts and processes of the inner half are its own and go with it, however it ends.
+if [ "${1:-}" != --inside ]; then
+    case "${1:-}" in -h | --help) sed -n '2,/^set/s/^# \{0,1\}//p' "$0" && exit ;; esac
+    suite=trixie
+    case "${1:-}" in bookworm | trixie) suite=$1 && shift ;; esac
+    for step; do
+        case "$step" in linking | demo | test | ci) ;; *) echo "clean-room: no such step: $step" >&2 && exit 2 ;; esac
+    done
+    setup clean-room
+    mkdir -p build/clean-room
+    room=$(mktemp -d /var/tmp/kelaudiofile-room-XXXXXX)
+    inner=
+    trap '[ -z "$inner" ] || ! kill -KILL $inner 2>/dev/null || sleep 1; rm -rf --one-file-system "$room"' EXIT
+    trap 'exit 1' HUP INT TERM
+    unshare --mount --pid --fork --kill-child "scripts/${0##*/}" --inside "$room" "$suite" "$@" </dev/null &
+    inner=$!
+    code=0
+    wait $inner || code=$?
+    inner=
+    exit $code
+fi
+
+room=$2 suite=$3
+shift 3
+[ $# -gt 0 ] || set -- linking demo test ci
+
+make_system() {
+    mirror=$(apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' 'Label: Debian' | head -n 1)
+    debootstrap --variant=minbase "$suite" "$room/base" "$mirror"
+    cp /etc/hosts "$room/base/etc/hosts"
+    {
+        apt-config dump | grep -E '^Acquire::(Check-|https?::Proxy)' || true
+        echo 'APT::Get::Assume-Yes "true"; APT::Install-Recommends "false";'
+    } >"$room/base/etc/apt/apt.conf.d/99clean-room"
+    mkdir -p "$room/packages/partial"
+}
+
+enter() { # SYSTEM SCRIPT
+    mount -t proc proc "$1/proc"
+    mount --rbind /dev "$1/dev"
+    mount -t tmpfs tmpfs "$1/dev/shm"
+    mount --bind "$room/packages" "$1/var/cache/apt/archives"
+    chroot "$1" env -i PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LANG=C.UTF-8 \
+        DEBIAN_FRONTEND=noninteractive sh -exc "apt-get -qq update; cd /home/*/k*; $2"
+}
+
+linking='
+    code() { # LANGUAGE NUMBER SECTION
+        awk -v start="\`\`\`$1" -v number=$2 -v section="## $3" "
+            /^## / { inside = \$0 == section; next }
+            inside && /^\`\`\`/ { on = \$0 == start && ++seen == number; next }
+            inside && on" README.md
+    }
+    mkdir /host
+    code cmake 1 Linking >/host/CMakeLists.txt
+    code cpp 1 "A program" >/host/host.cpp
+    code sh 2 Linking >/host/make.sh
+    printf "RIFF\\54\\0\\0\\0WAVEfmt \\20\\0\\0\\0\\1\\0\\1\\0\\200\\273\\0\\0\\0\\167\\1\\0\\2\\0\\20\\0data\\10\\0\\0\\0" >/host/a.wav
+    printf "\\0\\100\\0\\200\\0\\0\\0\\0" >>/host/a.wav
+    code sh 1 Linking >/host/install.sh
+    sh -ex /host/install.sh
+    cmake -S /host -B /host/build
+    cmake --build /host/build
+    /host/build/host /host/a.wav | grep -x "peak 1"
+    (cd /host && sh -ex make.sh && ./host a.wav | grep -x "peak 1")
+
+    useradd -m user
+    cp -r . /home/user/kelaudiofile
+    rm -rf /home/user/kelaudiofile/build
+    su user -c "set -e; cd; cmake -S kelaudiofile -B made >said; cmake --build made; cmake --install made --prefix \$HOME/i"
+    for left_out in tests examples benchmarks; do grep "The $left_out need .*apt-get install .*left out" /home/user/said; done
+    test -e /home/user/i/lib/libkelaudiofile.so.1
+'
+demo='scripts/demo.sh; test -s build/demo/waveform.svg'
+test='
+    scripts/test.sh
+    useradd -m user
+    chown -R user .
+    umount -l /proc
+    su user -c scripts/test.sh
+'
+ci='bash .ci/run'
+
+echo "Making a minimal Debian $suite"
+make_system >"$room/log" 2>&1 || { cat "$room/log" && exit 1; }
+passed=0 failed=0
+for step; do
+    log=$PWD/build/clean-room/$suite-$step.log
+    folder=/home/someone/kelaudiofile
+    [ "$step" != test ] || folder="/home/some one/kelaudiofile 1"
+    start=$(date +%s)
+    cp -a "$room/base" "$room/$step"
+    mkdir -p "$room/$step$folder"
+    git archive HEAD | tar -x -C "$room/$step$folder"
+    eval "script=\$$step"
+    outcome=passed
+    (enter "$room/$step" "$script") >"$log" 2>&1 || outcome=FAILED
+    [ $outcome = passed ] || tail -n 60 "$log"
+    echo "$suite, $step: $outcome after $(($(date +%s) - start)) s; see $log"
+    if [ $outcome = passed ]; then passed=$((passed + 1)); else failed=$((failed + 1)); fi
+done
+echo "$passed passed, $failed failed"
+[ $failed = 0 ]
