@@ -145,7 +145,7 @@ rows <<END
 0 | 7 | for program in $all; do \$program --version; done | grep -c ' (kelaudiofile) $version\$'
 0 | 7 | for program in $all; do \$program --help; done | grep -c '^Exit status: 0 '
 0 | 7 | for program in $all; do \$program --nonsense; echo \$?; done 2>/dev/null | grep -cx 2
-0 | =48000 | record --help
+0 | 48000 | record --help
 2 | files is required | describe
 1 | it is a folder | describe --json square.wav . "\$odd" >json
 0 | | tr -d '\n' <json | cmp - described
