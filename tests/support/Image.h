@@ -42,6 +42,7 @@ public:
     std::size_t Size() const { return mBytes.size(); }
     operator const Bytes&() const { return mBytes; }
     friend bool operator==(const Bytes& inBytes, const ImageOf& inImage) { return inBytes == inImage.mBytes; }
+    friend bool operator==(const ImageOf&, const ImageOf&) = default;
 
 private:
     ImageOf& Number(std::uint64_t inValue, unsigned inBytes) {
