@@ -129,15 +129,13 @@ TEST_F(Bounds, StepsGoWithTheChunks) {
     ExpectLinear("wave: open, metadata", wave, [this](int n) { return HasMetadata(Open(), n); });
     ExpectLinear("AIFF: open, metadata", aiff, [this](int n) { return HasMetadata(OpenAiff(), n); });
     ExpectLinear("samples byte by byte", wave, [this](int n) { return ReadsInPieces(Open(), 4 * n, 1); });
-    ExpectLinear(
-        "a checkpoint for each block", [](int) {},
-        [this](int n) {
-            const Handle file = Create({.bits = 8});
-            bool written = true;
-            for (int i = 0; i < n; ++i)
-                written = written && Write(*file, 2 * i, {1, 2}) == 0 && file->FinishBlock();
-            return written && file->FinishWrite();
-        });
+    const auto create = [this](int) { mFile = Create({.bits = 8}); };
+    ExpectLinear("a checkpoint for each block", create, [this](int n) {
+        bool written = true;
+        for (unsigned i = 0; i < unsigned(n); ++i)
+            written = written && Write(*mFile, 2 * i, {1, 2}) == 0 && mFile->FinishBlock();
+        return written && mFile->FinishWrite();
+    });
 }
 
 // Blocks of two sizes in turn, so that no segment joins the next.
