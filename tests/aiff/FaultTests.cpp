@@ -39,22 +39,16 @@ protected:
 
 // Chunks lie so far apart that each needs a read of its own.
 TEST_F(AiffFaults, EverySystemCallOfReading) {
-    const struct {
-        const char* call;
-        std::string once, forGood; ///< what can be read if it fails
-    } kCalls[] = {{"does it exist", "1", "1"},
-                  {"its size", std::to_string(kUntouched), std::to_string(kUntouched)},
-                  {"open", std::to_string(kUntouched), std::to_string(kUntouched)},
-                  {"FORM", "2", "2"},
-                  {"its size again", "3", "3"},
-                  {"header of COMM", "3", "3"},
-                  {"header of CHAN", "3", "3"},
-                  {"header of SSND", "3", "3"},
-                  {"COMM", "4", "4"},
-                  {"SSND", "5", "5"},
-                  {"CHAN", "samples metadata ", ""},
-                  {"samples", "layout metadata ", "layout "},
-                  {"metadata", "layout samples ", "layout samples "}};
+    const std::string untouched = std::to_string(kUntouched);
+    // clang-format off
+    const struct { const char* call; std::string once, forGood; } kCalls[] = { // what can be read if it fails
+        {"does it exist", "1", "1"}, {"its size", untouched, untouched}, {"open", untouched, untouched},
+        {"FORM", "2", "2"}, {"its size again", "3", "3"}, {"header of COMM", "3", "3"},
+        {"header of CHAN", "3", "3"}, {"header of SSND", "3", "3"}, {"COMM", "4", "4"}, {"SSND", "5", "5"},
+        {"CHAN", "samples metadata ", ""}, {"samples", "layout metadata ", "layout "},
+        {"metadata", "layout samples ", "layout samples "},
+    };
+    // clang-format on
     const Bytes comm = Chunk("COMM", Comm{.channels = 3, .frames = 2000}.Data()),
                 anno = Chunk("ANNO", Bytes(20000));
     const Bytes chan = Chunk("CHAN", Big32(0x10000) + Big32(7));

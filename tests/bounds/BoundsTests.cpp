@@ -76,6 +76,13 @@ void ExpectLinear(const char* inName, const std::function<void(int)>& inPrepare,
     EXPECT_LE(many, 15 * few);
 }
 
+Bytes Repeated(int inCount, const Bytes& inBytes) {
+    Image image;
+    for (int i = 0; i < inCount; ++i)
+        image.Add(inBytes);
+    return image;
+}
+
 class Bounds : public WaveTest {
 protected:
     std::unique_ptr<AiffFile> OpenAiff() {
@@ -121,10 +128,7 @@ TEST_F(Bounds, StepsGoWithTheChunks) {
         Put(Riff("RF64").Chunk("ds64", ds64).Add(chunks));
     };
     const auto aiff = [this](int inCount) {
-        BigImage chunks;
-        for (int i = 0; i < inCount; ++i)
-            chunks.Chunk("ANNO", {1, 2});
-        Put(aiff_tests::Aiff({.frames = 0}, chunks));
+        Put(aiff_tests::Aiff({.frames = 0}, Repeated(inCount, BigImage().Chunk("ANNO", {1, 2}))));
     };
     ExpectLinear("wave: open, metadata", wave, [this](int n) { return HasMetadata(Open(), n); });
     ExpectLinear("AIFF: open, metadata", aiff, [this](int n) { return HasMetadata(OpenAiff(), n); });
@@ -186,10 +190,7 @@ TEST(PeakDataBounds, StepsGoWithTheSegments) {
 
 TEST_F(Bounds, OfWaveFiles) {
     const auto with = [](int inCount, const Image& inChunks) {
-        Image image = Wave();
-        for (int i = 0; i < inCount; ++i)
-            image.Add(inChunks);
-        return image;
+        return Wave().Add(Repeated(inCount, inChunks));
     };
     const Image data = Image().Unpadded("data", {1}), list = Image().Unpadded("LIST", {1});
     const Image large = Image().Chunk("data", Bytes(92, 1)).Chunk("LIST", Bytes(92, 1));
@@ -215,30 +216,28 @@ TEST_F(Bounds, OfWaveFiles) {
 }
 
 TEST_F(Bounds, OfAiffFiles) {
-    constexpr std::uint64_t kMany = 1 << 17, kMiB = 1 << 20;
+    using aiff_tests::operator+;
+    constexpr int kMany = 1 << 17, kMiB = 1 << 20;
     const Bytes head = aiff_tests::Unfinished(aiff_tests::Aiff({.frames = 0}));
-    const auto lists = [this](std::int32_t n) {
-        const auto file = OpenAiff();
-        return file->ReadMetadataChunk(n - 1, 0, 0, nullptr) && !file->ReadMetadataChunk(n, 0, 0, nullptr);
+    const Bytes mixed = Repeated(kMany / 2, BigImage().Header("ANNO", 0).Header("NAME", 0));
+    // clang-format off
+    const struct { const char* name; int chunks; Bytes image; std::uint64_t hole; Cost most; } kRows[] = {
+        {"empty chunks", kMany, mixed + Bytes(1), 0,
+         {.calls = 40, .bytesRead = 9 * kMany, .memory = 40 * kMany + kMiB}},
+        {"zeros", kMany, Bytes(8 * kMany + 1), 0, {.calls = 60, .bytesRead = 9 * kMany, .memory = kMiB}},
+        {"a hole", 1 << 30, {}, (8ull << 30) + 1, {.calls = 10, .bytesRead = 65536, .memory = kMiB}},
+        {"large chunks", 100, Repeated(100, aiff_tests::Chunk("ANNO", Bytes(20'000))), 0,
+         {.calls = 110, .bytesRead = 102 * 4096}},
     };
-    BigImage mixed;
-    for (std::uint64_t i = 0; i < kMany; ++i)
-        mixed.Header(i % 2 == 0 ? "ANNO" : "NAME", 0);
-    Put(BigImage().Add(head).Add(mixed).Fill(1));
-    ExpectAtMost("open, empty chunks", {.calls = 40, .bytesRead = 9 * kMany, .memory = 5 * 8 * kMany + kMiB},
-                 [&] { return lists(kMany); });
-    Put(BigImage().Add(head).Fill(8 * kMany + 1));
-    ExpectAtMost("open, zeros", {.calls = 60, .bytesRead = 9 * kMany, .memory = kMiB},
-                 [&] { return lists(kMany); });
-    Put(head, head.size() + (8ull << 30) + 1);
-    ExpectAtMost("open, a hole", {.calls = 10, .bytesRead = 65536, .memory = kMiB},
-                 [&] { return lists(1 << 30); });
-    BigImage large;
-    for (int i = 0; i < 100; ++i)
-        large.Chunk("ANNO", Bytes(20'000));
-    Put(BigImage().Add(head).Add(large));
-    ExpectAtMost("open, large chunks", {.calls = 110, .bytesRead = 102 * 4096}, [&] { return lists(100); });
-
+    // clang-format on
+    for (const auto& row : kRows) {
+        Put(head + row.image, row.hole == 0 ? 0 : head.size() + row.hole);
+        ExpectAtMost(row.name, row.most, [&] {
+            const auto file = OpenAiff();
+            return file->ReadMetadataChunk(row.chunks - 1, 0, 0, nullptr) &&
+                   !file->ReadMetadataChunk(row.chunks, 0, 0, nullptr);
+        });
+    }
     Put(aiff_tests::Aiff({}, aiff_tests::Ssnd(Bytes(kMiB))));
     const auto file = OpenAiff();
     ExpectAtMost("read, 4 KiB each", {.calls = 256, .allocations = 0},
