@@ -11,6 +11,7 @@
 
 #include "aiff/AiffImage.h"
 #include "kelaudiofile/AiffFile.h"
+#include "kelaudiofile/HashWaveFile.h"
 #include "kelaudiofile/PeakData.h"
 #include "kelaudiofile/ResamplePeakData.h"
 #include "kelaudiofile/WaveFile.h"
@@ -213,6 +214,11 @@ TEST_F(Bounds, OfWaveFiles) {
         most.memory = 24 * row.image.Size() + (1 << 20);
         ExpectAtMost(row.name, most, [this] { return Open() != nullptr; });
     }
+    Put(Wave({.channels = 0x7FFF, .blockAlign = 0, .bits = 64}).Chunk("data", Bytes(8)));
+    ExpectAtMost("hash, more channels than bytes", {.memory = 1 << 20}, [this] {
+        HashWaveFile([](const unsigned char*, std::uint64_t) {}, mPathText, false);
+        return true;
+    });
 }
 
 TEST_F(Bounds, OfAiffFiles) {

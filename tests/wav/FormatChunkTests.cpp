@@ -97,6 +97,7 @@ TEST_F(FormatChunk, FieldsAndLengths) {
         {"-1 channels", FormatImage{.channels = 0xFFFF}, "PCM 1, -1 x 4 bytes, 16 bits"},
         {"only the channels are signed", Sized(14, FormatImage{1, 0x8000, 0x80000001, 0xFFFF}),
          "PCM 1, -32768 x 65535 bytes, 524280 bits, 2147483649 Hz"},
+        {"65,535 bits", FormatImage{.bits = 0xFFFF}, "PCM 1, 2 x 2 bytes, 65535 bits"},
         {"block align 7", FormatImage{.blockAlign = 7}, "PCM 1, 2 x 3 bytes, 16 bits"},
         {"extensible, more bytes follow", Sized(60, extensible), "PCM 65534, 2 x 2 bytes, 16 bits, for 100 101"},
         {"extensible, 39 bytes: an unknown tag", Sized(39, FormatImage{.tag = kExtensible, .tail = {2, 0, 24, 0}}),
