@@ -9,17 +9,23 @@
 #include "SampleLanes.h"
 #include "kelaccelerate/WideVectors.h"
 
-/// Each kind of written sample is made of a vector of floats, into words that hold the file's bits.
+/// Each kind of written sample is made of a vector of floats, into words that hold the file's bits
+/// in their lower bytes.
 namespace kelaudiofile::convert {
 
 /// Never passes through a float register, which may change the bits of a signalling NaN.
 struct ToFloatBits {
+    static constexpr std::size_t kBytes = 4;
     using Source = Lanes<std::uint32_t>;
     static Lanes<std::uint32_t> Convert(Source in) { return in; }
+#if defined(__x86_64__)
+    KELACCELERATE_WIDE static __m256i ConvertEight(__m256 in) { return _mm256_castps_si256(in); }
+#endif
 };
 
 template <int kFullScale>
 struct ToScaledFloat {
+    static constexpr std::size_t kBytes = 4;
     using Source = Lanes<float>;
     static auto Convert(Source in) { return reinterpret_cast<Lanes<std::uint32_t>>(in * float{kFullScale}); }
 #if defined(__x86_64__)
@@ -57,6 +63,7 @@ inline Lanes<float> Min(Lanes<float> a, Lanes<float> b) {
 /// exceptions trapped, and so neither the product overflows nor the conversion fails. The product is exact.
 /// From 1.0 on, the bits that the largest float below it lacks are added.
 struct ToInteger32 {
+    static constexpr std::size_t kBytes = 4;
     static constexpr float kHighest = 0x1.fffffep-1f;
     static constexpr std::int32_t kMissingBits = 0x7FFFFFFF - 0x7FFFFF80;
     using Source = Lanes<float>;
@@ -75,6 +82,35 @@ struct ToInteger32 {
         const __m256i isFull = _mm256_castps_si256(_mm256_cmp_ps(atLeastLowest, highest, _CMP_GT_OQ));
         return _mm256_or_si256(_mm256_cvttps_epi32(product),
                                _mm256_and_si256(isFull, _mm256_set1_epi32(kMissingBits)));
+    }
+#endif
+};
+
+/// Integers of up to 24 bits: NaN is 0, and what remains is clipped and then rounded to nearest, ties to
+/// even. The upper limit is an integer after the exact product, so rounding first would give the same.
+template <std::size_t kWidth>
+struct ToRoundedInteger {
+    static constexpr std::size_t kBytes = kWidth;
+    static constexpr float kFullScale = 1 << (8 * kBytes - 1), kHighest = (kFullScale - 1) / kFullScale;
+    using Source = Lanes<float>;
+    static auto Convert(Source in) {
+        using Bits = Lanes<std::uint32_t>;
+        const auto number =
+            reinterpret_cast<Source>(reinterpret_cast<Bits>(in == in) & reinterpret_cast<Bits>(in));
+        const Source atLeastLowest = Max(number, Source{} - 1.0f);
+        const Source product = Min(atLeastLowest, Source{} + kHighest) * kFullScale;
+        // Floats from 2^23 on are integers, so that adding it, with the sign of the product, rounds.
+        const auto rounder = reinterpret_cast<Source>((reinterpret_cast<Bits>(product) & 0x80000000) |
+                                                      std::bit_cast<std::uint32_t>(0x1p23f));
+        return reinterpret_cast<Bits>(
+            __builtin_convertvector(product + rounder - rounder, Lanes<std::int32_t>));
+    }
+#if defined(__x86_64__)
+    KELACCELERATE_WIDE static __m256i ConvertEight(__m256 in) {
+        const __m256 number = _mm256_and_ps(in, _mm256_cmp_ps(in, in, _CMP_ORD_Q));
+        const __m256 atLeastLowest = _mm256_max_ps(number, _mm256_set1_ps(-1.0f));
+        const __m256 clipped = _mm256_min_ps(atLeastLowest, _mm256_set1_ps(kHighest));
+        return _mm256_cvtps_epi32(_mm256_mul_ps(clipped, _mm256_set1_ps(kFullScale)));
     }
 #endif
 };

@@ -76,4 +76,15 @@ ConversionFunction GetConversionFunction(const AiffFile& inFile) {
     }
 }
 
+SampleFormat GetSampleFormat(const AiffFile& inFile) {
+    if (!GetDeinterleaveFunction(inFile))
+        return {};
+    const std::int32_t bytes = inFile.GetBytesPerSample();
+    const AiffFile::SampleType type = inFile.GetSampleType();
+    return {bytes >= 4 && type == AiffFile::kFloatSamples ? SampleCoding::kFloat_1 : SampleCoding::kInteger,
+            bytes,
+            type == AiffFile::kLittleEndianIntegerSamples ? ByteOrder::kLittleEndian : ByteOrder::kBigEndian,
+            false};
+}
+
 } // namespace kelaudiofile

@@ -5,6 +5,7 @@
 
 #include "kelaudiofile/DeInterleave.h"
 #include "kelaudiofile/Export.h"
+#include "kelaudiofile/Frames.h"
 #include "kelaudiofile/Interleave.h"
 #include "kelcore/string.h"
 #include "kelmediatypes/AudioChannelDescription.h"
@@ -233,5 +234,9 @@ KELAUDIOFILE_EXPORT DeinterleaveFunction GetDeinterleaveFunction(const AiffFile&
 /// change of sign to and from the unsigned samples of wave files, whatever the sample type.
 /// @return null for little-endian samples wider than 8 bits and for a sample width without a routine.
 KELAUDIOFILE_EXPORT ConversionFunction GetConversionFunction(const AiffFile& inFile);
+
+/// @return how DecodeFrames and EncodeFrames take the file's samples, in the file's own byte order; one that
+/// they do not support where GetDeinterleaveFunction gives null.
+KELAUDIOFILE_EXPORT SampleFormat GetSampleFormat(const AiffFile& inFile);
 
 } // namespace kelaudiofile

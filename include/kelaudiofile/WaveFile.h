@@ -5,6 +5,7 @@
 
 #include "kelaudiofile/DeInterleave.h"
 #include "kelaudiofile/Export.h"
+#include "kelaudiofile/Frames.h"
 #include "kelaudiofile/WaveFormatChunkReader.h"
 #include "kelcore/string.h"
 #include "kelmediatypes/AudioChannelDescription.h"
@@ -275,5 +276,10 @@ private:
 /// @return null if there is none, as for 12-bit samples in 2 bytes. 1, 2 and 3 bytes need 8, 16 and 24 bits;
 /// 4 and 8 bytes go by the sample type alone.
 KELAUDIOFILE_EXPORT DeinterleaveFunction GetDeinterleaveFunction(const WaveFile& inWaveFile);
+
+/// @return how DecodeFrames and EncodeFrames take the file's samples; one that they do not support where
+/// GetDeinterleaveFunction gives null. Unlike that routine's, samples of 8 bits are unsigned, as they lie in
+/// the file.
+KELAUDIOFILE_EXPORT SampleFormat GetSampleFormat(const WaveFile& inWaveFile);
 
 } // namespace kelaudiofile

@@ -8,6 +8,7 @@
 
 #include "AiffFormat.h"
 #include "AiffTest.h"
+#include "models/FrameModels.h"
 
 namespace aiff_tests {
 namespace {
@@ -148,6 +149,8 @@ TEST_F(AiffRead, CompressionAndDepth) {
         EXPECT_EQ(mFile->GetSampleType(), row.type);
         EXPECT_EQ(GetDeinterleaveFunction(*mFile), row.deinterleave);
         EXPECT_EQ(GetConversionFunction(*mFile), row.conversion);
+        EXPECT_TRUE(sample_models::IsDecodedBy(GetSampleFormat(*mFile), row.deinterleave,
+                                               row.bytes == 1 ? nullptr : row.conversion));
     }
 }
 

@@ -10,6 +10,7 @@
 
 #include "GuardedBuffer.h"
 #include "kelaccelerate/WideVectors.h"
+#include "models/FrameModels.h"
 #include "models/SampleModels.h"
 #include "support/Random.h"
 
@@ -143,6 +144,78 @@ TEST_P(EachWay, RaisesNoMoreFlagsThanTheSteps) {
                 }
 }
 
+/// A block's planes in a buffer: as many floats each, with a gap, some left out.
+std::vector<float*> PlanesIn(GuardedBuffer& inBuffer, const FrameBlock& inBlock, bool inAtBack,
+                             Random& ioRandom) {
+    const std::size_t gap = ioRandom.Below(40), stride = inBlock.frames * sizeof(float) + gap;
+    Byte* const first =
+        inAtBack ? inBuffer.end() - inBlock.channels * stride + gap : inBuffer.begin() + ioRandom.Below(64);
+    const bool takesAll = ioRandom.Below(2) == 0;
+    std::vector<float*> planes(inBlock.channels);
+    for (std::size_t c = 0; c < inBlock.channels; ++c)
+        if (takesAll || ioRandom.Below(4) != 0)
+            planes[c] = reinterpret_cast<float*>(first + c * stride);
+    return planes;
+}
+
+/// The same planes in another buffer.
+std::vector<float*> Moved(std::vector<float*> ioPlanes, const Byte* inFrom, Byte* inTo) {
+    for (float*& plane : ioPlanes)
+        if (plane)
+            plane = reinterpret_cast<float*>(inTo + (reinterpret_cast<Byte*>(plane) - inFrom));
+    return ioPlanes;
+}
+
+// Blocks of frames against the models of their samples, both ways: the bytes lie against a page that must not
+// be touched, or the planes, and all around them is kept.
+TEST_P(EachWay, BlocksMatchTheModelOfEachSample) {
+    constexpr std::size_t kRoom = 1 << 19;
+    GuardedBuffer bytes(kRoom), floats(kRoom), expectedBytes(kRoom), expectedFloats(kRoom);
+    Random random(3);
+    const auto isSame = [](GuardedBuffer& a, GuardedBuffer& b) {
+        return std::memcmp(a.begin(), b.begin(), kRoom) == 0;
+    };
+    for (const FrameModel& model : kFrameModels)
+        for (std::size_t channels = 1; channels <= 64; channels += channels < 20    ? 1
+                                                                   : channels == 20 ? 13
+                                                                                    : 31)
+            for (std::size_t frames = 0; frames <= 1100; frames += frames < 70    ? 1
+                                                                   : frames == 70 ? 270
+                                                                                  : 760) {
+                const FrameBlock block{model, random.Below(2) == 0, frames, channels};
+                const SampleFormat format = block.Format();
+                if (std::max(block.ByteCount(), frames * channels * sizeof(float)) + channels * 40 >
+                    kRoom - 128)
+                    continue;
+                SCOPED_TRACE(testing::Message()
+                             << "coding " << static_cast<int>(model.coding) << " of " << model.bytes
+                             << " bytes, " << (block.isSpecial ? "big-endian or unsigned, " : "") << frames
+                             << " frames, " << channels << " channels");
+                const bool isAtBack = random.Below(2) == 0;
+                Byte* const in =
+                    isAtBack ? bytes.end() - block.ByteCount() : bytes.begin() + random.Below(64);
+                const std::vector<float*> planes =
+                    PlanesIn(floats, block, !isAtBack || channels % 2 == 0, random);
+                const auto expected = Moved(planes, floats.begin(), expectedFloats.begin());
+                FillWithSamples(in, block.ByteCount(), block.Width(), random);
+                std::memcpy(expectedFloats.begin(), floats.begin(), kRoom);
+                block.Decode(in, expected.data());
+                DecodeFrames(format, in, planes.data(), static_cast<std::int64_t>(frames),
+                             static_cast<std::int32_t>(channels));
+                ASSERT_TRUE(isSame(floats, expectedFloats)) << "decoded";
+
+                for (float* const plane : planes)
+                    if (plane)
+                        FillWithSamples(reinterpret_cast<Byte*>(plane), frames * sizeof(float), sizeof(float),
+                                        random);
+                std::memcpy(expectedBytes.begin(), bytes.begin(), kRoom);
+                block.Encode(planes.data(), expectedBytes.begin() + (in - bytes.begin()));
+                EncodeFrames(format, planes.data(), in, static_cast<std::int64_t>(frames),
+                             static_cast<std::int32_t>(channels));
+                ASSERT_TRUE(isSame(bytes, expectedBytes)) << "encoded";
+            }
+}
+
 TEST_P(EachWay, IsTheWayTaken) {
 #if defined(__x86_64__)
     EXPECT_EQ(kelaccelerate::HasWideVectors(), GetParam() && __builtin_cpu_supports("avx2"));
@@ -217,6 +290,58 @@ TEST(Convert, GivesTheseBits) {
                 EXPECT_EQ(std::memcmp(to, expected, routine.writtenBytes), 0)
                     << row.routine << ", " << row.name;
             }
+}
+
+TEST(Convert, RoundsToTheNearestInteger) {
+    constexpr float kNaN = std::numeric_limits<float>::quiet_NaN(), kInfinity = HUGE_VALF;
+    const struct {
+        std::int32_t bytes;
+        float value;
+        std::uint32_t expected;
+    } kRows[] = {
+        {1, 0.5f / 128, 0},
+        {1, 1.5f / 128, 2},
+        {1, -1.5f / 128, 0xFE},
+        {1, 1.0f, 0x7F},
+        {1, -kInfinity, 0x80},
+        {1, kNaN, 0},
+        {2, 2.5f / 32768, 2},
+        {2, 0x1.fffffep-1f, 0x7FFF},
+        {2, -1.0f, 0x8000},
+        {2, -2.0f, 0x8000},
+        {2, kInfinity, 0x7FFF},
+        {2, -kNaN, 0},
+        {3, 0x1.fffffap-1f, 0x7FFFFE},
+        {3, 1.0f, 0x7FFFFF},
+        {3, -1.0f, 0x800000},
+        {3, 1e30f, 0x7FFFFF},
+    };
+    for (const auto& row : kRows) {
+        Byte sample[3], expected[4];
+        PutBits(expected, 4, row.expected, false);
+        const float* const plane = &row.value;
+        EncodeFrames({SampleCoding::kInteger, row.bytes}, &plane, sample, 1, 1);
+        EXPECT_EQ(std::memcmp(sample, expected, static_cast<std::size_t>(row.bytes)), 0)
+            << row.value << " as " << row.bytes << " bytes";
+    }
+}
+
+// What is decoded and encoded comes back, all integers of 16 bits among it.
+TEST(Convert, GivesTheBytesOfAFileBack) {
+    constexpr std::size_t kFrames = 1 << 16;
+    std::vector<Byte> file(3 * kFrames), written(file.size());
+    std::vector<float> plane(kFrames);
+    Random random(4);
+    FillWithSamples(file.data(), file.size(), 1, random);
+    for (std::size_t i = 0; i < kFrames; ++i)
+        PutBits(&file[2 * i], 2, i, false);
+    for (const std::int32_t bytes : {1, 2, 3}) {
+        float* planes = plane.data();
+        DecodeFrames({SampleCoding::kInteger, bytes}, file.data(), &planes, kFrames, 1);
+        EncodeFrames({SampleCoding::kInteger, bytes}, &planes, written.data(), kFrames, 1);
+        EXPECT_EQ(std::memcmp(file.data(), written.data(), static_cast<std::size_t>(bytes) * kFrames), 0)
+            << bytes;
+    }
 }
 
 } // namespace

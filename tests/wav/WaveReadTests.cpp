@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "WaveTest.h"
+#include "models/FrameModels.h"
 
 using namespace wave_tests;
 using namespace kelaudiofile;
@@ -111,6 +112,11 @@ TEST_F(WaveRead, WhatTheFormatMeans) {
         ASSERT_NE(file, nullptr) << row.meaning;
         EXPECT_EQ(Describe(*file), row.meaning);
         EXPECT_EQ(GetDeinterleaveFunction(*file), row.routine) << row.meaning;
+        const bool isUnsigned = row.routine == DeInterleave8Bit;
+        EXPECT_TRUE(
+            sample_models::IsDecodedBy(GetSampleFormat(*file), row.routine,
+                                       isUnsigned ? ConvertBetweenSigned8BitAudioAndUnsigned : nullptr))
+            << row.meaning;
         EXPECT_EQ(file->GetSampleRate(), 48000);
         EXPECT_EQ(file->GetNumChannels(), static_cast<std::int16_t>(row.format.channels));
         const auto record = file->GetRiffAudioCharacteristics(); // as in the file, not as refined

@@ -76,4 +76,21 @@ DeinterleaveFunction GetDeinterleaveFunction(const WaveFile& inWaveFile) {
     }
 }
 
+SampleFormat GetSampleFormat(const WaveFile& inWaveFile) {
+    if (!GetDeinterleaveFunction(inWaveFile))
+        return {};
+    const std::int32_t bytes = inWaveFile.GetBytesPerSample();
+    const auto format = [bytes](SampleCoding inCoding) {
+        return SampleFormat{inCoding, bytes, ByteOrder::kLittleEndian, bytes == 1};
+    };
+    const WaveFile::SampleType type = inWaveFile.GetSampleType();
+    if (bytes < 4 || type == WaveFile::kIntegerSamples)
+        return format(SampleCoding::kInteger);
+    if (bytes == 4 && type == WaveFile::kFloatSamples_32768)
+        return format(SampleCoding::kFloat_32768);
+    if (bytes == 4 && type == WaveFile::kFloatSamples_8388608)
+        return format(SampleCoding::kFloat_8388608);
+    return format(SampleCoding::kFloat_1);
+}
+
 } // namespace kelaudiofile

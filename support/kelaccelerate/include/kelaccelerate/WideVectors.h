@@ -4,8 +4,9 @@
 namespace kelaccelerate {
 
 #if defined(__x86_64__)
-/// Marks functions that may be called where HasWideVectors says so.
-#define KELACCELERATE_WIDE __attribute__((target("avx2")))
+/// Marks functions that may be called where HasWideVectors says so. Processors with AVX2 that cannot fetch a
+/// line for writing take that instruction for none.
+#define KELACCELERATE_WIDE __attribute__((target("avx2,prfchw")))
 #endif
 
 /// @return whether the processor and the system have them, AVX2 here. The processor is asked at the first
