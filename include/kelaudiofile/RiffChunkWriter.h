@@ -77,9 +77,9 @@ public:
 private:
     void UpdateHeaders(std::int64_t sampleCount);
     void WriteDs64(std::uint64_t inRiffSize, std::int64_t sampleCount);
-    void PatchSize(std::uint64_t chunkStart, std::uint64_t inSize);
-    void CountDelivered(std::uint64_t chunkStart, std::uint64_t chunkEnd) noexcept;
-    void DropPartOfFrame() noexcept;
+    KELAUDIOFILE_HIDDEN void PatchSize(std::uint64_t chunkStart, std::uint64_t inSize);
+    KELAUDIOFILE_HIDDEN void CountDelivered(std::uint64_t chunkStart, std::uint64_t chunkEnd) noexcept;
+    KELAUDIOFILE_HIDDEN void DropPartOfFrame() noexcept;
     void PatchHeader(std::uint64_t inPosition, const void* inBytes, unsigned inCount);
 
     // Destroyed in the opposite order: the buffer goes first, so that its bytes reach the file.

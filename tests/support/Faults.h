@@ -25,7 +25,7 @@ struct System {
     bool outputOnly = false;               ///< count and fail only what changes the disk
     std::size_t largestTransfer = 1 << 30; ///< reads and writes are cut to this
     bool sparse = false; ///< writes of a MiB or more past the end make a hole, and their bytes are not read
-    bool interrupt = false; ///< every other read and write is interrupted
+    bool interrupt = false; ///< every other open, read and write is interrupted
     bool findsHoles = true; ///< whether the system can tell where holes are
 
     std::uint64_t calls = 0; ///< counted calls so far

@@ -170,7 +170,7 @@ TEST_F(WaveRead, RangesThatAreRefused) {
 TEST_F(WaveRead, AllDataChunksAreOneRun) {
     Image image = Wave();
     std::size_t total = 0;
-    for (const std::size_t size : {5, 1, 8, 3, 2, 7}) {
+    for (const std::size_t size : {5u, 1u, 8u, 3u, 2u, 7u}) {
         image.Chunk("data", SampleBytes(total, size)).Chunk("LIST", Filling(size));
         total += size;
     }

@@ -339,7 +339,7 @@ TEST_F(ADiskThatFillsUp, KeepsWholeFrames) {
                              {"blocks that bypass the buffer", 5, 0, 40'000},
                              {"RF64", 13, 5 * kGiB, 3000}};
     for (const Row& row : kRows)
-        for (const std::uint64_t room : {0, 6, 32'745, 90'001})
+        for (const std::uint64_t room : {0u, 6u, 32'745u, 90'001u})
             for (const bool staysFull : {true, false}) {
                 SCOPED_TRACE(testing::Message() << row.name << ", room for " << room << " " << staysFull);
                 faults::SweepCalls({}, [&] { Record(row, room, staysFull); });
