@@ -87,7 +87,7 @@ private:
         if (!Went(mFile != nullptr))
             return;
         Went(WriteMetadatum(*mFile, FourCC("bext"), {1, 2, 3}));
-        for (const std::size_t count : {100, 33, 7, 40'000, 5})
+        for (const std::size_t count : {100u, 33u, 7u, 40'000u, 5u})
             BlockAndCheckpoint(count);
         if (!inRf64) { // goes on in another data chunk
             Went(mFile->FinishSamples());
@@ -144,7 +144,7 @@ private:
 
 // A process killed in front of any output call, in the middle of blocks as well.
 TEST_F(ARecordingSurvives, BeingKilledAtAnyOutputCall) {
-    for (const std::size_t largestTransfer : {1 << 30, 10'001}) {
+    for (const std::size_t largestTransfer : {1u << 30, 10'001u}) {
         std::uint64_t last = 0;
         ForEveryCall({.mode = Mode::kStop, .outputOnly = true, .largestTransfer = largestTransfer}, [&] {
             EXPECT_TRUE(mRun.checkpoint >= last || mRun.checkpoint == 0); // the next sweep

@@ -57,6 +57,7 @@ void RiffChunkWriter::Initialize(File inFile, unsigned int formType, bool reserv
     mFileIsNew = inFile.IsCreated();
     mPlatformStream = std::make_unique<OPlatformByteStream>(
         inFile, kelcore::utility::Flags<unsigned>(inStreamFlag ? 1 : 0));
+    inFile = {}; // a parameter may outlive the call, and the end of the stream is to close the file
     mBufferedStream = std::make_unique<OBufferedByteStream>(*mPlatformStream, 32768, 4096);
 
     std::array<Byte, riff::header::kBytes> header;
