@@ -69,6 +69,23 @@ check_exports() { # library
     pass "exported symbols are those of tests/package/symbols.txt"
 }
 
+check_libcxx_host() { # prefix; its containers are others than the library's, so it makes its own iterators
+    cat > "$work/libcxx-host.cpp" <<'HOST'
+#include <kelaudiofile/PeakData.h>
+int main() {
+    int count = 0;
+    kelaudiofile::PeakData peaks(5);
+    for (auto it = peaks.begin(); it != peaks.end(); ++it)
+        count += (*it).max >= 0.0f;
+    return count;
+}
+HOST
+    clang++ -stdlib=libc++ -std=c++17 "$work/libcxx-host.cpp" -o "$work/libcxx-host" -I"$1/include" -L"$1/lib" \
+        -lkelaudiofile -Wl,-rpath,"$1/lib"
+    "$work/libcxx-host"
+    pass "a host that uses libc++ steps through peaks"
+}
+
 initializers() { # library: its initializer sections with their sizes
     readelf -SW "$1" | sed 's/^ *\[[ 0-9]*\] *//' | awk '$1 == ".init_array" || $1 == ".ctors" { print $1, $5 }'
 }
@@ -130,6 +147,7 @@ for shared in ON OFF; do
 done
 check_headers_alone "$work/moved-shared"
 check_exports "$work/moved-shared/lib/libkelaudiofile.so"
+check_libcxx_host "$work/moved-shared"
 check_nothing_runs_at_load "$work/moved-shared/lib/libkelaudiofile.so"
 check_needs_nothing_else "$work/moved-shared/lib/libkelaudiofile.so"
 check_debian_packages

@@ -17,7 +17,7 @@ packages_of() {
     format) echo clang-format-19 ;;
     portability) echo googletest g++-i686-linux-gnu g++-s390x-linux-gnu g++-aarch64-linux-gnu qemu-user ;;
     interop) echo python3 sox ffmpeg sndfile-programs ;;
-    package) echo g++ clang cmake ninja-build pkg-config binutils libcli11-dev dpkg-dev file help2man lintian ;;
+    package) echo g++ clang libc++-dev libc++abi-dev cmake ninja-build pkg-config binutils libcli11-dev dpkg-dev file help2man lintian ;;
     picture) echo librsvg2-bin ;;
     clean-room) echo debootstrap git ;;
     *)
