@@ -15,7 +15,6 @@ template class PeakData::PeakDataIterator<PeakDatum, PeakDataSegmentVector::iter
 
 PeakDatum& detail::SilentDatum() noexcept {
     thread_local PeakDatum datum;
-    datum = PeakDatum();
     return datum;
 }
 

@@ -16,8 +16,11 @@ namespace detail {
 
 class PeakDataWalk;
 
-/// What an iterator at a segment without datums refers to: one datum per thread, set to silence by each call.
-KELAUDIOFILE_EXPORT PeakDatum& SilentDatum() noexcept;
+/// What constant iterators at a segment without datums refer to.
+inline constexpr PeakDatum kSilentDatum;
+
+/// What other iterators there refer to: one datum per thread, silent whenever an iterator gets there.
+[[gnu::const]] KELAUDIOFILE_EXPORT PeakDatum& SilentDatum() noexcept;
 
 } // namespace detail
 
@@ -185,7 +188,7 @@ private:
 /// segments or datums move in memory: Append, Clear, Split, Insert, Overwrite, RippleDelete and
 /// LoadFromStream make it invalid, SetStartOffset and Zero do not.
 ///
-/// At a segment without datums it refers to a silent datum: what is written to that is lost. Dereferencing
+/// At a segment without datums it refers to a silent datum; what is written to that is lost. Dereferencing
 /// end(), moving forward from it and moving before the first datum have no defined result.
 template <typename Value, typename SegmentIterator, typename DatumIterator>
 class KELAUDIOFILE_EXPORT PeakData::PeakDataIterator {
@@ -202,9 +205,14 @@ public:
     PeakDataIterator& operator=(const PeakDataIterator& inOther) = default;
 
     /// The current datum; iterator gives one that can be changed unless it is constant itself.
-    reference operator*() { return IsAtDatum() ? *datum : detail::SilentDatum(); }
+    reference operator*() {
+        if constexpr (std::is_const<Value>::value)
+            return IsAtDatum() ? *datum : detail::kSilentDatum;
+        else
+            return IsAtDatum() ? *datum : detail::SilentDatum();
+    }
     /// The current datum, which cannot be changed through a constant iterator.
-    const PeakDatum& operator*() const { return IsAtDatum() ? *datum : detail::SilentDatum(); }
+    const PeakDatum& operator*() const { return IsAtDatum() ? *datum : detail::kSilentDatum; }
 
     /// Steps to the next datum, across the border of a segment where there is one.
     PeakDataIterator& operator++() {
@@ -278,7 +286,9 @@ private:
     friend class PeakDataIterator;
 
     PeakDataIterator(SegmentIterator inSegmentsEnd, SegmentIterator inSegment, DatumIterator inDatum)
-        : segmentsEnd(inSegmentsEnd), segment(inSegment), datum(inDatum) {}
+        : segmentsEnd(inSegmentsEnd), segment(inSegment), datum(inDatum) {
+        SilenceIfEmpty();
+    }
     explicit PeakDataIterator(SegmentIterator inSegmentsEnd)
         : segmentsEnd(inSegmentsEnd), segment(inSegmentsEnd), datum() {}
 
@@ -289,13 +299,20 @@ private:
     bool IsAtDatum() const { return datum != DatumIterator(segment->end()); }
 
     void EnterNextSegment() {
-        if (++segment != segmentsEnd)
-            datum = segment->begin();
+        if (++segment == segmentsEnd)
+            return;
+        datum = segment->begin();
+        SilenceIfEmpty();
     }
     /// Moves behind the last datum of the segment before; from the end or from a segment's first datum.
     void EnterPreviousSegment() {
         --segment;
         datum = segment->end();
+        SilenceIfEmpty();
+    }
+    void SilenceIfEmpty() {
+        if (segment != segmentsEnd && segment->size() == 0)
+            detail::SilentDatum() = PeakDatum();
     }
     void MoveForward(std::uint64_t inCount);
     void MoveBack(std::uint64_t inCount);
