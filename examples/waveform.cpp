@@ -12,6 +12,7 @@
 #include "common/AudioReader.h"
 #include "common/Progress.h"
 #include "common/Run.h"
+#include "kelaudiofile/MakePeaks.h"
 #include "kelaudiofile/PeakData.h"
 #include "kelaudiofile/ResamplePeakData.h"
 
@@ -24,15 +25,6 @@ using Timelines = std::vector<std::shared_ptr<PeakData>>; ///< one for each chan
 
 constexpr std::int64_t kBlockFrames = 256; ///< of one peak
 
-PeakDatum PeakOf(const float* inSamples, std::int64_t inCount) {
-    PeakDatum peak(inSamples[0], inSamples[0]);
-    for (std::int64_t i = 1; i < inCount; ++i) {
-        peak.min = std::min(peak.min, inSamples[i]);
-        peak.max = std::max(peak.max, inSamples[i]);
-    }
-    return peak;
-}
-
 /// @param inBlock  frames of one peak; a last, shorter block has a segment of its own.
 Timelines ComputePeaks(AudioReader& inReader, std::int64_t inBlock) {
     std::vector<PeakDatumVector> peaks(static_cast<std::size_t>(inReader.Channels()));
@@ -42,9 +34,10 @@ Timelines ComputePeaks(AudioReader& inReader, std::int64_t inBlock) {
     for (std::int64_t frame = 0; frame < inReader.Frames(); frame += atATime) {
         const std::int64_t count = std::min(atATime, inReader.Frames() - frame);
         inReader.ReadPlanes(frame, count, planes);
-        for (std::size_t channel = 0; channel < planes.size(); ++channel)
-            for (std::int64_t i = 0; i < count; i += inBlock)
-                peaks[channel].push_back(PeakOf(planes[channel].data() + i, std::min(inBlock, count - i)));
+        for (std::size_t channel = 0; channel < planes.size(); ++channel) {
+            const PeakDataSegment blocks = MakePeaks(planes[channel].data(), count, inBlock);
+            peaks[channel].insert(peaks[channel].end(), blocks.begin(), blocks.end());
+        }
         progress.Show(frame);
     }
 
