@@ -87,7 +87,7 @@ TEST_F(FormatChunk, FieldsAndLengths) {
         {"16 bytes", FormatImage(), kPlain},
         {"14 bytes: bits from the block align", Sized(14), kPlain},
         {"15 bytes: half a field counts as none", Sized(15, FormatImage{.bits = 12}), kPlain},
-        {"12 bytes: no block align", Sized(12), "PCM 1, 2 x 0 bytes, 0 bits"},
+        {"8 bytes: no block align", Sized(8), "PCM 1, 2 x 0 bytes, 0 bits"},
         {"1 byte: no tag", Sized(1), kNothing},
         {"no byte", {}, kNothing},
         {"17 bytes: half an extension size", extended({1}), kPlain},

@@ -195,6 +195,7 @@ TEST_F(ARecordingSurvives, FailedCheckpointsAfterJumps) {
     const auto says = [&](std::uint64_t position, std::uint64_t size) {
         return Part(position, 8) == Image().Header("data", size);
     };
+    EXPECT_TRUE(!finishes(0, 8, {.failAt = 0}) && Part(36, 8).empty()) << "not even a header";
     EXPECT_TRUE(finishes(0, 1000) && says(36, 1000));
     EXPECT_TRUE(!finishes(5000, 8, {.failAt = 0}) && says(36, 1000)) << "the file does not reach there";
     EXPECT_TRUE(finishes(5000, 8) && says(36, 5008));

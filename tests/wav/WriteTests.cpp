@@ -17,21 +17,21 @@ class WaveFileWriting : public WaveTest {};
 } // namespace
 
 TEST_F(WaveFileWriting, FormatChunksOfTheCaller) {
-    const Bytes fifty = SampleBytes(0, 50),
-                guid = {1, 0, 0, 0, 0, 0, 0x10, 0, 0x80, 0, 0, 0xAA, 0, 0x38, 0x9B, 0x71};
-    const Bytes ours = Image().U16(0xFFFE).Fill(14).U16(22).Fill(6).Add(guid);
-    for (const std::int32_t size : {50, 5, 0, -3}) {
-        SCOPED_TRACE(size);
+    const Bytes theirs = SampleBytes(0, 50), ours = FormatImage{0xFFFE, 0, 0, 0, 0, ExtensibleTail(0, 0, 1)};
+    for (const auto& [data, size] : {std::pair{theirs.data(), 50},
+                                     {theirs.data(), 5},
+                                     {theirs.data(), 0},
+                                     {theirs.data(), -3},
+                                     {nullptr, 5}}) {
         mError = {Error::kWriteFailed, 77};
-        const Handle file(WaveFile::OpenForCompessedWrite(mPathText, fifty.data(), size, 3, mError, false));
-        ASSERT_TRUE(file);
+        mFile.reset(WaveFile::OpenForCompessedWrite(mPathText, data, size, 3, mError, false));
+        ASSERT_TRUE(mFile);
         EXPECT_TRUE(mError.code == Error::kWriteFailed && mError.formatTag == 77) << "left alone";
-        EXPECT_EQ(file->GetSampleType(), WaveFile::kNoSampleType);
-        EXPECT_EQ(Write(*file, 0, {1, 2, 3}), 0);
-        EXPECT_TRUE(file->FinishSamples() && file->FinishWrite());
-        EXPECT_EQ(file->GetSampleCount(), 0);
-        const Bytes chunk = size > 0 ? Bytes(fifty.begin(), fifty.begin() + size) : ours;
-        EXPECT_EQ(File(), Image().Chunk("fmt ", chunk).Chunk("data", {1, 2, 3}).In("RIFF", "WAVE"));
+        EXPECT_TRUE(Write(*mFile, 0, {1, 2, 3}) == 0 && mFile->FinishSamples() && mFile->FinishWrite());
+        EXPECT_TRUE(mFile->GetSampleType() == WaveFile::kNoSampleType && mFile->GetSampleCount() == 0);
+        const Bytes chunk =
+            data != nullptr && size > 0 ? SampleBytes(0, static_cast<std::size_t>(size)) : ours;
+        EXPECT_EQ(File(), Image().Chunk("fmt ", chunk).Chunk("data", {1, 2, 3}).In("RIFF", "WAVE")) << size;
     }
 }
 
@@ -139,7 +139,7 @@ TEST_F(WaveFileWriting, RefusedCallsChangeNothing) {
         if (rf64) {
             EXPECT_TRUE(refuses(2, 1)) << "RF64 has one data size";
         } else {
-            EXPECT_EQ(Write(*file, 2, {3}), 0);
+            EXPECT_EQ(Write(*file, std::numeric_limits<std::int64_t>::max() - 1, {3}), 0);
             EXPECT_TRUE(refuses(1, 1)) << "below the open chunk";
             EXPECT_TRUE(file->FinishSamples());
             chunks.Chunk("data", {3});
@@ -174,6 +174,7 @@ protected:
 
 TEST_F(ChunkWriting, ChunksAndCheckpoints) {
     EXPECT_TRUE(!mWriter.IsInitialized() && mWriter.GetByteStream() == nullptr);
+    mWriter.Flush();
     mWriter.EndBlock(1);
     mWriter.EndFile(1);
     EXPECT_FALSE(mFolder.File("file").Exists()) << "a closed writer does no file work";
@@ -194,8 +195,7 @@ TEST_F(ChunkWriting, ChunksAndCheckpoints) {
 TEST_F(ChunkWriting, AResetWriterIsAsNew) {
     Put(Bytes(60, 'x'));
     mWriter.Initialize(mFolder.File("file"), FourCC("WAVE"), true, false);
-    mWriter.Flush();
-    mWriter.Reset(); // repairs no header
+    mWriter.Reset(); // delivers, and repairs no header
     EXPECT_EQ(File(), Image().Header("RIFF", 0).Text("WAVE").Add(Reserved()).Fill(12, 'x')) << "not emptied";
     mWriter.Initialize(mFolder.File("again"), FourCC("WAVE"), false, false); // nothing reserved this time
     mWriter.StartChunk(FourCC("data"));
@@ -203,10 +203,16 @@ TEST_F(ChunkWriting, AResetWriterIsAsNew) {
     mWriter.EndFile(0);
     EXPECT_EQ(testing_support::ReadFile(mFolder.Path("again")),
               Image().Header("data", 0xFFFFFFFF).In("RIFF", "WAVE"));
+    mWriter.Initialize(mFolder.File("large"), FourCC("WAVE"), true, false);
+    mWriter.StartChunk(FourCC("data"));
+    mWriter.EndChunk(48, 56 + kLimit);
+    mWriter.EndFile(0);
+    EXPECT_EQ(testing_support::ReadFilePart(mFolder.Path("large"), 0, 4), Image().Text("RF64"));
 }
 
 TEST_F(ChunkWriting, ReportsWhatWasNotDeliveredAtTheEnd) {
     mWriter.Initialize(mFolder.File("file"), FourCC("WAVE"), false, false);
+    mWriter.SetFrameBytes(1000);
     mWriter.Flush();
     mWriter.GetByteStream()->WriteBlock("lost", 4);
     faults::SystemCalls() = {.failAt = 0};
