@@ -7,6 +7,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const fuzz::Bytes bytes(data, data + size);
     const models::RiffChunkReader scan(fuzz::FileOf(bytes), size % 2 == 0);
     FUZZ_REQUIRE(models::Describe(scan.GetFileInfo(), scan.GetExtendedError()) ==
-                 models::Scan(bytes).Result());
+                 models::ScanModel(bytes).Result());
     return 0;
 }

@@ -41,20 +41,22 @@ inline std::string Describe(const RiffChunkReader::RiffFileInfo& inInfo,
 }
 
 /// The rules of the chunk scan over a whole file in memory, one chunk at a time.
-class Scan {
+class ScanModel {
 public:
-    explicit Scan(const Bytes& inFile) : mFile(inFile) {}
+    explicit ScanModel(const Bytes& inFile) : mFile(inFile) {}
 
     std::string Result() {
+        auto error = RiffChunkReader::kExtendedErrorNotRiff;
         try {
-            if (!ReadHeader())
-                return Describe(mInfo, RiffChunkReader::kExtendedErrorNotRiff);
-            for (mPlace = 12, mLeft = mFile.size() - 12; mLeft > 8;)
-                Step();
+            if (ReadHeader()) {
+                for (mPlace = 12, mLeft = mFile.size() - 12; mLeft > 8;)
+                    Step();
+                error = RiffChunkReader::kExtendedErrorNone;
+            }
         } catch (const std::out_of_range&) {
-            return Describe(mInfo, RiffChunkReader::kExtendedErrorReadFailed);
+            error = RiffChunkReader::kExtendedErrorReadFailed;
         }
-        return Describe(mInfo, RiffChunkReader::kExtendedErrorNone);
+        return Describe(mInfo, error);
     }
 
 private:

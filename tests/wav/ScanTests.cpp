@@ -8,100 +8,64 @@
 #include "support/Random.h"
 
 using namespace wave_tests;
-using kelaudiofile::RiffChunkReader;
 
 namespace {
 
-constexpr std::uint32_t kOtherId = FourCC("othr");
-
-struct ScanCase {
-    const char* name;
-    Bytes image;
-    std::string result;         ///< as models::Describe gives it
-    std::uint64_t fileSize = 0; ///< if not 0, zeros follow the image up to here
-    Bytes end{};                ///< what follows those zeros
-};
-
 class Scan : public WaveTest {
 protected:
-    std::string ScanIt(bool inStreamFlag = false) {
-        const RiffChunkReader reader(mFolder.File("file"), inStreamFlag);
+    std::string Result(bool inStreamFlag = false) {
+        const models::RiffChunkReader reader(mFolder.File("file"), inStreamFlag);
         return models::Describe(reader.GetFileInfo(), reader.GetExtendedError());
     }
-    void Check(const std::vector<ScanCase>& inCases) {
-        for (const ScanCase& row : inCases) {
-            Put(row.image, row.fileSize);
-            testing_support::PatchFile(mPath, row.fileSize, row.end);
-            EXPECT_EQ(ScanIt(row.fileSize % 2 == 1), row.result) << row.name;
-            EXPECT_EQ(faults::SystemCalls().OpenDescriptors(), 0);
-        }
+    /// @param inFileSize  if not 0, zeros follow the image up to here, and then the end.
+    void Expect(const char* inName, const Bytes& inImage, const std::string& inResult,
+                std::uint64_t inFileSize = 0, const Bytes& inEnd = {}) {
+        Put(inImage, inFileSize);
+        testing_support::PatchFile(mPath, inFileSize, inEnd);
+        EXPECT_EQ(Result(inFileSize % 2 == 1), inResult) << inName;
+        EXPECT_EQ(faults::SystemCalls().OpenDescriptors(), 0);
     }
 };
 
 } // namespace
 
-// clang-format off
-TEST_F(Scan, Header) {
-    const Ds64Image ds64 = {.riffSize = 77, .dataSize = 2};
+TEST_F(Scan, FilesThatAreNoWaveFiles) {
     const char* const kNothing = "failed riff=0 form=0";
-    Check({
-        {"BW64 with ds64", Riff("BW64").Chunk("ds64", ds64).Chunk("data", Filling(4)), "riff=77 ds64 28@12 data 2@48"},
-        {"another form", Riff("RIFF", "AVI ").Chunk("LIST", Filling(4)), "form=541677121 LIST 4@12"},
-        {"another magic", Riff("FORM"), "not RIFF riff=0 form=0"},
-        {"11 bytes of another magic", Riff("FORM").Cut(11), kNothing},
-        {"19 bytes", Riff().Header("LIST", 7).Cut(19), kNothing},
-        {"20 bytes: nothing to walk over", Riff().Header("LIST", 7), ""},
-        {"ds64 past the end", Riff().Chunk("ds64", ds64).Cut(47), kNothing},
-    });
-    std::filesystem::remove(mPath);
-    EXPECT_EQ(ScanIt(), kNothing);
+    EXPECT_EQ(Result(), kNothing);
     std::filesystem::create_directory(mPath);
-    EXPECT_EQ(ScanIt(), kNothing);
+    EXPECT_EQ(Result(), kNothing);
+    Expect("another form", Riff("RIFF", "AVI ").Chunk("LIST", Filling(4)), "form=541677121 LIST 4@12");
+    Expect("another magic", Riff("FORM"), "not RIFF riff=0 form=0");
+    Expect("11 bytes of another magic", Riff("FORM").Cut(11), kNothing);
 }
 
-TEST_F(Scan, Ds64) {
-    const auto sized = [](std::size_t size) {
-        return Riff().Chunk("ds64", Bytes(size, 3)).Chunk("data", Filling(4));
-    };
-    Ds64Image full = {.dataSize = 3, .rows{5459, {kOtherId, 2}}};
+// clang-format off
+TEST_F(Scan, SizesOfDs64) {
+    const auto sized = [](std::size_t size) { return Riff().Chunk("ds64", Bytes(size, 3)).Chunk("data", Filling(4)); };
+    Expect("27 bytes", sized(27), "ds64 27@12 data 4@48");
+    Expect("65,537 bytes", sized(65537), "ds64 65537@12 data 4@65558");
+    Expect("65,536 bytes, table too large", sized(65536), "riff=217020518514230019 ds64 65536@12 data 4@65556");
+    Ds64Image full = {.dataSize = 3, .rows{5459, {FourCC("othr"), 2}}};
     full.rows[0].second = 1;
-    Check({
-        {"27 bytes", sized(27), "ds64 27@12 data 4@48"},
-        {"65,537 bytes", sized(65537), "ds64 65537@12 data 4@65558"},
-        {"65,536 bytes, table too large", sized(65536), "riff=217020518514230019 ds64 65536@12 data 4@65556"},
-        {"the largest table, the first row of an id counts", Riff().Chunk("ds64", full).Unpadded("othr", {1}),
-         "riff=0 ds64 65536@12 othr 1@65556"},
-        {"rows times 12 beyond 32 bits",
-         Riff().Chunk("ds64", Ds64Image{.dataSize = 3, .tableLength = 0x15555556}).Unpadded("data", Filling(3)),
-         "riff=0 ds64 28@12 data 3@48"},
-        {"not the first chunk",
-         Riff().Chunk("LIST", {1, 2}).Chunk("ds64", Ds64Image{.dataSize = 1}).Chunk("data", Filling(4)),
-         "LIST 2@12 ds64 28@22 data 4@58"},
-    });
+    Expect("the largest table, the first row of an id counts", Riff().Chunk("ds64", full).Unpadded("othr", {1}),
+           "riff=0 ds64 65536@12 othr 1@65556");
+    const Ds64Image wrapping{.dataSize = 3, .tableLength = 0x15555556};
+    Expect("rows times 12 beyond 32 bits", Riff().Chunk("ds64", wrapping).Unpadded("data", Filling(3)),
+           "riff=0 ds64 28@12 data 3@48");
 }
 
-// Another chunk follows a chunk whose size is at a limit of its field; the data between is a hole.
 TEST_F(Scan, SizeFieldsAtTheirLimits) {
     for (const std::uint64_t size : {0x7FFFFFFFull, 0x80000000ull, 0xFFFFFFFFull}) {
         const std::uint64_t end = 20 + size + size % 2;
         const std::string text = std::to_string(size);
-        Check({
-            {"chunk", Riff().Header("othr", size), "othr " + text + "@12 LIST 4@" + std::to_string(end), end,
-             Image().Chunk("LIST", Filling(4))},
-            {"data chunk", Riff().Header("data", size), "data " + text + "@12", 20 + size},
-        });
+        Expect("chunk", Riff().Header("othr", size), "othr " + text + "@12 LIST 4@" + std::to_string(end), end,
+               Image().Chunk("LIST", Filling(4)));
+        Expect("data chunk", Riff().Header("data", size), "data " + text + "@12", 20 + size);
     }
-    const auto large = [](std::uint64_t riffSize, std::uint64_t dataSize, std::uint64_t listSize) {
-        return Riff("RF64").Chunk("ds64", Ds64Image{riffSize, dataSize, {{FourCC("LIST"), listSize}}});
-    };
     for (const std::uint64_t size : {6 * kGiB, std::uint64_t{1} << 63, ~std::uint64_t{0}})
-        Check({
-            {"data size, a file cut inside", large(size, size, 0).Header("data", 0xFFFFFFFF),
-             "riff=" + std::to_string(size) + " ds64 40@12 data 5368709052@60", 5 * kGiB},
-            {"row", large(1, 1, size).Header("LIST", 0).Fill(20, 9), "riff=1 ds64 40@12 LIST 20@60"},
-            {"row of the chunk after an empty data chunk",
-             large(1, 0, size).Header("data", 0).Header("LIST", 1).Fill(20, 9), "riff=1 ds64 40@12 data 28@60!"},
-        });
+        Expect("data size, a file cut inside",
+               Riff("RF64").Chunk("ds64", Ds64Image{size, size}).Header("data", 0xFFFFFFFF),
+               "riff=" + std::to_string(size) + " ds64 28@12 data 5368709064@48", 5 * kGiB);
 }
 // clang-format on
 
@@ -110,12 +74,12 @@ TEST_F(Scan, Holes) {
     const Image start = Riff().Chunk("LIST", {1, 2}), end = Image().Chunk("othr", Filling(4));
     for (const bool findsHoles : {true, false}) {
         faults::SystemCalls() = {.findsHoles = findsHoles};
-        Check({{"then a chunk", start, "LIST 2@12 othr 4@1048574", 1048574, end},
-               {"then a chunk, four bytes earlier: its id is read as a size", start, "LIST 2@12", 1048570,
-                end}});
+        Expect("then a chunk", start, "LIST 2@12 othr 4@1048574", 1048574, end);
+        Expect("then a chunk, four bytes earlier: its id is read as a size", start, "LIST 2@12", 1048570,
+               end);
     }
     faults::SystemCalls() = {};
-    Check({{"up to the end", start, "LIST 2@12", 1000 * kGiB}});
+    Expect("up to the end", start, "LIST 2@12", 1000 * kGiB);
     EXPECT_LE(faults::SystemCalls().bytesRead, 65536u);
 }
 
@@ -165,8 +129,8 @@ TEST_F(Scan, AgreesWithTheModelOnRandomImages) {
     for (int i = 0; i < 20'000; ++i) {
         const Bytes image = RandomImage(random);
         Put(image);
-        const std::string expected = models::Scan(image).Result();
-        ASSERT_EQ(ScanIt(), expected) << "image " << i << testing::PrintToString(image);
+        const std::string expected = models::ScanModel(image).Result();
+        ASSERT_EQ(Result(), expected) << "image " << i << testing::PrintToString(image);
         for (const char* text : {"@", "!", "failed"})
             counts[text] += expected.find(text) != std::string::npos;
     }

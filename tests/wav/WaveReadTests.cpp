@@ -13,10 +13,7 @@ namespace {
 
 constexpr std::uint16_t kExtensible = 0xFFFE;
 
-class WaveRead : public WaveTest {
-protected:
-    using Range = std::pair<std::int64_t, std::int64_t>; // offset and count
-};
+class WaveRead : public WaveTest {};
 
 FormatImage Extensible(std::uint16_t inChannels, std::uint32_t inMask, std::uint16_t inSubformat,
                        const Bytes& inGuidEnd = kPlainGuidEnd) {
@@ -26,7 +23,7 @@ FormatImage Extensible(std::uint16_t inChannels, std::uint32_t inMask, std::uint
             .tail = ExtensibleTail(16, inMask, inSubformat, inGuidEnd)};
 }
 
-/// What the open makes of a format, such as "250 x 2 bytes, 16 bit int: 100 101".
+/// What the open makes of a file, such as "250 x 2 bytes, 16 bit int: 100 101".
 std::string Describe(const WaveFile& inFile) {
     std::ostringstream text;
     constexpr const char* kTypes[] = {"none", "int", "float", "float of 32768", "float of 8388608"};
@@ -34,6 +31,8 @@ std::string Describe(const WaveFile& inFile) {
          << inFile.GetSampleBitDepth() << " bit " << kTypes[inFile.GetSampleType()] << ':';
     for (const auto channel : inFile.GetChannelLayout())
         text << ' ' << channel.Value();
+    text << (inFile.IsRf64Format() ? "" : ", chunks")
+         << (inFile.IsRecoveredTruncatedFile() ? ", recovered" : "");
     return text.str();
 }
 
@@ -79,7 +78,6 @@ TEST_F(WaveRead, WhatTheFormatMeans) {
     const struct { FormatImage format; DeinterleaveFunction routine; const char* meaning; } kCases[] = {
         {mono(1, 1, 8), DeInterleave8Bit, "1003 x 1 bytes, 8 bit int: 102"},
         {{}, DeInterleave16Bit, "250 x 2 bytes, 16 bit int: 100 101"},
-        {mono(1, 2, 12), nullptr, "501 x 2 bytes, 12 bit int: 102"},
         {mono(1, 3, 24), DeInterleave24Bit, "334 x 3 bytes, 24 bit int: 102"},
         {mono(1, 3, 20), nullptr, "334 x 3 bytes, 20 bit int: 102"},
         {mono(1, 4, 17), DeInterleave32Bit, "250 x 4 bytes, 17 bit int: 102"},
@@ -100,7 +98,6 @@ TEST_F(WaveRead, WhatTheFormatMeans) {
         {{.channels = 0xFFFF}, DeInterleave32Bit, "-250 x 4 bytes, 16 bit int:"},
         // Layouts
         {Extensible(2, 0x600, 1), DeInterleave16Bit, "250 x 2 bytes, 16 bit int: 109 110"},
-        {Extensible(1, 0, 3), DeInterleave16Bit, "501 x 2 bytes, 16 bit float: 0"},
         {ambisonic(3, 3, 3), DeInterleave16Bit, "167 x 2 bytes, 16 bit float: 134 135 136"},
         {ambisonic(5, 0x3F), DeInterleave16Bit, "100 x 2 bytes, 16 bit int: 134 135 136 103 104"},
         {ambisonic(6, 0x3F), DeInterleave16Bit, "83 x 2 bytes, 16 bit int: 134 135 136 137 104 105"},
@@ -126,22 +123,19 @@ TEST_F(WaveRead, WhatTheFormatMeans) {
 }
 
 TEST_F(WaveRead, FilesWithoutSamplesAndUnfinishedOnes) {
-    // clang-format off
-    const struct { const char* name; Bytes image; std::int64_t frames; bool rf64, recovered; } kCases[] = {
-        {"no data", Wave(), 0, true, false},
-        {"empty data", Wave().Chunk("data", {}).Chunk("LIST", Filling(4)), 0, true, false},
-        {"size never written", Wave().Header("data", 0).Add(Filling(1003)), 250, true, true},
-        {"the same in the second", Wave().Chunk("data", Filling(8)).Header("data", 0).Add(Filling(9)), 4, false, true},
-        {"cut", Wave().Header("data", 5000).Add(Filling(1003)), 250, true, false},
-    };
-    // clang-format on
-    for (const auto& row : kCases) {
-        SCOPED_TRACE(row.name);
-        const auto file = Open(row.image);
+    const std::pair<Bytes, std::string> kCases[] = {
+        {Wave(), "0"},
+        {Wave().Chunk("data", {}).Chunk("LIST", Filling(4)), "0"},
+        {Wave().Header("data", 0).Add(Filling(1003)), "250, recovered"},
+        {Wave().Chunk("data", Filling(8)).Header("data", 0).Add(Filling(9)), "4, chunks, recovered"},
+        {Wave().Header("data", 5000).Add(Filling(1003)), "250"}};
+    for (const auto& [image, expected] : kCases) {
+        const auto file = Open(image);
         ASSERT_NE(file, nullptr);
-        EXPECT_TRUE(file->IsRf64Format() == row.rf64 && file->IsRecoveredTruncatedFile() == row.recovered);
-        EXPECT_EQ(file->GetSampleCount(), row.frames);
-        EXPECT_EQ(Read(*file, 0, 8), row.frames > 0 ? Filling(8) : Bytes());
+        const std::size_t comma = std::min(expected.find(','), expected.size());
+        EXPECT_EQ(Describe(*file),
+                  expected.substr(0, comma) + " x 2 bytes, 16 bit int: 100 101" + expected.substr(comma));
+        EXPECT_EQ(Read(*file, 0, 8), expected != "0" ? Filling(8) : Bytes());
     }
 }
 
@@ -149,19 +143,23 @@ TEST_F(WaveRead, RangesThatAreRefused) {
     const auto file = Open(Wave().Chunk("data", Filling(1499)).Chunk("LIST", Filling(50)));
     ASSERT_NE(file, nullptr);
     unsigned char byte = 0x11;
-    for (const auto& [offset, count] :
-         {Range{1499, 1}, {INT64_MAX, 1}, {INT64_MAX, INT64_MAX}, {-1, 1}, {0, -1}, {INT64_MIN, 2}})
-        EXPECT_FALSE(file->ReadSampleBytes(offset, count, &byte)) << offset << ", " << count;
-    for (const auto& [offset, count] :
-         {Range{1, 58}, {58, 1}, {59, 0}, {INT64_MAX, INT64_MAX}, {1, INT64_MAX}, {-1, 1}, {0, -1}})
-        EXPECT_FALSE(file->ReadMetadataChunk(0, offset, count, &byte)) << offset << ", " << count;
+    const auto noSamples = [&](std::int64_t offset, std::int64_t count) {
+        return !file->ReadSampleBytes(offset, count, &byte);
+    };
+    const auto noChunk = [&](std::int64_t offset, std::int64_t count) {
+        return !file->ReadMetadataChunk(0, offset, count, &byte);
+    };
+    EXPECT_TRUE(noSamples(1499, 1) && noSamples(INT64_MAX, 1) && noSamples(INT64_MAX, INT64_MAX));
+    EXPECT_TRUE(noSamples(-1, 1) && noSamples(0, -1) && noSamples(INT64_MIN, 2));
+    EXPECT_TRUE(noChunk(1, 58) && noChunk(58, 1) && noChunk(59, 0) && noChunk(1, INT64_MAX));
+    EXPECT_TRUE(noChunk(INT64_MAX, INT64_MAX) && noChunk(-1, 1) && noChunk(0, -1));
+    EXPECT_FALSE(file->ReadSampleBytes(0, 0, nullptr) || file->ReadMetadataChunk(0, 0, 1, nullptr));
     std::uint32_t id = 1;
     std::int64_t size = 2;
     double position = 3;
     for (const std::int32_t index : {-1, 1, INT32_MIN, INT32_MAX})
         EXPECT_FALSE(file->GetMetadataInfo(index, id, size, position) ||
                      file->ReadMetadataChunk(index, 0, 1, &byte));
-    EXPECT_FALSE(file->ReadSampleBytes(0, 0, nullptr) || file->ReadMetadataChunk(0, 0, 1, nullptr));
     EXPECT_TRUE(byte == 0x11 && id == 1 && size == 2 && position == 3);
     EXPECT_TRUE(file->ReadSampleBytes(INT64_MAX, 0, &byte) && file->ReadMetadataChunk(0, 58, 0, &byte));
     EXPECT_TRUE(mLog.empty()) << "nothing of this is a failed read";
