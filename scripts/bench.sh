@@ -29,6 +29,8 @@ Files of 4 MiB in memory-backed storage, decoded and encoded by blocks of 16 KiB
 
 TEXT
     $programs/whole_job_benchmarks
+    printf '\n## Blocks of frames: times a call for each channel\n\n'
+    $programs/frame_benchmarks
     printf '\n## Sample routines, in cache\n\n'
     $programs/kernel_benchmarks --benchmark_format=csv 2> /dev/null | python3 benchmarks/table.py kernels
     printf '\n## Peaks: ten million blocks, by the length of a point\n\n'

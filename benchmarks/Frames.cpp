@@ -1,0 +1,133 @@
+// Blocks of frames, all channels at once, beside one call of the single routines for each channel: after a
+// swap where samples are big-endian, and after a plain rounding loop where integers are narrower than floats.
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include <time.h>
+
+#include "kelaudiofile/DeInterleave.h"
+#include "kelaudiofile/Frames.h"
+#include "kelaudiofile/Interleave.h"
+
+using namespace kelaudiofile;
+
+namespace {
+
+constexpr int kFrames = 4096, kRounds = 41;
+
+double ThreadSeconds() {
+    timespec time;
+    ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+template <typename Work>
+double SecondsFor(int inRepeats, const Work& inWork) {
+    const double start = ThreadSeconds();
+    for (int i = 0; i < inRepeats; ++i)
+        inWork();
+    return ThreadSeconds() - start;
+}
+
+/// @return the median of how many times as fast ours is, both taking turns.
+template <typename Ours, typename Other>
+double Speed(const Ours& inOurs, const Other& inOther) {
+    SecondsFor(1, inOurs);
+    const int repeats = std::max(1, static_cast<int>(0.002 / std::max(SecondsFor(1, inOther), 1e-7)));
+    std::vector<double> ratios;
+    for (int round = 0; round < kRounds; ++round) {
+        const double ours = SecondsFor(repeats, inOurs);
+        ratios.push_back(SecondsFor(repeats, inOther) / ours);
+    }
+    std::nth_element(ratios.begin(), ratios.begin() + kRounds / 2, ratios.end());
+    return ratios[kRounds / 2];
+}
+
+struct Kind {
+    const char* name;
+    SampleFormat format;
+    DeinterleaveFunction decode;
+    ConversionFunction encode;     ///< null where integers are rounded
+    ConversionFunction interleave; ///< or swaps
+    bool isSwapped;
+};
+
+const SampleFormat kBig16 = {SampleCoding::kInteger, 2, ByteOrder::kBigEndian, false};
+const Kind kKinds[] = {
+    {"16 bit", {SampleCoding::kInteger, 2}, DeInterleave16Bit, nullptr, Interleave16Bits, false},
+    {"24 bit", {SampleCoding::kInteger, 3}, DeInterleave24Bit, nullptr, Interleave24Bits, false},
+    {"32 bit", {SampleCoding::kInteger, 4}, DeInterleave32Bit, Interleave32BitInteger, nullptr, false},
+    {"float", {SampleCoding::kFloat_1, 4}, DeInterleave32BitFloat_1, Interleave32BitFloat_1, nullptr, false},
+    {"16 bit big-endian", kBig16, DeInterleave16Bit, nullptr, Swizzle16Bit, true},
+};
+
+void RoundPlainly(const float* in, unsigned char* out, int inBytes) {
+    const float fullScale = static_cast<float>(1 << (8 * inBytes - 1));
+    for (int i = 0; i < kFrames; ++i) {
+        const auto sample = std::lrint(std::clamp(in[i] * fullScale, -fullScale, fullScale - 1));
+        for (int b = 0; b < inBytes; ++b)
+            *out++ = static_cast<unsigned char>(sample >> (8 * b));
+    }
+}
+
+void Compare(const Kind& inKind, int inChannels) {
+    const int bytes = inKind.format.bytesPerSample;
+    std::vector<unsigned char> file(static_cast<std::size_t>(kFrames * inChannels * bytes)), swapped = file;
+    std::vector<unsigned char> samples(static_cast<std::size_t>(kFrames * bytes));
+    std::vector<std::vector<float>> floats(static_cast<std::size_t>(inChannels), std::vector<float>(kFrames));
+    std::vector<float*> planes;
+    for (auto& plane : floats) {
+        for (std::size_t i = 0; i < plane.size(); ++i)
+            plane[i] = std::sin(static_cast<float>(i) * 0.01f) * 0.9f;
+        planes.push_back(plane.data());
+    }
+    const auto encode = [&] { EncodeFrames(inKind.format, planes.data(), file.data(), kFrames, inChannels); };
+    const auto encodeEach = [&] {
+        for (int c = 0; c < inChannels; ++c) {
+            unsigned char* const out = file.data() + c * bytes;
+            if (inKind.encode)
+                inKind.encode(planes[static_cast<std::size_t>(c)], out, kFrames, inChannels);
+            else {
+                RoundPlainly(planes[static_cast<std::size_t>(c)], samples.data(), bytes);
+                inKind.interleave(samples.data(), out, kFrames * (inKind.isSwapped ? bytes : 1), inChannels);
+            }
+        }
+    };
+    const auto decode = [&] { DecodeFrames(inKind.format, file.data(), planes.data(), kFrames, inChannels); };
+    const auto decodeEach = [&] {
+        const unsigned char* from = file.data();
+        if (inKind.isSwapped) {
+            inKind.interleave(from, swapped.data(), static_cast<std::int32_t>(file.size()), 1);
+            from = swapped.data();
+        }
+        for (int c = 0; c < inChannels; ++c)
+            inKind.decode(from + c * bytes, planes[static_cast<std::size_t>(c)], kFrames, inChannels);
+    };
+    encodeEach();
+    const auto expectedFile = file;
+    encode();
+    decodeEach();
+    const auto expectedFloats = floats;
+    decode();
+    if (file != expectedFile || floats != expectedFloats) {
+        std::fprintf(stderr, "%s, %d channels: differs from single channels\n", inKind.name, inChannels);
+        std::exit(1);
+    }
+    std::printf("| %s, %d channels | %.2f | %.2f |\n", inKind.name, inChannels, Speed(decode, decodeEach),
+                Speed(encode, encodeEach));
+}
+
+} // namespace
+
+int main() {
+    std::printf("| %d frames of | Decoding | Encoding |\n|---|---|---|\n", kFrames);
+    for (const Kind& kind : kKinds)
+        for (const int channels : {2, 4, 6, 8, 16})
+            Compare(kind, channels);
+}
