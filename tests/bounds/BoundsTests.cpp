@@ -219,6 +219,19 @@ TEST_F(Bounds, OfWaveFiles) {
         HashWaveFile([](const unsigned char*, std::uint64_t) {}, mPathText, false);
         return true;
     });
+    Put(Wave().Chunk("data", Bytes(4 * 20 * 8192)));
+    ExpectAtMost("hash, 20 blocks", {.calls = 30, .allocations = 40, .memory = 150'000}, [this] {
+        HashWaveFile([](const unsigned char*, std::uint64_t) {}, mPathText, false);
+        return true;
+    });
+    mFile = Create();
+    const Bytes block(32'768);
+    ExpectAtMost("write, blocks in order", {.calls = 51, .allocations = 0}, [&] {
+        bool isWritten = true;
+        for (std::size_t i = 0; i < 50; ++i)
+            isWritten = isWritten && wave_tests::Write(*mFile, i * block.size(), block) == 0;
+        return isWritten;
+    });
 }
 
 TEST_F(Bounds, OfAiffFiles) {

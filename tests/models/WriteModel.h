@@ -22,25 +22,25 @@ public:
     }
 
     int Write(std::int64_t inOffset, const Bytes& inBytes) {
-        if (mClosed || mMetadatum != 0 || inOffset < mLowest || (!mFormat.anyOrder && inOffset != mNext) ||
+        if (mClosed || mMetadatum != 0 || inOffset < lowest || (!mFormat.anyOrder && inOffset != next) ||
             (mSamplesEnded && mFormat.rf64))
             return Error::kWriteRefused;
         if (mData == 0)
             BeginData(mSamplesEnded ? inOffset : 0);
-        if (!mFormat.rf64 && inOffset - mLowest + std::ssize(inBytes) >= std::int64_t{1} << 32) {
+        if (!mFormat.rf64 && inOffset - lowest + std::ssize(inBytes) >= std::int64_t{1} << 32) {
             EndData();
             BeginData(inOffset);
         }
-        mCursor = mData + 8 + static_cast<std::uint64_t>(inOffset - mLowest);
+        mCursor = mData + 8 + static_cast<std::uint64_t>(inOffset - lowest);
         Put(inBytes);
-        mNext = inOffset + std::ssize(inBytes);
+        next = inOffset + std::ssize(inBytes);
         return Error::kNoError;
     }
     bool FinishSamples() {
         if (!mClosed && mData != 0) {
             EndData();
             mData = 0;
-            mLowest = mNext;
+            lowest = next;
             mSamplesEnded = true;
         }
         return !mClosed;
@@ -79,11 +79,12 @@ public:
         return mClosed = true;
     }
 
-    const Bytes& File() const { return mFile; }
-    std::int64_t NextOffset() const { return mNext; }
-    std::int64_t LowestOffset() const { return mLowest; }
     /// What a reader would count: a gap between two `data` chunks is not in the file.
-    std::int64_t SampleByteCount() const { return mEarlier + std::max<std::int64_t>(mNext - mLowest, 0); }
+    std::int64_t SampleByteCount() const { return mEarlier + std::max<std::int64_t>(next - lowest, 0); }
+
+    Bytes file;
+    std::int64_t next = 0;   ///< offset after the last block
+    std::int64_t lowest = 0; ///< where the open `data` chunk begins
 
 private:
     void Put(const Bytes& inBytes) {
@@ -92,8 +93,8 @@ private:
     }
     void Patch(const Bytes& inBytes, std::uint64_t inPosition) {
         if (!inBytes.empty())
-            mFile.resize(std::max<std::size_t>(mFile.size(), inPosition + inBytes.size()));
-        std::copy(inBytes.begin(), inBytes.end(), mFile.begin() + static_cast<std::ptrdiff_t>(inPosition));
+            file.resize(std::max<std::size_t>(file.size(), inPosition + inBytes.size()));
+        std::copy(inBytes.begin(), inBytes.end(), file.begin() + static_cast<std::ptrdiff_t>(inPosition));
     }
     std::uint64_t Begin(std::uint32_t inId) {
         Put(Image().U32(inId).U32(0));
@@ -106,20 +107,17 @@ private:
     }
     void BeginData(std::int64_t inOffset) {
         mData = Begin(FourCC("data"));
-        mLowest = inOffset;
+        lowest = inOffset;
     }
-    std::uint64_t EndOfSamples() const { return mData + 8 + static_cast<std::uint64_t>(mNext - mLowest); }
+    std::uint64_t EndOfSamples() const { return mData + 8 + static_cast<std::uint64_t>(next - lowest); }
     void EndData() {
-        mEarlier += mNext - mLowest;
+        mEarlier += next - lowest;
         End(mData, EndOfSamples());
     }
-    void CountFile() { Patch(Image().U32(mFile.size() - 8), 4); }
+    void CountFile() { Patch(Image().U32(file.size() - 8), 4); }
 
     Format mFormat;
-    Bytes mFile;
     std::uint64_t mCursor = 0, mData = 0, mMetadatum = 0; ///< positions; of open chunks, 0 if there is none
-    std::int64_t mNext = 0;                               ///< offset after the last block
-    std::int64_t mLowest = 0;                             ///< where the open `data` chunk begins
     std::int64_t mEarlier = 0;                            ///< sample bytes of the chunks before
     bool mSamplesEnded = false, mClosed = false;
 };
@@ -174,7 +172,7 @@ private:
         if (mDifference.empty() && !inAgree)
             mDifference = mLog.str();
     }
-    void ExpectBytes() { Expect("the bytes of the file", testing_support::ReadFile(mPath) == mModel.File()); }
+    void ExpectBytes() { Expect("the bytes of the file", testing_support::ReadFile(mPath) == mModel.file); }
 
     Bytes SomeBytes() {
         static constexpr std::array<std::uint32_t, 4> kLimits = {4, 40, 4000, 70'000};
@@ -183,13 +181,13 @@ private:
     std::int64_t SomeOffset() {
         switch (mChoose(4)) {
         case 0:
-            return mModel.LowestOffset() + mChoose(3000);
+            return mModel.lowest + mChoose(3000);
         case 1: // so far that plain RIFF goes on in a new chunk
-            return mFormat.rf64 ? 0 : mModel.LowestOffset() + (std::int64_t{1} << 32) + mChoose(9);
+            return mFormat.rf64 ? 0 : mModel.lowest + (std::int64_t{1} << 32) + mChoose(9);
         case 2:
-            return mModel.LowestOffset() - 1 - mChoose(5);
+            return mModel.lowest - 1 - mChoose(5);
         default:
-            return mModel.NextOffset() + mChoose(9) - 4;
+            return mModel.next + mChoose(9) - 4;
         }
     }
     void WriteAt(std::int64_t inOffset) {
@@ -207,7 +205,7 @@ private:
     void Step() {
         switch (mChoose(16)) {
         default:
-            return WriteAt(mModel.NextOffset());
+            return WriteAt(mModel.next);
         case 6:
             return WriteAt(SomeOffset());
         case 7:

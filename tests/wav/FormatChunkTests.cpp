@@ -120,21 +120,19 @@ TEST_F(FormatChunk, TagsAndSubformats) {
         {0x31, "GSM", "unknown", "unknown"}, {0x101, "unknown", "unknown", "unknown"},
     };
     // clang-format on
+    const auto expect = [&](const std::string& coding, std::uint16_t tag, const Bytes& tail) {
+        EXPECT_TRUE(Describe(Decode(FormatImage{.tag = tag, .tail = tail})).starts_with(coding + ' '))
+            << coding;
+    };
     for (const auto& row : kTags) {
-        const auto subformat = [&](const Bytes& guidEnd) {
-            const std::string text = Describe(
-                Decode(FormatImage{.tag = kExtensible, .tail = ExtensibleTail(16, 3, row.tag, guidEnd)}));
-            return text.substr(0, text.find(" 65534"));
-        };
-        EXPECT_EQ(Describe(Decode(FormatImage{.tag = row.tag})),
-                  row.plain + (' ' + std::to_string(row.tag)) + ", 2 x 2 bytes, 16 bits");
-        EXPECT_EQ(subformat(kPlainGuidEnd), row.subformat) << row.tag;
-        EXPECT_EQ(subformat(kAmbisonicGuidEnd), row.ambisonic) << row.tag;
-        for (std::size_t i = 0; i < kPlainGuidEnd.size(); ++i) { // every byte of a subformat counts
-            Bytes end = kPlainGuidEnd;
-            end[i] ^= 0x20;
-            EXPECT_EQ(subformat(end), "unknown") << i;
-        }
+        expect(row.plain, row.tag, {});
+        expect(row.subformat, kExtensible, ExtensibleTail(16, 3, row.tag));
+        expect(row.ambisonic, kExtensible, ExtensibleTail(16, 3, row.tag, kAmbisonicGuidEnd));
+    }
+    for (std::size_t i = 0; i < kPlainGuidEnd.size(); ++i) { // every byte of a subformat counts
+        Bytes end = kPlainGuidEnd;
+        end[i] ^= 0x20;
+        expect("unknown", kExtensible, ExtensibleTail(16, 3, 1, end));
     }
 }
 
@@ -143,19 +141,10 @@ TEST_F(FormatChunk, ChunksThatCannotBeRead) {
     EXPECT_EQ(Describe(Decode(FormatImage(), 65537)), "too large: " + kNothing) << "before anything is read";
     EXPECT_EQ(Describe(Decode(FormatImage(), INT64_MIN)), "failed: " + kNothing);
     EXPECT_EQ(Describe(Decode(FormatImage(), 17)), "failed: " + kNothing) << "past the end of the file";
-
-    RiffChunkReader::RiffFileInfo info;
-    const auto read = [&](const char* name) {
-        return Describe(WaveFormatChunkReader(mFolder.File(name), info, false).GetAudioCharacteristics());
-    };
-    info.chunks = {{FourCC("LIST"), 16, 0, 5, false}};
     faults::SystemCalls() = {};
-    EXPECT_EQ(read("file"), "not found: " + kNothing);
+    const WaveFormatChunkReader reader(mFolder.File("file"), RiffChunkReader::RiffFileInfo(), false);
+    EXPECT_EQ(Describe(reader.GetAudioCharacteristics()), "not found: " + kNothing);
     EXPECT_EQ(faults::SystemCalls().calls, 0u) << "without a format chunk the file is not touched";
-    info.chunks.insert(info.chunks.end(),
-                       {{FourCC("fmt "), 16, 0, 5, false}, {FourCC("fmt "), 99, 0, 5, false}});
-    EXPECT_EQ(read("file"), kPlain);
-    EXPECT_EQ(read("none"), "failed: " + kNothing);
 }
 
 namespace {
@@ -215,28 +204,31 @@ TEST_F(FormatChunk, TheShortestFormThatSaysTheRecord) {
         EXPECT_EQ(Written(row.record), row.expected) << row.name;
 }
 
+// Of a stereo record with three extra bytes.
 TEST_F(FormatChunk, DebugSettingsForceAForm) {
     using kelcore::ToUTF8String;
     auto& settings = kelcore::debug::DebugDatabase::Instance();
-    const auto set = [&](const char* key, const char* text) {
-        settings.RemoveEntry(ToUTF8String(key));
-        if (text != nullptr)
-            settings.SetEntry(ToUTF8String(key), ToUTF8String(text));
+    const auto specify = ToUTF8String("kelaudiofile.SpecifyWaveFormatStruct"),
+               size = ToUTF8String("kelaudiofile.WaveFormatStructSize");
+    const auto written = [&](const char* specifyText, const char* sizeText) {
+        settings.SetEntry(specify, ToUTF8String(specifyText));
+        settings.SetEntry(size, ToUTF8String(sizeText));
+        const std::string text = Written(Record(kStereo, Characteristics::kWaveFormatPCM, {7, 8, 9}));
+        return text.substr(0, text.find(':'));
     };
-    // clang-format off
-    const struct { const char *specify, *size, *written; } kCases[] = { // of a stereo record with three extra bytes
-        {nullptr, "40", "21:"}, {"false", "40", "21:"}, {"True", "40", "21:"}, {"true ", "40", "21:"}, {"true", nullptr, "21:"},
-        {"true", "14", "14:"}, {"true", "16", "16:"}, {"true", "18", "21:"}, {"true", "40", "43:"}, {"true", "40 bytes", "43:"},
-        {"true", "17", "0:"}, {"true", "-40", "0:"}, {"true", "+40", "0:"}, {"true", " 40", "0:"}, {"true", "", "0:"},
-        {"true", "2147483648", "0:"}, {"true", "19", "3:"}, {"true", "2147483647", "3:"},
-    };
-    // clang-format on
-    for (const auto& row : kCases) {
-        set("kelaudiofile.SpecifyWaveFormatStruct", row.specify);
-        set("kelaudiofile.WaveFormatStructSize", row.size);
-        const std::string written = Written(Record(kStereo, Characteristics::kWaveFormatPCM, {7, 8, 9}));
-        EXPECT_TRUE(written.starts_with(row.written)) << row.specify << ", " << row.size << ": " << written;
-    }
-    set("kelaudiofile.SpecifyWaveFormatStruct", nullptr);
-    set("kelaudiofile.WaveFormatStructSize", nullptr);
+    for (const char* text : {"false", "True", "true "})
+        EXPECT_EQ(written(text, "40"), "21") << text;
+    for (const char* text : {"17", "-40", "+40", " 40", "", "2147483648"})
+        EXPECT_EQ(written("true", text), "0") << text;
+    for (const auto& [text, expected] : {std::pair{"14", "14"},
+                                         {"16", "16"},
+                                         {"18", "21"},
+                                         {"40", "43"},
+                                         {"40 bytes", "43"},
+                                         {"19", "3"},
+                                         {"2147483647", "3"}})
+        EXPECT_EQ(written("true", text), expected) << text;
+    settings.RemoveEntry(size);
+    EXPECT_EQ(Written(Record(kStereo)).substr(0, 2), "16") << "the usual form without a size";
+    settings.RemoveEntry(specify);
 }
