@@ -243,6 +243,7 @@ TEST_F(Bounds, OfAiffFiles) {
     const struct { const char* name; int chunks; Bytes image; std::uint64_t hole; Cost most; } kRows[] = {
         {"empty chunks", kMany, mixed + Bytes(1), 0,
          {.calls = 40, .bytesRead = 9 * kMany, .memory = 40 * kMany + kMiB}},
+        {"equal empty chunks", kMany, Repeated(kMany, BigImage().Header("ANNO", 0)) + Bytes(1), 0, {.memory = kMiB}},
         {"zeros", kMany, Bytes(8 * kMany + 1), 0, {.calls = 60, .bytesRead = 9 * kMany, .memory = kMiB}},
         {"a hole", 1 << 30, {}, (8ull << 30) + 1, {.calls = 10, .bytesRead = 65536, .memory = kMiB}},
         {"large chunks", 100, Repeated(100, aiff_tests::Chunk("ANNO", Bytes(20'000))), 0,

@@ -57,25 +57,35 @@ TEST_F(Files, SayWhatFailedAndWhy) {
     const Call remove = [](const File& file) { file.Delete(); };
     const Call create = [](const File& file) { file.Create(false); };
     const Call keep = [](const File& file) { file.Created(); };
-    const Call read = [](const File& file) { char byte; IPlatformByteStream(file, Flags(0)).ReadBlock(&byte, 1); };
     const Call write = [](const File& file) { OPlatformByteStream(file, Flags(1)).WriteBlock("x", 1); };
-    const Call far = [](const File& file) {
+    const Call empty = [](const File& file) { file.Create(true); };
+    const Call read = [](const File& file) { char byte; IPlatformByteStream(file, Flags(0)).ReadBlock(&byte, 1); };
+    const Call readFar = [](const File& file) {
+        char byte;
+        IPlatformByteStream stream(file, Flags(0));
+        stream.CurPos(1ull << 63);
+        stream.ReadBlock(&byte, 1);
+    };
+    const Call writeFar = [](const File& file) {
         OPlatformByteStream stream(file, Flags(1));
         stream.CurPos(1ull << 63);
         stream.WriteBlock("x", 1);
     };
+    const Call setLength = [](const File& file) { OPlatformByteStream(file, Flags(1)).SetLength(1ull << 63); };
     const struct { std::string_view name; Call call; const char* operation; int error; } kRows[] = {
         {"nothing", size, "find the size of", ENOENT}, {"folder", size, "find the size of", EINVAL},
         {kCut, size, "find the size of", EINVAL}, {"nothing", remove, "delete", ENOENT},
-        {kCut, remove, "delete", EINVAL}, {"file", create, "create", EEXIST}, {"link", keep, "create", EEXIST}, {kCut, create, "create", EINVAL},
+        {kCut, remove, "delete", EINVAL}, {"file", create, "create", EEXIST}, {"link", keep, "create", EEXIST},
+        {kCut, create, "create", EINVAL}, {"folder", empty, "create", EISDIR},
         {"nothing", read, "open", ENOENT}, {"folder", read, "read", EISDIR}, {"pipe", read, "read", ESPIPE},
-        {"nothing", write, "open", ENOENT}, {"pipe", write, "open", ENXIO}, {"file", far, "write", EFBIG},
+        {"nothing", write, "open", ENOENT}, {"pipe", write, "open", ENXIO}, {"file", writeFar, "write", EFBIG},
+        {"file", setLength, "set the length of", EFBIG}, {"file", readFar, "read", 0},
     };
     // clang-format on
     for (const auto& row : kRows) {
-        std::string message = "cannot " + std::string(row.operation) + " '" +
-                              mFolder.Path(row.name).string() +
-                              "': " + std::generic_category().message(row.error);
+        std::string message =
+            "cannot " + std::string(row.operation) + " '" + mFolder.Path(row.name).string() +
+            "': " + (row.error == 0 ? "the file ends too early" : std::generic_category().message(row.error));
         if (const auto zero = message.find('\0'); zero != std::string::npos)
             message.replace(zero, 1, "\\0");
         try {

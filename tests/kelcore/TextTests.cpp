@@ -28,21 +28,28 @@ TEST(Text, IsAStringOfUnsignedBytes) {
     EXPECT_TRUE(ToUTF8String("z") < ToUTF8String("\xC3") && !UTF8Traits::lt('z', 'z'));
     EXPECT_EQ(text.find(static_cast<unsigned char>(0xC3)), 2u);
     EXPECT_EQ(text.find('z', 4), UTF8String::npos);
-    EXPECT_EQ(UTF8String(3, 'x') + UTF8String(), ToUTF8String("xxx"));
+    EXPECT_EQ(UTF8String(3, 'x').insert(1, text.data(), 1), ToUTF8String("xzxx"));
+    for (const char a : {'a', 'b', '\xFF'}) {
+        EXPECT_EQ(UTF8Traits::eq(static_cast<unsigned char>(a), 'b'), a == 'b');
+        EXPECT_EQ(UTF8Traits::eq_int_type(a, 'b'), a == 'b');
+    }
+    EXPECT_NE(UTF8Traits::not_eof(UTF8Traits::eof()), UTF8Traits::eof());
+    EXPECT_EQ(UTF8Traits::not_eof('a'), 'a');
     EXPECT_TRUE(text.get_allocator() == UTF8String().get_allocator());
     EXPECT_FALSE(text.get_allocator() != UTF8String().get_allocator());
 }
 
 TEST(Guid, TextAndPiecesAgree) {
-    const Guid guid("12345678-9abc-DEF0-1122-334455667788", 36);
-    EXPECT_EQ(guid, Guid(0x12345678, 0x9ABC, 0xDEF0, {0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88}));
+    const Guid guid("1234567A-9abf-DEF0-1122-334455667788", 36);
+    EXPECT_EQ(guid, Guid(0x1234567A, 0x9ABF, 0xDEF0, {0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88}));
     std::uint32_t first = 0;
     std::uint16_t second = 0, third = 0;
     Guid::LastBytes last{};
     GuidToComponents(guid, first, second, third, last);
     EXPECT_EQ(Guid(first, second, third, last), guid);
-    EXPECT_EQ(first, 0x12345678u);
-    EXPECT_EQ(second << 16 | third, 0x9ABCDEF0);
+    EXPECT_EQ(first, 0x1234567Au);
+    EXPECT_EQ(second << 16 | third, 0x9ABFDEF0);
+    EXPECT_TRUE(guid != Guid(first, second, third, {}) && !(guid != guid));
     for (const std::string_view other :
          {"12345678x9abc-DEF0-1122-334455667788", "12345678-9abc-DEF0-1122-33445566778g", "1"})
         EXPECT_EQ(Guid(other.data(), other.size()), Guid(0, 0, 0, {})) << other;
@@ -50,6 +57,10 @@ TEST(Guid, TextAndPiecesAgree) {
 
 TEST(TopLevelFunction, RunsOnceAndStopsEveryException) {
     int runs = 0;
+    const std::uint64_t guarded = detail::GuardedCallCount();
+    detail::FunctionalStatistic(true, false);
+    detail::FunctionalStatistic(false, true);
+    EXPECT_EQ(detail::GuardedCallCount(), guarded + 1);
     config::ExecuteTopLevelFunction(config::OneTimeFunction([&] { throw ++runs; }), nullptr);
     EXPECT_EQ(runs, 1);
     config::OneTimeFunction once([&] { ++runs; }), copy(once);
