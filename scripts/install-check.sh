@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs the library shared and static, and builds and runs a small host against it in every way a host may take it:
 # find_package, pkg-config, both again after the install tree was moved, add_subdirectory and FetchContent; with g++ and
-# clang++, as C++17 and C++20. Then: headers alone, exported symbols, nothing that runs at load, Debian packages.
+# clang++, as C++17 and C++20. Then: headers alone and without exceptions, the library on other layers, exported
+# symbols, nothing that runs at load, no trace of the folder that it was built in, Debian packages.
 #   scripts/install-check.sh [--quick]    --quick: g++ as C++17 and clang++ as C++20 only
 #   UPDATE_SYMBOLS=1 scripts/install-check.sh    takes the exported symbols as they are for the list to compare with
 set -euo pipefail
@@ -62,6 +63,33 @@ check_headers_alone() { # prefix
     pass "each header alone: $ways"
 }
 
+check_headers_without_exceptions() { # prefix
+    for compiler in g++ clang++; do
+        for header in "$1"/include/{kelaudiofile,kelcore,kelmediatypes}/*.h; do echo "#include \"$header\""; done |
+            $compiler -std=c++17 -fno-exceptions -fno-rtti "${warnings[@]}" -I"$1/include" -fsyntax-only -x c++ -
+    done
+    pass "headers in hosts without exceptions and run-time types"
+}
+
+names_in() { grep -oE '\b(k[A-Z]\w*|[A-Z]\w*[a-z]\w*|KEL[A-Z]+_\w+|\w+_exception|o[A-Z]\w+|int24_t)\b' | sort -u; }
+
+# Our layers stripped to what docs/architecture.md asks of others: every other name of theirs becomes another one, also
+# where they use it themselves.
+check_replaced_layers() {
+    sed -n '/^## What a layer in place of ours/,/^## How/p' "$top/docs/architecture.md" | names_in > "$work/asked-for"
+    cp -r "$top/support" "$work/layers"
+    local headers=("$work"/layers/*/include/*/*.h)
+    cat "${headers[@]}" | grep -v '#include' | sed 's|//.*||' | names_in | comm -23 - "$work/asked-for" |
+        sed -E 's/.*/s,\\b&\\b,&TakenAway,g/' > "$work/take-away"
+    [ "$(wc -l < "$work/take-away")" -gt 20 ]
+    sed -i -f "$work/take-away" "${headers[@]}"
+    printf '%s\n' "$top"/{wav,aiff}/src/*.cpp "$top"/{convert,peak,id3}/*.cpp |
+        xargs -P "$(nproc)" -n 4 g++ -std=c++20 -fsyntax-only -I"$top/include" -I"$top/bytes/include" \
+            -I"$work/layers/kelcore/include" -I"$work/layers/kelmediatypes/include" \
+            -I"$work/layers/kelaccelerate/include"
+    pass "the library on layers that have nothing but what docs/architecture.md asks for"
+}
+
 check_exports() { # library
     nm -D --defined-only -C "$1" | sed -E 's/^[0-9a-f]+ . //' | LC_ALL=C sort -u > "$work/symbols"
     if [ "${UPDATE_SYMBOLS:-}" = 1 ]; then cp "$work/symbols" "$top/tests/package/symbols.txt"; fi
@@ -96,6 +124,17 @@ check_nothing_runs_at_load() { # library; the measure is what the compiler's sta
     [ "$(initializers "$1")" = "$(initializers "$work/empty.so")" ]
     if readelf -sW "$1" | grep -w IFUNC; then exit 1; fi
     pass "nothing of ours runs at load: no initializers, no ifuncs"
+}
+
+check_builds_alike() { # build folder of the shared library; the other build is of a copy of the sources
+    mkdir "$work/elsewhere"
+    tar -C "$top" --exclude=./build --exclude=./.git -cf - . | tar -C "$work/elsewhere" -xf -
+    logged cmake -G Ninja -S "$work/elsewhere" -B "$work/elsewhere/out" -DKELAUDIOFILE_BUILD_TESTS=OFF \
+        -DKELAUDIOFILE_BUILD_EXAMPLES=OFF
+    logged cmake --build "$work/elsewhere/out" --target kelaudiofile --parallel 2
+    cmp "$1/libkelaudiofile.so" "$work/elsewhere/out/libkelaudiofile.so"
+    rm -rf "$work/elsewhere"
+    pass "a build in another folder gives the same library, byte by byte"
 }
 
 check_needs_nothing_else() { # library
@@ -146,9 +185,12 @@ for shared in ON OFF; do
     check_pkg_config "$work/moved-$kind" $kind moved
 done
 check_headers_alone "$work/moved-shared"
+check_headers_without_exceptions "$work/moved-shared"
+check_replaced_layers
 check_exports "$work/moved-shared/lib/libkelaudiofile.so"
 check_libcxx_host "$work/moved-shared"
 check_nothing_runs_at_load "$work/moved-shared/lib/libkelaudiofile.so"
+check_builds_alike "$work/build-shared"
 check_needs_nothing_else "$work/moved-shared/lib/libkelaudiofile.so"
 check_debian_packages
 

@@ -33,6 +33,14 @@ void TakeBitmap(std::span<const Byte> inData, ChannelLayout& ioLayout) {
             ioLayout[channel++] = ValueOfLabel(bit + 1);
 }
 
+// Channels are compared only: that is all that a layer in place of ours has to allow.
+std::uint32_t LabelOf(kelmediatypes::AudioChannelDescription inChannel) {
+    for (const auto& row : kChannelLabels)
+        if (inChannel == kelmediatypes::AudioChannelDescription(row.value))
+            return row.label;
+    return kMonoLabel;
+}
+
 } // namespace
 
 ChannelLayout ParseChan(std::span<const Byte> inData, std::int16_t inNumChannels) {
@@ -79,7 +87,7 @@ std::vector<Byte> BuildChan(const ChannelLayout& inLayout) {
     bytes::StoreBig32(&data[chan::kNumDescriptions], static_cast<std::uint32_t>(inLayout.size()));
     Byte* description = &data[chan::kDescriptions];
     for (const auto channel : inLayout) {
-        bytes::StoreBig32(description, LabelOfValue(channel.Value()));
+        bytes::StoreBig32(description, LabelOf(channel));
         description += chan::kDescriptionBytes;
     }
     return data;

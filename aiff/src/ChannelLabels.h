@@ -65,11 +65,4 @@ constexpr std::uint32_t ValueOfLabel(std::uint32_t inLabel) {
     return kNoPosition;
 }
 
-constexpr std::uint32_t LabelOfValue(std::uint32_t inValue) {
-    for (const auto& row : kChannelLabels)
-        if (row.value == inValue)
-            return row.label;
-    return kMonoLabel;
-}
-
 } // namespace kelaudiofile::aiff

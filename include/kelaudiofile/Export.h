@@ -10,6 +10,14 @@
 #define KELAUDIOFILE_HIDDEN __attribute__((visibility("hidden")))
 #endif
 
+/// For types used as template arguments of exported instances: clang would otherwise hide those instances.
+/// Exports no symbol of the type.
+#if defined(__clang__)
+#define KELAUDIOFILE_VISIBLE_TYPE __attribute__((type_visibility("default")))
+#else
+#define KELAUDIOFILE_VISIBLE_TYPE
+#endif
+
 /// Uncompressed audio files: wave and AIFF in and out, sample conversion, peak timelines, hashes, ID3 probes.
 ///
 /// Offsets and counts of sample data are bytes unless a name says frames; a frame is one sample of every

@@ -24,7 +24,7 @@ constexpr std::int64_t BlockOffset(std::int64_t inStartOffset, std::uint64_t inI
 } // namespace detail
 
 /// The lowest and the highest value of one block.
-struct KELCORE_VISIBLE_TYPE PeakDatum {
+struct KELAUDIOFILE_VISIBLE_TYPE PeakDatum {
     float min; ///< the lowest value of the block
     float max; ///< the highest value of the block
 

@@ -23,6 +23,9 @@ using Consumer = std::function<void(const unsigned char*, std::uint64_t)>;
 constexpr std::int64_t kBlockFrames =
     8192; // part of the hash: with several channels it decides the order of samples
 
+// Not __FILE__, by which the library would differ with the folder that it is built in.
+constexpr const char kSourceFile[] = "wav/src/HashWaveFile.cpp";
+
 struct AudioRange {
     std::int64_t duration; // frames
     std::int64_t start;
@@ -31,7 +34,7 @@ struct AudioRange {
 kel_exception MakeException(UTF8String inMessage, const char* inFunction, const char* inExpression,
                             std::int64_t inLine) {
     kel_exception exception{kelcore::utility::StringValue(std::move(inMessage))};
-    exception.AddAdditionalData({{kelcore::debug::kDebugSourceFile, ToUTF8String(__FILE__)},
+    exception.AddAdditionalData({{kelcore::debug::kDebugSourceFile, ToUTF8String(kSourceFile)},
                                  {kelcore::debug::kDebugSourceLine, inLine},
                                  {kelcore::debug::kDebugSourceFunction, ToUTF8String(inFunction)},
                                  {kelcore::debug::kDebugExpression, ToUTF8String(inExpression)}});

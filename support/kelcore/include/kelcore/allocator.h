@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <limits>
-#include <new>
 
 #include "kelcore/export.h"
 
@@ -15,7 +14,7 @@ public:
     /// @param inByteCount  bytes wanted; 0 gives a unique address too.
     /// @param ioUnused  holds 0 and stays unread.
     /// @return memory aligned for every fundamental type.
-    /// @throws std::bad_alloc
+    /// @throws std::bad_alloc, always for the largest count of all.
     static void* Allocate(std::size_t inByteCount, std::size_t& ioUnused);
 
     /// Gives memory back.
@@ -39,10 +38,10 @@ public:
     T* allocate(std::size_t inCount) {
         static_assert(alignof(T) <= alignof(std::max_align_t),
                       "MemoryRecycler aligns for fundamental types only");
-        if (inCount > std::numeric_limits<std::size_t>::max() / sizeof(T))
-            throw std::bad_array_new_length();
+        constexpr std::size_t kMost = std::numeric_limits<std::size_t>::max();
         std::size_t unused = 0;
-        return static_cast<T*>(MemoryRecycler::Allocate(inCount * sizeof(T), unused));
+        return static_cast<T*>(
+            MemoryRecycler::Allocate(inCount > kMost / sizeof(T) ? kMost : inCount * sizeof(T), unused));
     }
 
     /// Gives back what allocate returned for the same count.
