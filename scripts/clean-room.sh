@@ -13,26 +13,22 @@ cd "$(dirname "$0")/.."
 
 # The outer half owns the folder. Mounts and processes of the inner half are its own and go with it, however it ends.
 if [ "${1:-}" != --inside ]; then
-    case "${1:-}" in -h | --help) sed -n '2,/^set/s/^# \{0,1\}//p' "$0" && exit ;; esac
     suite=trixie
     case "${1:-}" in bookworm | trixie) suite=$1 && shift ;; esac
     for step; do
-        case "$step" in linking | demo | test | ci) ;; *) echo "clean-room: no such step: $step" >&2 && exit 2 ;; esac
+        case "$step" in linking | demo | test | ci) ;; *) sed -n '2,/^set/s/^# \{0,1\}//p' "$0" && exit 2 ;; esac
     done
     setup clean-room
-    mkdir -p build/clean-room
     room=$(mktemp -d /var/tmp/kelaudiofile-room-XXXXXX)
     inner=
     trap '[ -z "$inner" ] || ! kill -KILL $inner 2>/dev/null || sleep 1; rm -rf --one-file-system "$room"' EXIT
     trap 'exit 1' HUP INT TERM
     unshare --mount --pid --fork --kill-child "scripts/${0##*/}" --inside "$room" "$suite" "$@" </dev/null &
     inner=$!
-    code=0
-    wait $inner || code=$?
+    wait $inner && code=0 || code=$?
     inner=
     exit $code
 fi
-
 room=$2 suite=$3
 shift 3
 [ $# -gt 0 ] || set -- linking demo test ci
@@ -45,7 +41,7 @@ make_system() {
         apt-config dump | grep -E '^Acquire::(Check-|https?::Proxy)' || true
         echo 'APT::Get::Assume-Yes "true"; APT::Install-Recommends "false";'
     } >"$room/base/etc/apt/apt.conf.d/99clean-room"
-    mkdir -p "$room/packages/partial"
+    mkdir -p "$room/packages/partial" build/clean-room
 }
 
 enter() { # SYSTEM SCRIPT
@@ -54,44 +50,28 @@ enter() { # SYSTEM SCRIPT
     mount -t tmpfs tmpfs "$1/dev/shm"
     mount --bind "$room/packages" "$1/var/cache/apt/archives"
     chroot "$1" env -i PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LANG=C.UTF-8 \
-        DEBIAN_FRONTEND=noninteractive sh -exc "apt-get -qq update; cd /home/*/k*; $2"
+        DEBIAN_FRONTEND=noninteractive sh -exc "apt-get -qq update; useradd -m user; cd /home/*/k*; $2"
 }
 
 linking='
-    code() { # LANGUAGE NUMBER SECTION
-        awk -v start="\`\`\`$1" -v number=$2 -v section="## $3" "
-            /^## / { inside = \$0 == section; next }
-            inside && /^\`\`\`/ { on = \$0 == start && ++seen == number; next }
-            inside && on" README.md
-    }
+    code() { sed -n "/^## $1\$/,/^## /{/^\`\`\`$2\$/,/^\`\`\`\$/{/^\`\`\`/!p}}" README.md; }
     mkdir /host
-    code cmake 1 Linking >/host/CMakeLists.txt
-    code cpp 1 "A program" >/host/host.cpp
-    code sh 2 Linking >/host/make.sh
-    printf "RIFF\\54\\0\\0\\0WAVEfmt \\20\\0\\0\\0\\1\\0\\1\\0\\200\\273\\0\\0\\0\\167\\1\\0\\2\\0\\20\\0data\\10\\0\\0\\0" >/host/a.wav
-    printf "\\0\\100\\0\\200\\0\\0\\0\\0" >>/host/a.wav
-    code sh 1 Linking >/host/install.sh
-    sh -ex /host/install.sh
-    cmake -S /host -B /host/build
-    cmake --build /host/build
-    /host/build/host /host/a.wav | grep -x "peak 1"
-    (cd /host && sh -ex make.sh && ./host a.wav | grep -x "peak 1")
+    code "A program" cpp | tee host.cpp >/host/host.cpp
+    code Linking cmake >/host/CMakeLists.txt
+    code Linking sh >/host/commands
+    sh -ex /host/commands
+    cmake -S /host -B /host/build && cmake --build /host/build
+    printf "RIFF\\54\\0\\0\\0WAVEfmt \\20\\0\\0\\0\\1\\0\\1\\0\\200\\273\\0\\0\\0\\167\\1\\0\\2\\0\\20\\0" >a.wav
+    printf "data\\10\\0\\0\\0\\0\\100\\0\\200\\0\\0\\0\\0" >>a.wav
+    test "$(./host a.wav), $(/host/build/host a.wav)" = "peak 1, peak 1"
 
-    useradd -m user
-    cp -r . /home/user/kelaudiofile
-    rm -rf /home/user/kelaudiofile/build
-    su user -c "set -e; cd; cmake -S kelaudiofile -B made >said; cmake --build made; cmake --install made --prefix \$HOME/i"
-    for left_out in tests examples benchmarks; do grep "The $left_out need .*apt-get install .*left out" /home/user/said; done
-    test -e /home/user/i/lib/libkelaudiofile.so.1
+    rm -rf build
+    chown -R user .
+    su user -c "set -e; cmake -S . -B b | tee said; cmake --build b; cmake --install b --prefix i; ls i/lib/*.so"
+    test "$(grep -c "^-- The [a-z]* need .*apt-get install .*: left out" said)" = 3
 '
 demo='scripts/demo.sh; test -s build/demo/waveform.svg'
-test='
-    scripts/test.sh
-    useradd -m user
-    chown -R user .
-    umount -l /proc
-    su user -c scripts/test.sh
-'
+test='scripts/test.sh; chown -R user .; umount -l /proc; su user -c scripts/test.sh'
 ci='bash .ci/run'
 
 echo "Making a minimal Debian $suite"
@@ -99,18 +79,20 @@ make_system >"$room/log" 2>&1 || { cat "$room/log" && exit 1; }
 passed=0 failed=0
 for step; do
     log=$PWD/build/clean-room/$suite-$step.log
-    folder=/home/someone/kelaudiofile
+    folder=/home/someone/kelaudiofile start=$(date +%s)
     [ "$step" != test ] || folder="/home/some one/kelaudiofile 1"
-    start=$(date +%s)
     cp -a "$room/base" "$room/$step"
     mkdir -p "$room/$step$folder"
     git archive HEAD | tar -x -C "$room/$step$folder"
     eval "script=\$$step"
-    outcome=passed
-    (enter "$room/$step" "$script") >"$log" 2>&1 || outcome=FAILED
-    [ $outcome = passed ] || tail -n 60 "$log"
-    echo "$suite, $step: $outcome after $(($(date +%s) - start)) s; see $log"
-    if [ $outcome = passed ]; then passed=$((passed + 1)); else failed=$((failed + 1)); fi
+    outcome="FAILED, as in $log,"
+    if (enter "$room/$step" "$script") >"$log" 2>&1; then
+        outcome=passed passed=$((passed + 1))
+    else
+        failed=$((failed + 1))
+        tail -n 60 "$log"
+    fi
+    echo "$suite, $step: $outcome after $(($(date +%s) - start)) s"
 done
 echo "$passed passed, $failed failed"
 [ $failed = 0 ]

@@ -31,26 +31,19 @@ configure_and_build() { # source, build folder, arguments
     logged cmake --build "$build" --parallel 2
 }
 
-check_find_package() { # prefix, kind, name
+check_hosts() { # prefix, what it is
+    local compiler standard flags
+    read -ra flags <<< "$(PKG_CONFIG_PATH=$1/lib/pkgconfig pkg-config --cflags --libs kelaudiofile) -Wl,-rpath,$1/lib"
     for way in $ways; do
-        local compiler=${way%:*} standard=${way#*:}
+        compiler=${way%:*} standard=${way#*:}
         rm -rf "$work/host"
         configure_and_build "$top/tests/package/find_package" "$work/host" -DCMAKE_PREFIX_PATH="$1" \
             -DCMAKE_CXX_COMPILER=$compiler -DCMAKE_CXX_STANDARD=$standard
         run_host "$work/host/host"
-        pass "find_package, $2, $3, $compiler, C++$standard"
-    done
-}
-
-check_pkg_config() { # prefix, kind, name
-    local flags
-    read -ra flags <<< "$(PKG_CONFIG_PATH=$1/lib/pkgconfig pkg-config --cflags --libs kelaudiofile)"
-    for way in $ways; do
-        local compiler=${way%:*} standard=${way#*:}
-        $compiler -std=c++$standard "${warnings[@]}" "$top/tests/package/host.cpp" -o "$work/pc-host" "${flags[@]}" \
-            -Wl,-rpath,"$1/lib"
+        pass "find_package, $2, $way"
+        $compiler -std=c++$standard "${warnings[@]}" "$top/tests/package/host.cpp" -o "$work/pc-host" "${flags[@]}"
         run_host "$work/pc-host"
-        pass "pkg-config, $2, $3, $compiler, C++$standard"
+        pass "pkg-config, $2, $way"
     done
 }
 
@@ -144,7 +137,7 @@ check_needs_nothing_else() { # library
 }
 
 check_debian_packages() {
-    if ! command -v dpkg-shlibdeps > /dev/null || ! command -v lintian > /dev/null; then
+    if ! type dpkg-shlibdeps lintian help2man &> /dev/null; then
         echo "skipped: Debian packages (sh scripts/setup.sh package brings what they need)"
         return
     fi
@@ -154,10 +147,7 @@ check_debian_packages() {
     # The copyright file waits for a licence.
     logged lintian --fail-on warning,error --suppress-tags no-copyright-file "$work"/debian/*.deb
     pass "Debian packages: lintian has nothing to say"
-    if [ "$(id -u)" != 0 ]; then
-        echo "skipped: install the Debian packages (needs root)"
-        return
-    fi
+    [ "$(id -u)" = 0 ] || { echo "skipped: installing the Debian packages (needs root)" && return; }
     logged dpkg -i "$work"/debian/*.deb
     local flags
     read -ra flags <<< "$(pkg-config --cflags --libs kelaudiofile)"
@@ -178,11 +168,9 @@ for shared in ON OFF; do
     configure_and_build "$top" "$work/build-$kind" -DBUILD_SHARED_LIBS=$shared -DKELAUDIOFILE_BUILD_TESTS=OFF \
         -DKELAUDIOFILE_BUILD_EXAMPLES=OFF -DKELAUDIOFILE_BUILD_BENCHMARKS=OFF -DCMAKE_INSTALL_LIBDIR=lib
     logged cmake --install "$work/build-$kind" --prefix "$work/first-$kind"
-    check_find_package "$work/first-$kind" $kind installed
-    check_pkg_config "$work/first-$kind" $kind installed
+    check_hosts "$work/first-$kind" "$kind, installed"
     mv "$work/first-$kind" "$work/moved-$kind"
-    check_find_package "$work/moved-$kind" $kind moved
-    check_pkg_config "$work/moved-$kind" $kind moved
+    check_hosts "$work/moved-$kind" "$kind, moved"
 done
 check_headers_alone "$work/moved-shared"
 check_headers_without_exceptions "$work/moved-shared"
@@ -194,25 +182,18 @@ check_builds_alike "$work/build-shared"
 check_needs_nothing_else "$work/moved-shared/lib/libkelaudiofile.so"
 check_debian_packages
 
-check_add_subdirectory() { # shared, compiler, standard, whether by FetchContent
+check_building_hosts() { # whether by FetchContent, shared, compiler and standard
     rm -rf "$work/sub" "$work/installed"
-    configure_and_build "$top/tests/package/add_subdirectory" "$work/sub" -DBUILD_SHARED_LIBS=$1 \
-        -DCMAKE_CXX_COMPILER=$2 -DCMAKE_CXX_STANDARD=$3 -DHOST_FETCHES=$4 -DCMAKE_EXPORT_COMPILE_COMMANDS=ON
+    configure_and_build "$top/tests/package/add_subdirectory" "$work/sub" $([ $2 = ON ] || echo -DBUILD_SHARED_LIBS=OFF) \
+        -DCMAKE_CXX_COMPILER=${3%:*} -DCMAKE_CXX_STANDARD=${3#*:} -DHOST_FETCHES=$1 -DCMAKE_EXPORT_COMPILE_COMMANDS=ON
     grep -q 'fPIC.* -O3 .*DeInterleave' "$work/sub/compile_commands.json" # no build type was given
     if grep -e -Werror "$work/sub/compile_commands.json"; then exit 1; fi
     logged cmake --install "$work/sub" --prefix "$work/installed"
     rm -rf "$work/sub"
     run_host "$work/installed/bin/host"
-    pass "$([ $4 = ON ] && echo FetchContent || echo add_subdirectory), installed, shared $1, $2, C++$3"
+    pass "host that builds and installs us, FetchContent $1, shared $2, $3"
 }
-if [ "${1:-}" = --quick ]; then
-    check_add_subdirectory ON clang++ 20 ON
-    check_add_subdirectory OFF g++ 17 OFF
-else
-    for shared in ON OFF; do
-        for way in $ways; do
-            for fetches in ON OFF; do check_add_subdirectory $shared ${way%:*} ${way#*:} $fetches; done
-        done
-    done
-fi
+combinations=$(for shared in ON OFF; do for way in $ways; do printf '%s\n' "ON $shared $way" "OFF $shared $way"; done; done)
+if [ "${1:-}" = --quick ]; then combinations=$'ON ON clang++:20\nOFF OFF g++:17'; fi
+while read -r combination; do check_building_hosts $combination < /dev/null; done <<< "$combinations"
 echo "$passed passed, 0 failed"
