@@ -96,12 +96,7 @@ TEST_F(Files, SayWhatFailedAndWhy) {
             EXPECT_EQ(exception.SystemError(), row.error);
         }
     }
-    EXPECT_EQ(At("link").Size(), 5u);
-}
-
-TEST_F(Files, AreCreatedEmptiedAndDeleted) {
-    At("new").Create(false);
-    EXPECT_EQ(At("new").Size(), 0u);
+    EXPECT_EQ(At("link").Size(), 5u) << "nothing that failed changed anything";
     At("file").Create(true);
     EXPECT_EQ(At("link").Size(), 0u);
     At("file").Delete();
@@ -116,11 +111,11 @@ TEST_F(Files, AreOpenedOnceForAllTheirStreams) {
     Rename("other", "file");
     EXPECT_EQ(opened->Size(), 5u);
     opened.reset();
-    char bytes[3];
+    char bytes[4] = {};
     first->CurPos(1);
     first->ReadBlock(bytes, 1);
     second->ReadBlock(bytes + 1, 2);
-    EXPECT_EQ(std::string(bytes, 3), "212") << "the file that was opened, each stream at a place of its own";
+    EXPECT_STREQ(bytes, "212") << "the file that was opened, each stream at a place of its own";
     first.reset();
     EXPECT_TRUE(mCalls.opens == 1 && mCalls.closes == 0);
     second.reset();

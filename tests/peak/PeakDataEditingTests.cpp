@@ -80,7 +80,6 @@ TEST(PeakDataEditing, WorkedExamples) {
         {"overwrite inside blocks", kAbcd, "overwrite from 150 | 150 100: 9",
          "from 0 | 0 100: 1 | 100 50: 2 | 150 100: 9 | 250 50: 3 | 300 100: 4"},
         {"overwrite by null joins alone", kCut, "overwrite null", kJoined},
-        {"overwrite by no datums", kCut, "overwrite from 150 | 150 10:", kJoined},
         {"overwrite by no length", kAbcd, "overwrite from 200 | 200 0: 9",
          "from 0 | 0 100: 1 2 | 200 0: 9 | 200 100: 3 4"},
         {"overwrite from inside a gap", kGap, "overwrite from 300 | 300 250: 9",

@@ -51,17 +51,12 @@ TEST(PeakStream, HoldsTheSegmentsAsTheyStand) {
 // default-constructed ones.
 TEST(PeakStream, StateAfterAnException) {
     const Bytes whole = StreamOf("from 0 | 0 10: 1 2 | 20 20: 3 | 40 30: 4");
-    const struct {
-        std::size_t length; ///< up to the next row's
-        const char* segments;
-    } kRows[] = {{0, "from 50"},
-                 {4, "from 50 | 0 0: | 0 0: | 0 0:"},
-                 {16, "from 50 | 0 10: 0 0 | 0 0: | 0 0:"},
-                 {32, "from 50 | 0 10: 1 2 | 0 0: | 0 0:"},
-                 {44, "from 50 | 0 10: 1 2 | 0 20: 0 | 0 0:"},
-                 {52, "from 50 | 0 10: 1 2 | 20 20: 3 | 0 0:"},
-                 {64, "from 50 | 0 10: 1 2 | 20 20: 3 | 0 30: 0"},
-                 {72, nullptr}};
+    // clang-format off
+    const struct { std::size_t length; const char* segments; } kRows[] = { // up to the next row's length
+        {0, "from 50"}, {4, "from 50 | 0 0: | 0 0: | 0 0:"}, {16, "from 50 | 0 10: 0 0 | 0 0: | 0 0:"},
+        {32, "from 50 | 0 10: 1 2 | 0 0: | 0 0:"}, {44, "from 50 | 0 10: 1 2 | 0 20: 0 | 0 0:"},
+        {52, "from 50 | 0 10: 1 2 | 20 20: 3 | 0 0:"}, {64, "from 50 | 0 10: 1 2 | 20 20: 3 | 0 30: 0"}, {72, nullptr}};
+    // clang-format on
     for (const auto* row = kRows; row->segments != nullptr; ++row)
         for (std::size_t length = row->length; length < row[1].length; ++length) {
             MemoryFileInput stream(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length)));
