@@ -166,30 +166,3 @@ TEST_F(OutputStream, HoldsOneBufferAndHandsLargeBlocksThrough) {
     EXPECT_EQ(mCalls.writes, 5u);
     EXPECT_EQ(mCalls.calls, mCalls.writes) << "positions cost no call";
 }
-
-// A part is delivered. Of what waits, only the rest waits on; of a block that is not taken, nothing stays.
-TEST_F(OutputStream, WritesThatFailHalfway) {
-    const Bytes content = Pattern(70'000);
-    const auto fails = [&](auto inCall) {
-        mCalls = {.failAt = 1, .error = ENOSPC, .largestTransfer = 5'000};
-        EXPECT_THROW(inCall(), file_exception);
-        mCalls = {};
-    };
-    OBufferedByteStream stream(mPlatform, 32'768, 4'096);
-    stream.WriteBlock(content.data(), 20'000);
-    fails([&] { stream.Flush(); });
-    EXPECT_TRUE(stream.Waiting() == 15'000 && stream.CurPos() == 20'000 && mPlatform.Length() == 5'000);
-    stream.Flush();
-    EXPECT_EQ(mCalls.bytesWritten, 15'000u);
-    stream.CurPos(30'000);
-    fails([&] { stream.WriteBlock(content.data(), 40'000); });
-    EXPECT_TRUE(stream.Waiting() == 0 && stream.CurPos() == 30'000 && mPlatform.Length() == 35'000);
-    fails([&] { mCalls.failAt = 0, stream.RemoveFailedWrites(mPlatform); });
-    stream.RemoveFailedWrites(mPlatform);
-    EXPECT_EQ(ReadFile(mFolder.Path("file")), Bytes(content.begin(), content.begin() + 20'000));
-    fails([&] { stream.WriteBlock(content.data(), 40'000); });
-    stream.WriteBlock(content.data(), 40'000);
-    mCalls = {};
-    stream.RemoveFailedWrites(mPlatform);
-    EXPECT_EQ(mCalls.calls, 0u) << "what was taken covers it";
-}
