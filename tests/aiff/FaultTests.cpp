@@ -130,17 +130,6 @@ TEST_F(AiffFaults, AFailedFinishCountsTheSamplesThatArrived) {
         }
 }
 
-TEST_F(AiffFaults, NothingOfARefusedBlockStays) {
-    EXPECT_EQ(Create(), 0);
-    const std::size_t length = Left().size();
-    Play("[");
-    faults::SystemCalls() = {.failAt = 2, .largestTransfer = 100};
-    EXPECT_EQ(Play("M"), "n");
-    EXPECT_EQ(Left().size(), length + 108);
-    EXPECT_EQ(Play("]."), "yy");
-    EXPECT_EQ(Left(), Aiff({.channels = 1, .frames = 0}, Chan({}) + Chunk("NAME", {})));
-}
-
 void AiffFaults::FillDisk() {
     if (Create({.bits = mDisk.bits}) != 0)
         return;
