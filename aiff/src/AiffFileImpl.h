@@ -52,7 +52,7 @@ struct KELAUDIOFILE_HIDDEN AiffFile::Impl {
 
     /// @name Reading
     /// @{
-    bool OpenForRead(const kelcore::UTF8String& inFilePath, bool inAssumeChannelOrder, Error& outError);
+    bool OpenForRead(const File& inFile, bool inAssumeChannelOrder, Error& outError);
     /// Steps of OpenForRead that can refuse the file: they return a code.
     std::int32_t ReadFormat();
     std::int32_t LocateSamples();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "AiffFileAccess.h"
 #include "AiffFileImpl.h"
 #include "AiffFormat.h"
 #include "ChanChunk.h"
@@ -13,6 +14,7 @@ namespace kelaudiofile {
 namespace {
 
 using namespace aiff;
+using kelcore::filesupport::File;
 using kelcore::filesupport::IPlatformByteStream;
 
 constexpr std::int64_t kLargestRead = std::numeric_limits<std::int32_t>::max();
@@ -35,22 +37,26 @@ bool IsReadableDepth(const AiffFormatInfo& inFormat) {
 std::unique_ptr<AiffFile> AiffFile::OpenForRead(const kelcore::UTF8String& inFilePath,
                                                 bool inAssumeChannelOrder, ExtendedErrorInfo& outError) {
     try {
-        std::unique_ptr<AiffFile> file(new AiffFile);
-        if (file->mImpl->OpenForRead(inFilePath, inAssumeChannelOrder, outError))
-            return file;
+        const File named(inFilePath, kelcore::filesupport::kPathStorage);
+        if (named.Exists())
+            return AiffFileAccess::Open(named, inAssumeChannelOrder, outError);
+        outError.code = ExtendedErrorInfo::kFileNotFound;
     } catch (...) {
         // The code tells how far the open came: the caller's own before the walk, kNoError after it.
     }
     return nullptr;
 }
 
-bool AiffFile::Impl::OpenForRead(const kelcore::UTF8String& inFilePath, bool inAssumeChannelOrder,
-                                 Error& outError) {
-    file = File(inFilePath, kelcore::filesupport::kPathStorage);
-    if (!file.Exists()) {
-        outError.code = Error::kFileNotFound;
-        return false;
-    }
+std::unique_ptr<AiffFile> AiffFileAccess::Open(const File& inFile, bool inAssumeChannelOrder,
+                                               AiffFile::ExtendedErrorInfo& outError) {
+    std::unique_ptr<AiffFile> file(new AiffFile);
+    if (!file->mImpl->OpenForRead(inFile, inAssumeChannelOrder, outError))
+        return nullptr;
+    return file;
+}
+
+bool AiffFile::Impl::OpenForRead(const File& inFile, bool inAssumeChannelOrder, Error& outError) {
+    file = inFile;
     fileSize = file.Size();
     readStream = std::make_unique<IPlatformByteStream>(file, kelcore::utility::Flags<unsigned>(0));
 

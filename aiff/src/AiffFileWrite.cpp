@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "AiffFileAccess.h"
 #include "AiffFileImpl.h"
 #include "AiffFormat.h"
 #include "ChanChunk.h"
@@ -129,6 +130,10 @@ void AiffFile::Impl::WriteChunk(std::uint32_t inId, const std::vector<Byte>& inD
     bytes::StoreBig32(header + chunk::kSize, static_cast<std::uint32_t>(inData.size()));
     Append(header, sizeof header);
     Append(inData.data(), inData.size());
+}
+
+bool AiffFileAccess::WriteThrough(AiffFile& ioFile) {
+    return Succeeds([&] { ioFile.mImpl->bufferedStream->StopGathering(); });
 }
 
 bool AiffFile::WriteSampleBytes(std::int64_t inOffset, std::int32_t inByteCount, const void* inBuffer,

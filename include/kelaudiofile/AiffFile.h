@@ -221,6 +221,7 @@ protected:
     AiffFile();
 
 private:
+    friend struct AiffFileAccess;
     struct Impl;
     std::unique_ptr<Impl> mImpl;
 };
@@ -235,8 +236,8 @@ KELAUDIOFILE_EXPORT DeinterleaveFunction GetDeinterleaveFunction(const AiffFile&
 /// @return null for little-endian samples wider than 8 bits and for a sample width without a routine.
 KELAUDIOFILE_EXPORT ConversionFunction GetConversionFunction(const AiffFile& inFile);
 
-/// @return how DecodeFrames and EncodeFrames take the file's samples, in the file's own byte order; one that
-/// they do not support where GetDeinterleaveFunction gives null.
+/// Describes the file's samples for DecodeFrames: signed, and big-endian but for kLittleEndianIntegerSamples.
+/// @return a format that IsSupported refuses where GetDeinterleaveFunction returns null.
 KELAUDIOFILE_EXPORT SampleFormat GetSampleFormat(const AiffFile& inFile);
 
 } // namespace kelaudiofile

@@ -64,6 +64,9 @@ public:
     /// after an exception. It does not end a chunk that is open. Nothing happens on a closed writer.
     void EndFile(std::int64_t sampleCount);
 
+    /// From now on hands every block to the system at once. Not exported. Nothing happens on a closed writer.
+    KELAUDIOFILE_HIDDEN void WriteThrough();
+
     /// Closes without any work on the headers.
     void Reset();
 

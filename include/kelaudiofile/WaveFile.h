@@ -12,6 +12,8 @@
 
 namespace kelaudiofile {
 
+struct WaveFileAccess;
+
 /// A wave file, open for reading or for writing. RIFF, RF64 and BW64 files of any size are read; files are
 /// written as RIFF, and turn into RF64 in place when they outgrow it and were allowed to.
 ///
@@ -269,6 +271,7 @@ public:
 private:
     struct Impl;
     std::unique_ptr<Impl> mImpl;
+    friend struct WaveFileAccess;
     friend KELAUDIOFILE_EXPORT DeinterleaveFunction GetDeinterleaveFunction(const WaveFile& inWaveFile);
 };
 
@@ -277,9 +280,8 @@ private:
 /// 4 and 8 bytes go by the sample type alone.
 KELAUDIOFILE_EXPORT DeinterleaveFunction GetDeinterleaveFunction(const WaveFile& inWaveFile);
 
-/// @return how DecodeFrames and EncodeFrames take the file's samples; one that they do not support where
-/// GetDeinterleaveFunction gives null. Unlike that routine's, samples of 8 bits are unsigned, as they lie in
-/// the file.
+/// Describes the file's samples for DecodeFrames: little-endian, those of 8 bits unsigned.
+/// @return a format that IsSupported refuses where GetDeinterleaveFunction returns null.
 KELAUDIOFILE_EXPORT SampleFormat GetSampleFormat(const WaveFile& inWaveFile);
 
 } // namespace kelaudiofile

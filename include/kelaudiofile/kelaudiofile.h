@@ -2,6 +2,10 @@
 
 // Everything that the library exports.
 #include "kelaudiofile/AiffFile.h"
+#include "kelaudiofile/AudioError.h"
+#include "kelaudiofile/AudioFormat.h"
+#include "kelaudiofile/AudioReader.h"
+#include "kelaudiofile/AudioWriter.h"
 #include "kelaudiofile/ChannelMask.h"
 #include "kelaudiofile/DeInterleave.h"
 #include "kelaudiofile/Frames.h"

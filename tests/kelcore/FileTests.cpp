@@ -71,7 +71,7 @@ TEST_F(Files, SayWhatFailedAndWhy) {
     const Call writeFar = [](const File& file) { Far(OPlatformByteStream(file, Flags(1))).WriteBlock("x", 1); };
     const Call setLength = [](const File& file) { OPlatformByteStream(file, Flags(1)).SetLength(1ull << 63); };
     const struct { std::string_view name; Call call; const char* operation; int error; } kRows[] = {
-        {"nothing", size, "find the size of", ENOENT}, {"folder", size, "find the size of", EINVAL},
+        {"nothing", size, "find the size of", ENOENT}, {"folder", size, "find the size of", EISDIR},
         {kCut, size, "find the size of", EINVAL}, {"nothing", remove, "delete", ENOENT},
         {kCut, remove, "delete", EINVAL}, {"file", create, "create", EEXIST}, {"link", keep, "create", EEXIST},
         {kCut, create, "create", EINVAL}, {"folder", empty, "create", EISDIR},

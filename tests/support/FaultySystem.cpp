@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <limits>
@@ -143,6 +144,10 @@ int Remove(const char* inPath) noexcept {
         ++gSystem.removals;
         return shipped::Remove(inPath);
     });
+}
+
+int Rename(const char* inPath, const char* inNewPath) noexcept {
+    return Decorated(true, 0, [&] { return shipped::Rename(inPath, inNewPath); });
 }
 
 } // namespace kelcore::system

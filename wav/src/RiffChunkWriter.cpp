@@ -166,6 +166,11 @@ void RiffChunkWriter::Flush() {
         mBufferedStream->RemoveFailedWrites(*mPlatformStream);
 }
 
+void RiffChunkWriter::WriteThrough() {
+    if (mBufferedStream)
+        mBufferedStream->StopGathering();
+}
+
 void RiffChunkWriter::UpdateHeaders(std::int64_t sampleCount) {
     if (!mPlatformStream)
         return;

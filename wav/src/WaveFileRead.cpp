@@ -3,6 +3,7 @@
 #include <iterator>
 
 #include "RiffFormat.h"
+#include "WaveFileAccess.h"
 #include "WaveFileImpl.h"
 #include "kelcore/logging.h"
 
@@ -92,7 +93,12 @@ WaveFile* WaveFile::OpenForRead(const kelcore::UTF8String& inFilePath, ExtendedE
         outError.code = Error::kChunkScanFailed;
         return nullptr;
     }
-    const RiffChunkReader chunkReader(opened, inStreamFlag);
+    return WaveFileAccess::Open(named, opened, outError, inStreamFlag).release();
+}
+
+std::unique_ptr<WaveFile> WaveFileAccess::Open(const File& inNamed, const File& inOpened, Error& outError,
+                                               bool inStreamFlag) {
+    const RiffChunkReader chunkReader(inOpened, inStreamFlag);
     const RiffChunkReader::RiffFileInfo& fileInfo = chunkReader.GetFileInfo();
     outError.code = CodeOfScan(chunkReader.GetExtendedError());
     if (outError.code == Error::kNoError && fileInfo.formType != GetWaveFileFormatIdentifier())
@@ -100,7 +106,7 @@ WaveFile* WaveFile::OpenForRead(const kelcore::UTF8String& inFilePath, ExtendedE
     if (outError.code != Error::kNoError)
         return nullptr;
 
-    const WaveFormatChunkReader formatReader(opened, fileInfo, inStreamFlag);
+    const WaveFormatChunkReader formatReader(inOpened, fileInfo, inStreamFlag);
     const AudioCharacteristics& format = formatReader.GetAudioCharacteristics();
     outError.code = CodeOfStatus(format.status);
     if (outError.code != Error::kNoError)
@@ -112,19 +118,19 @@ WaveFile* WaveFile::OpenForRead(const kelcore::UTF8String& inFilePath, ExtendedE
         return nullptr;
 
     auto waveFile = std::make_unique<WaveFile>();
-    Impl& impl = *waveFile->mImpl;
-    impl.file = named;
+    WaveFile::Impl& impl = *waveFile->mImpl;
+    impl.file = inNamed;
     impl.streamFlag = inStreamFlag;
     impl.TakeFormat(format);
     impl.TakeChunks(fileInfo.chunks);
-    impl.fileSize = opened.Size();
-    impl.readStream = impl.MakeReadStream(opened);
+    impl.fileSize = inOpened.Size();
+    impl.readStream = impl.MakeReadStream(inOpened);
     impl.RefineSampleType();
     if (impl.bytesPerSample == 0)
         impl.bytesPerSample = impl.bitDepth / 8;
     impl.rf64Format = impl.dataChunks.size() <= 1;
     impl.NameAmbisonicChannels();
-    return waveFile.release();
+    return waveFile;
 }
 
 void WaveFile::Impl::TakeFormat(const AudioCharacteristics& inRecord) {

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "RiffFormat.h"
+#include "WaveFileAccess.h"
 #include "WaveFileImpl.h"
 #include "WaveFormatChunkWriter.h"
 
@@ -128,6 +129,10 @@ bool WaveFile::Impl::StartWriting(const File& inFile, const AudioCharacteristics
         outError.code = Error::kOpenForWriteFailed;
     }
     return started;
+}
+
+bool WaveFileAccess::WriteThrough(WaveFile& ioFile) {
+    return Succeeds([&] { ioFile.mImpl->chunkWriter.WriteThrough(); });
 }
 
 bool WaveFile::WriteSampleBytes(std::int64_t inOffset, std::int32_t inByteCount, const std::uint8_t* inBuffer,

@@ -28,8 +28,10 @@ int SetLength(int inDescriptor, std::uint64_t inLength) noexcept;
 /// @return a position; -ENXIO if nothing but a hole follows; another error where the system cannot tell.
 std::int64_t NextData(int inDescriptor, std::uint64_t inPosition) noexcept;
 
-/// The size of a regular file; an error for anything else.
+/// The size of a regular file; an error for anything else, EISDIR for a folder.
 std::int64_t SizeOfRegularFile(const char* inPath) noexcept;
 int Remove(const char* inPath) noexcept;
+/// Replaces what is at the new path, in one step where both lie in one file system.
+int Rename(const char* inPath, const char* inNewPath) noexcept;
 
 } // namespace kelcore::system

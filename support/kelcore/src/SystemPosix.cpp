@@ -1,6 +1,7 @@
 #include "System.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <fcntl.h>
 #include <limits>
 #include <sys/stat.h>
@@ -90,11 +91,17 @@ std::int64_t SizeOfRegularFile(const char* inPath) noexcept {
     struct stat status;
     if (::stat(inPath, &status) < 0)
         return -errno;
-    return S_ISREG(status.st_mode) ? std::int64_t{status.st_size} : -EINVAL;
+    if (S_ISREG(status.st_mode))
+        return status.st_size;
+    return S_ISDIR(status.st_mode) ? -EISDIR : -EINVAL;
 }
 
 int Remove(const char* inPath) noexcept {
     return ::unlink(inPath) < 0 ? -errno : 0;
+}
+
+int Rename(const char* inPath, const char* inNewPath) noexcept {
+    return ::rename(inPath, inNewPath) < 0 ? -errno : 0;
 }
 
 } // namespace kelcore::system

@@ -21,11 +21,23 @@ std::string Message(std::string_view inOperation, const UTF8String& inPath, int 
     return "cannot " + std::string(inOperation) + " '" + ToStdString(inPath) + "': " + reason;
 }
 
+thread_local constinit int gLatestFailure = kNoFailure;
+
 } // namespace
 
 file_exception::file_exception(std::string_view inOperation, const UTF8String& inPath, int inSystemError)
     : kel_exception(utility::StringValue(ToUTF8String(Message(inOperation, inPath, inSystemError)))),
-      mSystemError(inSystemError) {}
+      mSystemError(inSystemError) {
+    gLatestFailure = inSystemError;
+}
+
+void ForgetFailure() noexcept {
+    gLatestFailure = kNoFailure;
+}
+
+int LatestFailure() noexcept {
+    return gLatestFailure;
+}
 
 file_exception::~file_exception() = default;
 
@@ -56,6 +68,12 @@ void File::Delete() const {
     if (!IsUsable(mPath))
         throw file_exception("delete", mPath, EINVAL);
     OrThrow(system::Remove(SystemPath(mPath)), "delete", mPath);
+}
+
+void File::MoveTo(const UTF8String& inNewPath) const {
+    if (!IsUsable(mPath) || !IsUsable(inNewPath))
+        throw file_exception("rename", mPath, EINVAL);
+    OrThrow(system::Rename(SystemPath(mPath), SystemPath(inNewPath)), "rename", mPath);
 }
 
 File File::Opened() const {

@@ -53,6 +53,11 @@ void OBufferedByteStream::WriteBlock(const void* inBytes, unsigned inCount) {
     }
 }
 
+void OBufferedByteStream::StopGathering() {
+    Flush();
+    mCapacity = 0;
+}
+
 void OBufferedByteStream::Flush() {
     if (mWaiting == 0)
         return;

@@ -35,6 +35,19 @@ private:
     int mSystemError;
 };
 
+/// @name The reason of a failure
+/// What an operation answers with a code or false alone, the layers below have seen as a file_exception. As
+/// errno does for system calls, these keep the reason of the latest one that was made on the calling thread.
+/// @{
+
+inline constexpr int kNoFailure = -1; ///< no file_exception was made since ForgetFailure
+
+/// Begins an operation whose reason of failure is of interest.
+void ForgetFailure() noexcept;
+/// @return SystemError() of this thread's latest file_exception, or kNoFailure.
+int LatestFailure() noexcept;
+/// @}
+
 /// An open descriptor with its path; closes on destruction.
 class OpenFile;
 
@@ -71,6 +84,11 @@ public:
 
     /// Removes the file; of a symbolic link, the link. @throws file_exception
     void Delete() const;
+
+    /// Renames the file, and replaces another one of the new name. A stream that has either of them open
+    /// keeps it.
+    /// @throws file_exception
+    void MoveTo(const UTF8String& inNewPath) const;
 
     /// Opens the file once for several input streams, each of which would else open it for itself. The
     /// descriptor is closed with the last copy of the result and the last stream made of one.
@@ -215,6 +233,10 @@ public:
 
     /// Delivers what waits; after an exception the rest of it still waits.
     void Flush();
+
+    /// Delivers what waits and from now on hands every block straight through, so that a block that was taken
+    /// has reached the wrapped stream. @throws what the wrapped stream throws; then nothing has changed
+    void StopGathering();
 
     /// @return how many bytes wait. They are the last ones before the position.
     unsigned Waiting() const { return mWaiting; }

@@ -1,0 +1,319 @@
+#include "kelaudiofile/AudioWriter.h"
+
+#include <algorithm>
+#include <new>
+#include <utility>
+
+#include "AiffFileAccess.h"
+#include "AudioReaderImpl.h"
+#include "AudioWriterImpl.h"
+#include "WaveFileAccess.h"
+#include "WriterFormat.h"
+#include "kelaudiofile/Interleave.h"
+#include "kelcore/filesupport.h"
+
+namespace kelaudiofile {
+
+namespace {
+
+using kelcore::filesupport::File;
+
+File FileOf(const std::string& inPath) {
+    return File(kelcore::ToUTF8String(inPath), kelcore::filesupport::kPathStorage);
+}
+
+WaveFile::SampleType WaveTypeOf(SampleCoding inCoding) {
+    switch (inCoding) {
+    case SampleCoding::kFloat_1:
+        return WaveFile::kFloatSamples_1;
+    case SampleCoding::kFloat_32768:
+        return WaveFile::kFloatSamples_32768;
+    case SampleCoding::kFloat_8388608:
+        return WaveFile::kFloatSamples_8388608;
+    default:
+        return WaveFile::kIntegerSamples;
+    }
+}
+
+AiffFile::SampleType AiffTypeOf(const SampleFormat& inSamples) {
+    if (inSamples.coding != SampleCoding::kInteger)
+        return AiffFile::kFloatSamples;
+    return inSamples.byteOrder == ByteOrder::kBigEndian ? AiffFile::kBigEndianIntegerSamples
+                                                        : AiffFile::kLittleEndianIntegerSamples;
+}
+
+std::unique_ptr<WaveFile> CreateWave(const std::string& inPath, const AudioFormat& inFormat, bool inRf64) {
+    WaveFile::ExtendedErrorInfo ignored; // the system's reason says more
+    const std::int32_t bytes = inFormat.samples.bytesPerSample;
+    std::unique_ptr<WaveFile> file(
+        WaveFile::OpenForWrite(kelcore::ToUTF8String(inPath), static_cast<std::int32_t>(inFormat.sampleRate),
+                               inFormat.channels, bytes, 8 * bytes, WaveTypeOf(inFormat.samples.coding),
+                               inFormat.layout, inRf64 ? 1 : 0, ignored, false));
+    return file && WaveFileAccess::WriteThrough(*file) ? std::move(file) : nullptr;
+}
+
+std::unique_ptr<AiffFile> CreateAiff(const std::string& inPath, const AudioFormat& inFormat) {
+    AiffFile::ExtendedErrorInfo ignored;
+    std::unique_ptr<AiffFile> file(AiffFile::OpenForWrite(
+        kelcore::ToUTF8String(inPath), static_cast<std::int32_t>(inFormat.sampleRate), inFormat.channels,
+        8 * inFormat.samples.bytesPerSample, AiffTypeOf(inFormat.samples), inFormat.layout, ignored));
+    return file && AiffFileAccess::WriteThrough(*file) ? std::move(file) : nullptr;
+}
+
+/// Samples of one coding and width differ in byte order and sign at most, and both change in place.
+void Reorder(const SampleFormat& inFrom, const SampleFormat& inTo, unsigned char* ioBytes,
+             std::int32_t inCount) {
+    if (inFrom.isUnsigned != inTo.isUnsigned)
+        ConvertBetweenSigned8BitAudioAndUnsigned(ioBytes, ioBytes, inCount, 1);
+    if (inFrom.byteOrder == inTo.byteOrder)
+        return;
+    switch (inFrom.bytesPerSample) {
+    case 2:
+        return Swizzle16Bit(ioBytes, ioBytes, inCount, 1);
+    case 3:
+        return Swizzle24Bit(ioBytes, ioBytes, inCount, 1);
+    case 4:
+        return Swizzle32Bit(ioBytes, ioBytes, inCount, 1);
+    default:
+        return; // no AIFF file holds wider samples
+    }
+}
+
+} // namespace
+
+std::unique_ptr<AudioWriter> AudioWriter::Create(std::string_view inPath, Container inContainer,
+                                                 const AudioFormat& inFormat, const WriterOptions& inOptions,
+                                                 AudioError& outError) {
+    auto impl = std::make_unique<Impl>();
+    impl->path = inPath;
+    impl->writtenPath = inOptions.replaceWhenFinished ? impl->path + ".part" : impl->path;
+    impl->format = FormatAsWritten(inContainer, inFormat, inOptions);
+    const std::string reason = ReasonAgainst(inContainer, impl->format);
+    if (!reason.empty()) {
+        Fail(outError, AudioError::kBadArgument, inPath, reason);
+        return nullptr;
+    }
+    kelcore::filesupport::ForgetFailure();
+    try {
+        if (inContainer == Container::kWave)
+            impl->file = CreateWave(impl->writtenPath, impl->format, inOptions.rf64);
+        else
+            impl->file = CreateAiff(impl->writtenPath, impl->format);
+    } catch (const kelcore::filesupport::file_exception&) {
+        // An old file that cannot be deleted.
+    }
+    if (!impl->IsOpen()) {
+        FailForSystem(outError, AudioError::kWriteFailed, impl->writtenPath, "it cannot be created");
+        return nullptr;
+    }
+    return std::unique_ptr<AudioWriter>(new AudioWriter(std::move(impl)));
+}
+
+AudioWriter::AudioWriter(std::unique_ptr<Impl> inImpl) : mImpl(std::move(inImpl)) {}
+
+AudioWriter::~AudioWriter() {
+    try {
+        AudioError ignored;
+        if (mImpl->stage != Impl::Stage::kFinished)
+            Finish(ignored);
+    } catch (const std::bad_alloc&) {
+        // There is no memory for the message of a failure.
+    }
+}
+
+const AudioFormat& AudioWriter::Format() const {
+    return mImpl->format;
+}
+
+std::int64_t AudioWriter::Frames() const {
+    return mImpl->frames;
+}
+
+bool AudioWriter::Impl::IsOpen() const {
+    return std::visit([](const auto& opened) { return opened != nullptr; }, file);
+}
+
+WaveFile* AudioWriter::Impl::Wave() const {
+    const auto* wave = std::get_if<std::unique_ptr<WaveFile>>(&file);
+    return wave != nullptr ? wave->get() : nullptr;
+}
+
+bool AudioWriter::Impl::BeginAudio(AudioError& outError) {
+    if (stage == Stage::kFinished)
+        return Fail(outError, AudioError::kWrongOrder, path, "it is finished");
+    if (stage == Stage::kAfterAudio)
+        return Fail(outError, AudioError::kWrongOrder, path, "a chunk has ended its audio");
+    if (!EndOpenChunk(outError))
+        return false;
+    stage = Stage::kAudio;
+    if (tile.empty()) {
+        tile.resize(static_cast<std::size_t>(TileFrames(format) * FrameBytes(format)));
+        planes.resize(static_cast<std::size_t>(format.channels));
+    }
+    return true;
+}
+
+/// Appends at most what one call of the file accepts.
+bool AudioWriter::Impl::Append(const void* inBytes, std::int64_t inFrames, AudioError& outError) {
+    kelcore::filesupport::ForgetFailure();
+    const std::int64_t frameBytes = FrameBytes(format);
+    const bool written = std::visit(
+        [&](auto& opened) {
+            typename std::decay_t<decltype(*opened)>::ExtendedErrorInfo ignored;
+            return opened->WriteSampleBytes(frames * frameBytes,
+                                            static_cast<std::int32_t>(inFrames * frameBytes),
+                                            static_cast<const std::uint8_t*>(inBytes), ignored);
+        },
+        file);
+    if (!written)
+        return FailToWrite(outError, "frame " + std::to_string(frames) + " cannot be written");
+    frames += inFrames;
+    return true;
+}
+
+/// A refusal without a reason of the system's is the limit of the format.
+bool AudioWriter::Impl::FailToWrite(AudioError& outError, const std::string& inWhat) const {
+    if (kelcore::filesupport::LatestFailure() == kelcore::filesupport::kNoFailure)
+        return Fail(outError, AudioError::kTooLarge, writtenPath, inWhat + ": it would grow past its limit");
+    return FailForSystem(outError, AudioError::kWriteFailed, writtenPath, inWhat);
+}
+
+bool AudioWriter::Write(const float* const* inPlanes, std::int64_t inFrames, AudioError& outError) {
+    Impl& impl = *mImpl;
+    if (inFrames < 0 || (inPlanes == nullptr && inFrames > 0))
+        return Fail(outError, AudioError::kBadArgument, impl.path, "there are no frames to write");
+    if (!impl.BeginAudio(outError))
+        return false;
+    for (std::int64_t done = 0; done < inFrames;) {
+        const std::int64_t count = std::min(TileFrames(impl.format), inFrames - done);
+        for (std::size_t channel = 0; channel < impl.planes.size(); ++channel)
+            impl.planes[channel] = inPlanes[channel] != nullptr ? inPlanes[channel] + done : nullptr;
+        EncodeFrames(impl.format.samples, impl.planes.data(), impl.tile.data(), count, impl.format.channels);
+        if (!impl.Append(impl.tile.data(), count, outError))
+            return false;
+        done += count;
+    }
+    return true;
+}
+
+bool AudioWriter::WriteRaw(const void* inBytes, std::int64_t inFrames, AudioError& outError) {
+    Impl& impl = *mImpl;
+    if (inFrames < 0 || (inBytes == nullptr && inFrames > 0))
+        return Fail(outError, AudioError::kBadArgument, impl.path, "there are no frames to write");
+    if (!impl.BeginAudio(outError))
+        return false;
+    constexpr std::int64_t kBytesAtOnce = std::int64_t{1} << 30;
+    const std::int64_t atOnce = kBytesAtOnce / FrameBytes(impl.format);
+    const auto* bytes = static_cast<const unsigned char*>(inBytes);
+    for (std::int64_t done = 0; done < inFrames;) {
+        const std::int64_t count = std::min(atOnce, inFrames - done);
+        if (!impl.Append(bytes + done * FrameBytes(impl.format), count, outError))
+            return false;
+        done += count;
+    }
+    return true;
+}
+
+bool AudioWriter::CopyFrames(AudioReader& ioReader, std::int64_t inFirst, std::int64_t inCount,
+                             AudioError& outError) {
+    Impl& impl = *mImpl;
+    const AudioFormat& source = ioReader.Format();
+    if (source.channels != impl.format.channels)
+        return Fail(outError, AudioError::kBadArgument, impl.path,
+                    "it has " + std::to_string(impl.format.channels) + " channels, and the source has " +
+                        std::to_string(source.channels));
+    if (!ioReader.mImpl->IsInside(inFirst, inCount, outError) || !impl.BeginAudio(outError))
+        return false;
+    const bool sameValues = source.samples.coding == impl.format.samples.coding &&
+                            source.samples.bytesPerSample == impl.format.samples.bytesPerSample;
+    const std::int64_t atOnce = TileFrames(impl.format);
+    for (std::int64_t done = 0; done < inCount;) {
+        const std::int64_t count = std::min(atOnce, inCount - done);
+        const bool copied = sameValues ? impl.CopyBytes(ioReader, inFirst + done, count, outError)
+                                       : impl.CopyFloats(ioReader, inFirst + done, count, outError);
+        if (!copied)
+            return false;
+        done += count;
+    }
+    return true;
+}
+
+bool AudioWriter::Impl::CopyBytes(AudioReader& ioReader, std::int64_t inFirst, std::int64_t inCount,
+                                  AudioError& outError) {
+    if (!ioReader.ReadRaw(inFirst, inCount, tile.data(), outError))
+        return false;
+    Reorder(ioReader.Format().samples, format.samples, tile.data(),
+            static_cast<std::int32_t>(inCount * FrameBytes(format)));
+    return Append(tile.data(), inCount, outError);
+}
+
+bool AudioWriter::Impl::CopyFloats(AudioReader& ioReader, std::int64_t inFirst, std::int64_t inCount,
+                                   AudioError& outError) {
+    const auto tileFrames = static_cast<std::size_t>(TileFrames(format));
+    if (floats.empty()) {
+        floats.resize(tileFrames * planes.size());
+        floatPlanes.resize(planes.size());
+        for (std::size_t channel = 0; channel < planes.size(); ++channel)
+            floatPlanes[channel] = floats.data() + channel * tileFrames;
+    }
+    if (!ioReader.Read(inFirst, inCount, floatPlanes.data(), outError))
+        return false;
+    EncodeFrames(format.samples, floatPlanes.data(), tile.data(), inCount, format.channels);
+    return Append(tile.data(), inCount, outError);
+}
+
+bool AudioWriter::Checkpoint(AudioError& outError) {
+    Impl& impl = *mImpl;
+    WaveFile* const wave = impl.Wave();
+    if (impl.stage == Impl::Stage::kFinished)
+        return Fail(outError, AudioError::kWrongOrder, impl.path, "it is finished");
+    if (wave == nullptr)
+        return Fail(outError, AudioError::kWrongOrder, impl.path,
+                    "an AIFF file is complete only when finished");
+    kelcore::filesupport::ForgetFailure();
+    return wave->FinishBlock() || impl.FailToWrite(outError, "a checkpoint failed");
+}
+
+bool AudioWriter::Finish(AudioError& outError) {
+    Impl& impl = *mImpl;
+    if (impl.stage == Impl::Stage::kFinished)
+        return Fail(outError, AudioError::kWrongOrder, impl.path, "it is finished");
+    // Without frames, other programs still look for the chunk that would hold them.
+    const bool begun = impl.stage != Impl::Stage::kBeforeAudio || WriteRaw(nullptr, 0, outError);
+    const bool completed = begun && impl.Complete(outError);
+    impl.stage = Impl::Stage::kFinished;
+    impl.file = WaveOrAiff(); // closes it
+    return completed && impl.Rename(outError);
+}
+
+bool AudioWriter::Impl::Complete(AudioError& outError) {
+    kelcore::filesupport::ForgetFailure();
+    bool completed = false;
+    if (WaveFile* const wave = Wave()) {
+        const bool ended = wave->FinishSamples();
+        completed = wave->FinishWrite() && ended;
+    } else {
+        try {
+            AiffFile::ExtendedErrorInfo untouched;
+            completed = std::get<std::unique_ptr<AiffFile>>(file)->FinishWrite(false, untouched);
+        } catch (const kelcore::filesupport::file_exception&) {
+            // Its reason is the latest failure.
+        }
+    }
+    return completed || FailToWrite(outError, "it cannot be completed");
+}
+
+bool AudioWriter::Impl::Rename(AudioError& outError) const {
+    if (writtenPath == path)
+        return true;
+    kelcore::filesupport::ForgetFailure();
+    try {
+        FileOf(writtenPath).MoveTo(kelcore::ToUTF8String(path));
+        return true;
+    } catch (const kelcore::filesupport::file_exception&) {
+        return FailForSystem(outError, AudioError::kWriteFailed, writtenPath,
+                             "it is complete, but cannot be renamed to " + path);
+    }
+}
+
+} // namespace kelaudiofile

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "FramesImpl.h"
+
+namespace kelaudiofile {
+
+struct KELAUDIOFILE_HIDDEN AudioWriter::Impl {
+    enum class Stage { kBeforeAudio, kAudio, kAfterAudio, kFinished };
+
+    std::string path;
+    std::string writtenPath; ///< path, or the name that Finish renames to it
+    WaveOrAiff file;
+    AudioFormat format;
+    Stage stage = Stage::kBeforeAudio;
+    std::int64_t frames = 0;
+    bool hasOpenChunk =
+        false; ///< a chunk of an AIFF file that could not be ended, or one that is being written
+    bool hasAllChunks = false;       ///< the chunks after a reader's audio were copied with those before it
+    std::vector<unsigned char> tile; ///< empty until the first frame
+    std::vector<const float*> planes;
+    std::vector<float> floats; ///< what CopyFrames decodes to; empty until it needs them
+    std::vector<float*> floatPlanes;
+
+    bool IsOpen() const;
+    WaveFile* Wave() const;
+    bool BeginAudio(AudioError& outError);
+    bool BeginChunk(std::uint32_t inId, std::int64_t inSize, AudioError& outError);
+    bool Append(const void* inBytes, std::int64_t inFrames, AudioError& outError);
+    bool FailToWrite(AudioError& outError, const std::string& inWhat) const;
+    bool CopyBytes(AudioReader& ioReader, std::int64_t inFirst, std::int64_t inCount, AudioError& outError);
+    bool CopyFloats(AudioReader& ioReader, std::int64_t inFirst, std::int64_t inCount, AudioError& outError);
+    bool AppendToChunk(const void* inData, std::int64_t inSize, AudioError& outError);
+    bool EndChunk(bool inIsWhole, AudioError& outError);
+    bool EndOpenChunk(AudioError& outError);
+    bool CopyChunk(const AudioChunk& inChunk, AudioError& outError);
+    bool Complete(AudioError& outError);
+    bool Rename(AudioError& outError) const;
+};
+
+} // namespace kelaudiofile

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "kelaudiofile/AiffFile.h"
+#include "kelaudiofile/AudioError.h"
+#include "kelaudiofile/AudioReader.h"
+#include "kelaudiofile/AudioWriter.h"
+#include "kelaudiofile/WaveFile.h"
+
+/// What the reader and the writer of this folder share.
+namespace kelaudiofile {
+
+using WaveOrAiff = std::variant<std::unique_ptr<WaveFile>, std::unique_ptr<AiffFile>>;
+
+/// Bytes that are converted at a time: small enough for the second-level cache with the planes, large enough
+/// that a system call is a small part of the work. One frame may be larger.
+inline constexpr std::int64_t kTileBytes = 65536;
+
+constexpr std::int64_t FrameBytes(const AudioFormat& inFormat) {
+    return std::int64_t{inFormat.channels} * inFormat.samples.bytesPerSample;
+}
+
+constexpr std::int64_t TileFrames(const AudioFormat& inFormat) {
+    const std::int64_t frames = kTileBytes / FrameBytes(inFormat);
+    return frames > 0 ? frames : 1;
+}
+
+/// Sets an error and returns false, for `return Fail(...)`.
+/// @param inWhat  what failed, as a clause about the file: "it has no fmt chunk".
+bool Fail(AudioError& outError, AudioError::Code inCode, std::string_view inPath, std::string_view inWhat);
+
+/// As Fail, with the reason of this thread's latest failed file operation: its errno decides the code where
+/// it is a plain one (no such file, no permission, disk full).
+/// @param inOtherwise  the code for all other reasons.
+bool FailForSystem(AudioError& outError, AudioError::Code inOtherwise, std::string_view inPath,
+                   std::string_view inWhat);
+
+} // namespace kelaudiofile

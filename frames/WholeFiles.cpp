@@ -1,0 +1,173 @@
+// Work on all frames of a file: hashing and peaks.
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+
+#include "AudioReaderImpl.h"
+#include "bytes/ByteOrder.h"
+#include "kelaudiofile/MakePeaks.h"
+
+namespace kelaudiofile {
+
+namespace {
+
+constexpr std::int64_t kBlockFrames = 8192; // part of what a digest is
+
+/// Planes of a block's frames, one after the other in one buffer.
+class Planes {
+public:
+    Planes(const AudioReader& inReader, std::int64_t inMostFrames)
+        : mFrames(std::min(inMostFrames, std::max<std::int64_t>(inReader.Frames(), 1))),
+          mFloats(static_cast<std::size_t>(mFrames * inReader.Format().channels)) {
+        for (std::int32_t channel = 0; channel < inReader.Format().channels; ++channel)
+            mPointers.push_back(mFloats.data() + channel * mFrames);
+    }
+    Planes(const Planes&) = delete;
+    Planes& operator=(const Planes&) = delete;
+
+    std::int64_t Frames() const { return mFrames; }
+    float* const* Pointers() const { return mPointers.data(); }
+    const std::vector<float*>& Each() const { return mPointers; }
+
+private:
+    std::int64_t mFrames;
+    std::vector<float> mFloats;
+    std::vector<float*> mPointers;
+};
+
+/// Reads a range block by block.
+/// @param inTake  called with the first frame of each block and its count.
+/// @return false with outError set after a failed read, or when the progress function says so.
+template <typename Take>
+bool ForEachBlock(AudioReader& ioReader, std::int64_t inStart, std::int64_t inEnd, Planes& ioPlanes,
+                  const AudioProgress& inProgress, AudioError& outError, Take&& inTake) {
+    for (std::int64_t frame = inStart; frame < inEnd;) {
+        const std::int64_t count = std::min(ioPlanes.Frames(), inEnd - frame);
+        if (!ioReader.Read(frame, count, ioPlanes.Pointers(), outError))
+            return false;
+        inTake(frame, count);
+        frame += count;
+        if (inProgress && !inProgress(frame - inStart, inEnd - inStart))
+            return Fail(outError, AudioError::kCancelled, "", "cancelled");
+    }
+    return true;
+}
+
+struct FrameRange {
+    std::int64_t start, end;
+};
+
+/// Narrows a range to the frames from the first to the last sample that is not 0.0.
+bool TrimSilence(AudioReader& ioReader, Planes& ioPlanes, FrameRange& ioRange, AudioError& outError) {
+    FrameRange sound = {ioRange.end, ioRange.start};
+    const auto isSound = [](float sample) { return sample != 0.0f; };
+    const bool read =
+        ForEachBlock(ioReader, ioRange.start, ioRange.end, ioPlanes, {}, outError,
+                     [&](std::int64_t frame, std::int64_t count) {
+                         for (const float* plane : ioPlanes.Each()) {
+                             const float* const first = std::find_if(plane, plane + count, isSound);
+                             if (first == plane + count)
+                                 continue;
+                             const auto last = std::find_if(std::make_reverse_iterator(plane + count),
+                                                            std::make_reverse_iterator(first), isSound);
+                             sound.start = std::min(sound.start, frame + (first - plane));
+                             sound.end = std::max(sound.end, frame + (last.base() - plane));
+                         }
+                     });
+    ioRange = sound.start < sound.end ? sound : FrameRange{0, 0};
+    return read;
+}
+
+void ToLittleEndian(float* ioSamples, std::int64_t inCount) {
+    if constexpr (std::endian::native == std::endian::big)
+        for (std::int64_t i = 0; i < inCount; ++i)
+            bytes::StoreLittle32(reinterpret_cast<bytes::Byte*>(ioSamples + i),
+                                 std::bit_cast<std::uint32_t>(ioSamples[i]));
+}
+
+} // namespace
+
+bool HashAudio(std::string_view inPath,
+               const std::function<void(const unsigned char* inBytes, std::uint64_t inByteCount)>& inUpdate,
+               const HashOptions& inOptions, AudioError& outError) {
+    const auto reader = AudioReader::Open(inPath, outError);
+    if (!reader)
+        return false;
+    bytes::Byte shape[12];
+    bytes::StoreLittle32(shape, static_cast<std::uint32_t>(reader->Format().channels));
+    bytes::StoreLittle64(shape + 4, std::bit_cast<std::uint64_t>(reader->Format().sampleRate));
+    inUpdate(shape, sizeof shape);
+
+    Planes planes(*reader, kBlockFrames);
+    FrameRange range = {0, reader->Frames()};
+    if (inOptions.trimSilence && !TrimSilence(*reader, planes, range, outError))
+        return false;
+    return ForEachBlock(*reader, range.start, range.end, planes, inOptions.progress, outError,
+                        [&](std::int64_t, std::int64_t count) {
+                            for (float* plane : planes.Each()) {
+                                ToLittleEndian(plane, count);
+                                inUpdate(reinterpret_cast<const unsigned char*>(plane),
+                                         static_cast<std::uint64_t>(count) * sizeof(float));
+                            }
+                        });
+}
+
+namespace {
+
+/// The peaks of one channel so far. Its frames come in runs of any length.
+class PeakRun {
+public:
+    explicit PeakRun(std::int64_t inBlockFrames) : mBlockFrames(inBlockFrames) {}
+
+    void Add(const float* inSamples, std::int64_t inCount) {
+        const std::int64_t rest = std::min(mMissing, inCount);
+        if (rest > 0) {
+            const PeakDatum more = *kelaudiofile::MakePeaks(inSamples, rest, rest).begin();
+            mDatums.back().min = std::min(mDatums.back().min, more.min);
+            mDatums.back().max = std::max(mDatums.back().max, more.max);
+        }
+        mMissing -= rest;
+        if (rest == inCount)
+            return;
+        const auto peaks = kelaudiofile::MakePeaks(inSamples + rest, inCount - rest, mBlockFrames);
+        mDatums.insert(mDatums.end(), peaks.begin(), peaks.end());
+        mMissing = (mBlockFrames - (inCount - rest) % mBlockFrames) % mBlockFrames;
+    }
+
+    std::shared_ptr<PeakData> Timeline() && {
+        auto timeline = std::make_shared<PeakData>();
+        if (!mDatums.empty())
+            timeline->Append(0, mBlockFrames, std::move(mDatums));
+        return timeline;
+    }
+
+private:
+    std::int64_t mBlockFrames;
+    std::int64_t mMissing = 0; ///< frames that the last datum still lacks
+    PeakDatumVector mDatums;
+};
+
+} // namespace
+
+std::vector<std::shared_ptr<PeakData>> MakePeaks(AudioReader& ioReader, std::int64_t inBlockFrames,
+                                                 const AudioProgress& inProgress, AudioError& outError) {
+    std::vector<std::shared_ptr<PeakData>> timelines;
+    if (inBlockFrames < 1) {
+        Fail(outError, AudioError::kBadArgument, "", "a peak needs at least one frame");
+        return timelines;
+    }
+    Planes planes(ioReader, kBlockFrames);
+    std::vector<PeakRun> runs(planes.Each().size(), PeakRun(inBlockFrames));
+    const bool read = ForEachBlock(ioReader, 0, ioReader.Frames(), planes, inProgress, outError,
+                                   [&](std::int64_t, std::int64_t count) {
+                                       for (std::size_t channel = 0; channel < runs.size(); ++channel)
+                                           runs[channel].Add(planes.Each()[channel], count);
+                                   });
+    if (read)
+        for (PeakRun& run : runs)
+            timelines.push_back(std::move(run).Timeline());
+    return timelines;
+}
+
+} // namespace kelaudiofile

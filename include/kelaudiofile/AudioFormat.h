@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "kelaudiofile/Export.h"
+#include "kelaudiofile/Frames.h"
+#include "kelmediatypes/AudioChannelDescription.h"
+
+namespace kelaudiofile {
+
+/// The two families of files.
+enum class Container {
+    kWave, ///< RIFF, RF64 and BW64
+    kAiff, ///< AIFF and AIFF-C
+};
+
+/// What the samples of a file are, or are to be.
+struct AudioFormat {
+    double sampleRate = 48000;           ///< frames per second
+    std::int32_t channels = 2;           ///< samples per frame
+    SampleFormat samples;                ///< how one sample lies in the file
+    kelmediatypes::ChannelLayout layout; ///< one entry per channel, or empty if the positions are not known
+};
+
+/// Makes a chunk id of its four characters: `ChunkId("bext")`. The first character is the lowest byte.
+constexpr std::uint32_t ChunkId(const char (&inText)[5]) {
+    std::uint32_t id = 0;
+    for (int i = 3; i >= 0; --i)
+        id = id << 8 | static_cast<unsigned char>(inText[i]);
+    return id;
+}
+
+/// @return the four characters of a chunk id; '?' for one that cannot be printed.
+KELAUDIOFILE_EXPORT std::string ChunkIdText(std::uint32_t inId);
+
+/// @return the position's name in English, such as "front left"; "channel N" for a value without a name.
+KELAUDIOFILE_EXPORT std::string ChannelName(kelmediatypes::AudioChannelDescription inChannel);
+
+/// Makes a layout by its usual name.
+/// @param inName  "mono", "stereo", "quad", "5.1" or "7.1", in the channel order of wave files.
+/// @return an empty layout for any other name.
+KELAUDIOFILE_EXPORT kelmediatypes::ChannelLayout MakeLayout(std::string_view inName);
+
+} // namespace kelaudiofile

@@ -1,0 +1,178 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include "kelaudiofile/AudioError.h"
+#include "kelaudiofile/AudioFormat.h"
+#include "kelaudiofile/Export.h"
+#include "kelaudiofile/PeakData.h"
+
+namespace kelaudiofile {
+
+/// The side of the audio on which a chunk lies.
+enum class Side { kBefore, kAfter };
+
+class AudioReader;
+
+/// A chunk that is neither format nor samples nor filler. Its contents are read on request. Good as long as
+/// its reader.
+class KELAUDIOFILE_EXPORT AudioChunk {
+public:
+    std::uint32_t Id() const { return mId; }    ///< as ChunkId makes it
+    std::int64_t Size() const { return mSize; } ///< bytes of data, without the header
+    /// @return the side of the audio on which it lies.
+    Side Place() const { return mSide; }
+
+    /// Reads the whole chunk. Check Size() first: a file may claim gigabytes.
+    /// @param outData  resized to Size(); its contents are unspecified after a failure.
+    /// @param outError  set if the call fails.
+    /// @return whether all of it was read.
+    bool Read(std::vector<unsigned char>& outData, AudioError& outError) const;
+    /// Reads a part of the chunk's data.
+    /// @param inOffset, inCount  a range of bytes inside 0 to Size().
+    /// @param outBytes  room for inCount bytes.
+    /// @param outError  set if the call fails.
+    /// @return false for a range outside the chunk, a null buffer, or after a failed read.
+    bool Read(std::int64_t inOffset, std::int64_t inCount, void* outBytes, AudioError& outError) const;
+
+private:
+    friend class ChunkList;
+    AudioReader* mReader = nullptr;
+    std::int32_t mIndex = 0;
+    std::uint32_t mId = 0;
+    std::int64_t mSize = 0;
+    Side mSide = Side::kBefore;
+};
+
+/// The chunks of a file in file order, for a range-based for loop. Good as long as its reader.
+class KELAUDIOFILE_EXPORT ChunkList {
+public:
+    /// An input iterator.
+    class KELAUDIOFILE_EXPORT iterator {
+    public:
+        /// The chunk.
+        const AudioChunk& operator*() const { return mChunk; }
+        /// The chunk.
+        const AudioChunk* operator->() const { return &mChunk; }
+        /// Steps to the next chunk.
+        iterator& operator++();
+        /// Whether the two are at different chunks of one list.
+        bool operator!=(const iterator& inOther) const { return mChunk.mIndex != inOther.mChunk.mIndex; }
+
+    private:
+        friend class ChunkList;
+        AudioChunk mChunk;
+    };
+
+    /// @return the first chunk.
+    iterator begin() const;
+    /// @return the place after the last chunk.
+    iterator end() const;
+
+private:
+    friend class AudioReader;
+    friend class iterator;
+    explicit ChunkList(AudioReader& inReader) : mReader(&inReader) {}
+    KELAUDIOFILE_HIDDEN static void Fetch(AudioChunk& ioChunk);
+
+    AudioReader* mReader;
+};
+
+/// Reads the samples of a wave or AIFF file as planes of floats.
+///
+/// An object is used by one thread at a time; separate objects on one file are independent. The file must not
+/// change while it is open, but may be deleted or replaced by another one of its name.
+class KELAUDIOFILE_EXPORT AudioReader {
+public:
+    /// Opens a file; its first bytes decide whether it is a wave or an AIFF file.
+    /// @param inPath  the path in the bytes that the system takes.
+    /// @param outError  set if the call fails.
+    /// @return null with outError set if there is no such file, it is not audio, it is broken, or its samples
+    /// cannot be decoded.
+    static std::unique_ptr<AudioReader> Open(std::string_view inPath, AudioError& outError);
+    ~AudioReader();
+
+    /// @return the format; every number in it is positive, and `samples` is supported.
+    const AudioFormat& Format() const;
+    /// @return the family of the file.
+    Container Kind() const;
+    /// @return the frames that the file really holds.
+    std::int64_t Frames() const;
+    /// @return whether the size of the samples was missing and was recovered from the length of the file.
+    bool Recovered() const;
+
+    /// Decodes frames. Allocates nothing after the first call, whatever the count.
+    /// @param inFrame, inCount  a range inside 0 to Frames().
+    /// @param outPlanes  one pointer per channel, each to room for inCount floats; null skips a channel.
+    /// @param outError  set if the call fails.
+    /// @return false with nothing written for a range outside the file; false after a failed read, when the
+    /// planes hold the frames before the failure. The reader stays usable.
+    bool Read(std::int64_t inFrame, std::int64_t inCount, float* const* outPlanes, AudioError& outError);
+
+    /// Reads frames as they lie in the file: interleaved, in Format().samples.
+    /// @param inFrame, inCount  as for Read.
+    /// @param outBytes  room for inCount times channels times bytesPerSample.
+    /// @param outError  set if the call fails.
+    /// @return as for Read.
+    bool ReadRaw(std::int64_t inFrame, std::int64_t inCount, void* outBytes, AudioError& outError);
+
+    /// @return the metadata chunks: `for (const AudioChunk& chunk : reader->Chunks())`.
+    ChunkList Chunks();
+
+    /// @return the file behind a reader of the wave kind, else null. The reader keeps it.
+    WaveFile* Wave();
+    /// @return the file behind a reader of the AIFF kind, else null. The reader keeps it.
+    AiffFile* Aiff();
+
+private:
+    friend class AudioChunk;
+    friend class AudioWriter;
+    friend class ChunkList;
+    struct Impl;
+    KELAUDIOFILE_HIDDEN explicit AudioReader(std::unique_ptr<Impl> inImpl);
+    std::unique_ptr<Impl> mImpl;
+};
+
+/// Called with the frames done and the frames in all; false ends the work with AudioError::kCancelled.
+using AudioProgress = std::function<bool(std::int64_t inDone, std::int64_t inTotal)>;
+
+/// Computes the peaks of every channel of a file.
+/// @param ioReader  the file.
+/// @param inBlockFrames  frames per peak, at least 1; the last block may be shorter.
+/// @param inProgress  called after each block; may be empty.
+/// @param outError  set if the call fails.
+/// @return one timeline per channel whose offsets are frames; empty with outError set after a failure.
+KELAUDIOFILE_EXPORT std::vector<std::shared_ptr<PeakData>> MakePeaks(AudioReader& ioReader,
+                                                                     std::int64_t inBlockFrames,
+                                                                     const AudioProgress& inProgress,
+                                                                     AudioError& outError);
+
+/// What HashAudio counts as audio.
+struct HashOptions {
+    bool trimSilence = false; ///< leave out leading and trailing frames whose samples are all 0.0
+    AudioProgress progress;   ///< may be empty
+};
+
+/// Feeds the decoded audio of a file to a function, usually the update of a digest: equal audio gives equal
+/// bytes, whatever the container, the sample format and the metadata.
+///
+/// First come the number of channels (4 bytes) and the sample rate (a double, 8 bytes), so that files of
+/// different shape differ. Then the samples as 32-bit floats: blocks of 8,192 frames, the last one shorter,
+/// and within a block all of channel 0, then all of channel 1 and so on. Everything is little-endian. Unlike
+/// HashWaveFile, it decodes the unsigned 8-bit samples of wave files as what they mean.
+/// @param inPath  the path in the bytes that the system takes.
+/// @param inUpdate  called with each piece, which is good during the call only.
+/// @param inOptions  what counts, and who hears of the progress.
+/// @param outError  set if the call fails.
+/// @return false with outError set if the file cannot be opened or read; the digest is then worthless.
+KELAUDIOFILE_EXPORT bool
+HashAudio(std::string_view inPath,
+          const std::function<void(const unsigned char* inBytes, std::uint64_t inByteCount)>& inUpdate,
+          const HashOptions& inOptions, AudioError& outError);
+
+} // namespace kelaudiofile

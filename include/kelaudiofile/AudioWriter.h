@@ -1,0 +1,109 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string_view>
+
+#include "kelaudiofile/AudioError.h"
+#include "kelaudiofile/AudioFormat.h"
+#include "kelaudiofile/AudioReader.h"
+#include "kelaudiofile/Export.h"
+
+namespace kelaudiofile {
+
+/// Choices of a writer that most hosts leave alone.
+struct WriterOptions {
+    /// A wave file becomes RF64 in place when it passes 4 GiB; false: it stays RIFF and continues in further
+    /// `data` chunks, which few other programs read.
+    bool rf64 = true;
+    /// The file is written beside inPath, under that name and ".part", and renamed by Finish: an old file of
+    /// that name survives until the new one is whole.
+    bool replaceWhenFinished = false;
+    /// An AIFF file of integers is written little-endian ("sowt"), which some programs misread.
+    bool littleEndianAiff = false;
+};
+
+/// Writes a wave or AIFF file from planes of floats or from bytes.
+///
+/// A file is written in order: chunks before the audio, frames, chunks after the audio, Finish. The first
+/// chunk after frames ends the audio. An AIFF file takes chunks before its audio only. A failed
+/// write of frames has taken those that Frames() counts, a failed write of a chunk may leave it cut short.
+/// The file can go on, and Finish completes it with everything taken before, on a full disk too.
+///
+/// An object is used by one thread at a time.
+class KELAUDIOFILE_EXPORT AudioWriter {
+public:
+    /// Creates a file. Every argument is checked before anything on disk is touched.
+    /// @param inPath  the path in the bytes that the system takes. A file of that name is replaced.
+    /// @param inContainer  the family of the file.
+    /// @param inFormat  byte order and sign of its samples follow from the container, whatever they say: a
+    /// wave file is little-endian with unsigned 8-bit samples, an AIFF file big-endian and signed. Mono and
+    /// stereo with an empty layout get the usual one.
+    /// @param inOptions  choices that most hosts leave alone.
+    /// @param outError  set if the call fails.
+    /// @return null with outError set: kBadArgument names what the container cannot hold.
+    static std::unique_ptr<AudioWriter> Create(std::string_view inPath, Container inContainer,
+                                               const AudioFormat& inFormat, const WriterOptions& inOptions,
+                                               AudioError& outError);
+    /// Finishes the file, if Finish was not called; a failure is lost.
+    ~AudioWriter();
+
+    /// @return the format as it is written.
+    const AudioFormat& Format() const;
+    /// @return the frames taken so far.
+    std::int64_t Frames() const;
+
+    /// Appends frames: rounds to the sample format, clips, interleaves.
+    /// @param inPlanes  one pointer per channel, each to inFrames floats; null is silence.
+    /// @param inFrames  not negative.
+    /// @param outError  set if the call fails.
+    /// @return whether it worked; see above for what holds if not.
+    bool Write(const float* const* inPlanes, std::int64_t inFrames, AudioError& outError);
+    /// Appends interleaved frames as they are to lie in the file, in Format().samples.
+    /// @param inBytes  inFrames times channels times bytesPerSample bytes.
+    /// @param inFrames  not negative.
+    /// @param outError  set if the call fails.
+    /// @return whether it worked; see above for what holds if not.
+    bool WriteRaw(const void* inBytes, std::int64_t inFrames, AudioError& outError);
+    /// Appends frames of a reader: bit by bit where coding and width are the same, else by way of floats.
+    /// The numbers of channels must be equal.
+    /// @param ioReader  the source.
+    /// @param inFirst, inCount  a range of its frames.
+    /// @param outError  set if the call fails.
+    /// @return whether it worked; see above for what holds if not.
+    bool CopyFrames(AudioReader& ioReader, std::int64_t inFirst, std::int64_t inCount, AudioError& outError);
+
+    /// Writes a metadata chunk. Ids that describe the format or hold the samples are refused.
+    /// @param inId  as ChunkId makes it.
+    /// @param inData, inSize  its data, without a header.
+    /// @param outError  set if the call fails.
+    /// @return whether it worked; see above for what holds if not.
+    bool WriteChunk(std::uint32_t inId, const void* inData, std::size_t inSize, AudioError& outError);
+    /// Copies the metadata chunks on one side of a reader's audio, but for those that describe how the old
+    /// file stored its samples ("fact", "PEAK") where the new one differs. Into an AIFF file, kBefore copies
+    /// the chunks of both sides, since none can follow the audio, and kAfter nothing more.
+    /// @param ioReader  the source.
+    /// @param inSide  the side of the source's audio.
+    /// @param outError  set if the call fails.
+    /// @return whether it worked; see above for what holds if not.
+    bool CopyChunks(AudioReader& ioReader, Side inSide, AudioError& outError);
+
+    /// Makes everything taken so far survive the death of this process. Wave files only: an AIFF file has
+    /// no size of its samples until Finish.
+    /// @param outError  set if the call fails.
+    /// @return whether it worked; see above for what holds if not.
+    bool Checkpoint(AudioError& outError);
+    /// Ends the audio, completes the headers and closes the file. After a failure the file is closed with
+    /// every frame that reached the disk.
+    /// @param outError  set if the call fails.
+    /// @return whether it worked; see above for what holds if not.
+    bool Finish(AudioError& outError);
+
+private:
+    struct Impl;
+    KELAUDIOFILE_HIDDEN explicit AudioWriter(std::unique_ptr<Impl> inImpl);
+    std::unique_ptr<Impl> mImpl;
+};
+
+} // namespace kelaudiofile
