@@ -225,6 +225,15 @@ TEST_F(ARecordingSurvives, ACheckpointThatFailedWithItsPadByte) {
     }
 }
 
+TEST_F(ARecordingSurvives, ASizeThatIsStillOwedAtTheEndIsAFailure) {
+    mFile = Create();
+    EXPECT_EQ(Write(*mFile, 0, {1, 2, 3}), 0);
+    faults::SystemCalls() = {.failAt = 0};
+    EXPECT_FALSE(mFile->FinishSamples());
+    faults::SystemCalls() = {.failAt = 0};
+    EXPECT_FALSE(mFile->FinishWrite());
+}
+
 // Whichever call of the open fails, also the one that asks for an old file: nothing of that is in the new
 // one.
 TEST_F(ARecordingSurvives, OpensOverAnOldFileWithAnErrorOfAnyCall) {
