@@ -157,11 +157,6 @@ TEST(PeakDataBounds, StepsGoWithTheSegments) {
         peaks->LoadFromStream(stream);
     };
     const auto lasts = [&](std::int64_t inDuration) { return peaks->GetDuration() == inDuration; };
-    const auto part = [&](std::int64_t inDatums, std::int64_t inStart) {
-        const auto source = peaks->GetRange(peaks->begin(), peaks->begin() + inDatums);
-        source->SetStartOffset(inStart);
-        return source;
-    };
     const auto resample = [&](double inBlock, std::size_t inPoints) {
         std::vector<float> points(2 * inPoints);
         ResamplePeakData(peaks, 0, inBlock, inPoints, points.data(), true);
@@ -174,10 +169,6 @@ TEST(PeakDataBounds, StepsGoWithTheSegments) {
              MemoryFileOutput stream;
              peaks->WriteToStream(stream);
              return std::int64_t(stream.bytes.size()) == 4 + 2 * n * (12 + 8 * kDatums); }},
-        {"insert all in the middle", [&](int n) {
-             return peaks->Insert(part(2 * kDatums * n, n / 2 * kSegments + 15)), lasts(2 * n * kSegments); }},
-        {"overwrite half", [&](int n) {
-             return peaks->Overwrite(part(kDatums * n, n / 2 * kSegments + 5)), lasts(n * kSegments); }},
         {"delete half", [&](int n) {
              peaks->RippleDelete(peaks->begin(), peaks->begin() + kDatums * n, PeakData::RippleRight);
              return lasts(n / 2 * kSegments); }},

@@ -23,22 +23,6 @@ TEST(Text, ReplaceInStringGoesOnceOverTheFormat) {
               "12-3-2147483648");
 }
 
-TEST(Text, IsAStringOfUnsignedBytes) {
-    const UTF8String text = ToUTF8String({"z\0\xC3z", 4});
-    EXPECT_TRUE(ToUTF8String("z") < ToUTF8String("\xC3") && !UTF8Traits::lt('z', 'z'));
-    EXPECT_EQ(text.find(static_cast<unsigned char>(0xC3)), 2u);
-    EXPECT_EQ(text.find('z', 4), UTF8String::npos);
-    EXPECT_EQ(UTF8String(3, 'x').insert(1, text.data(), 1), ToUTF8String("xzxx"));
-    for (const char a : {'a', 'b', '\xFF'}) {
-        EXPECT_EQ(UTF8Traits::eq(static_cast<unsigned char>(a), 'b'), a == 'b');
-        EXPECT_EQ(UTF8Traits::eq_int_type(a, 'b'), a == 'b');
-    }
-    EXPECT_NE(UTF8Traits::not_eof(UTF8Traits::eof()), UTF8Traits::eof());
-    EXPECT_EQ(UTF8Traits::not_eof('a'), 'a');
-    EXPECT_TRUE(text.get_allocator() == UTF8String().get_allocator());
-    EXPECT_FALSE(text.get_allocator() != UTF8String().get_allocator());
-}
-
 TEST(Guid, TextAndPiecesAgree) {
     const Guid guid("1234567A-9abf-DEF0-1122-334455667788", 36);
     EXPECT_EQ(guid, Guid(0x1234567A, 0x9ABF, 0xDEF0, {0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88}));

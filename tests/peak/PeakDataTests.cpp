@@ -118,7 +118,8 @@ TEST(MakePeaks, TakesTheExtremesOfEachBlock) {
                 if (i % blockSize == 0)
                     expected.emplace_back(HUGE_VALF, -HUGE_VALF);
                 PeakDatum& datum = expected.back();
-                datum = {std::fmin(datum.min, samples[1 + i]), std::fmax(datum.max, samples[1 + i])};
+                datum = {std::fmin(datum.min, samples[static_cast<std::size_t>(1 + i)]),
+                         std::fmax(datum.max, samples[static_cast<std::size_t>(1 + i)])};
             }
             for (PeakDatum& datum : expected)
                 if (datum.min > datum.max)
