@@ -1,3 +1,6 @@
+include(CheckCXXCompilerFlag)
+include(CheckLinkerFlag)
+
 # What takes more than a compiler is built where that is found, unless KELAUDIOFILE_BUILD_<kind> says ON or OFF.
 # KELAUDIOFILE_WITH_<kind> says what came of it.
 #   kelaudiofile_optional(<kind> <CMake package> <Debian package>)
@@ -35,6 +38,20 @@ function(kelaudiofile_sanitize target)
     endif()
 endfunction()
 
+# What makes a fault of memory harder to exploit, where compiler and linker have it. Checked calls need optimisation, and
+# sanitizers check more.
+function(kelaudiofile_harden target)
+    if(KELAUDIOFILE_SANITIZE OR CMAKE_CXX_FLAGS MATCHES "-fsanitize")
+        return()
+    endif()
+    check_cxx_compiler_flag(-fstack-protector-strong KELAUDIOFILE_HAS_STACK_PROTECTOR)
+    check_linker_flag(CXX LINKER:-z,relro,-z,now KELAUDIOFILE_HAS_RELRO)
+    target_compile_options(${target} PRIVATE
+        $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=3>
+        $<$<BOOL:${KELAUDIOFILE_HAS_STACK_PROTECTOR}>:-fstack-protector-strong>)
+    target_link_options(${target} PRIVATE $<$<BOOL:${KELAUDIOFILE_HAS_RELRO}>:LINKER:-z,relro,-z,now>)
+endfunction()
+
 function(kelaudiofile_warnings target)
     target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wno-psabi
         $<$<BOOL:${KELAUDIOFILE_WARNINGS_AS_ERRORS}>:-Werror>)
@@ -59,6 +76,7 @@ function(kelaudiofile_part target)
     cmake_parse_arguments(PART "" "" "SOURCES;SEES" ${ARGN})
     add_library(${target} OBJECT ${PART_SOURCES})
     kelaudiofile_settings(${target})
+    kelaudiofile_harden(${target})
     set_target_properties(${target} PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
     target_link_libraries(${target} PRIVATE ${PART_SEES})
 endfunction()

@@ -119,6 +119,15 @@ check_nothing_runs_at_load() { # library; the measure is what the compiler's sta
     pass "nothing of ours runs at load: no initializers, no ifuncs"
 }
 
+check_hardened() { # library
+    readelf -lW "$1" | grep -q GNU_RELRO
+    readelf -dW "$1" | grep -q 'FLAGS.*NOW'
+    nm -D --undefined-only "$1" > "$work/undefined"
+    grep -q __stack_chk_fail "$work/undefined"
+    grep -q _chk@ "$work/undefined"
+    pass "relocations are read-only from the start; stack and calls are checked"
+}
+
 check_builds_alike() { # build folder of the shared library; the other build is of a copy of the sources
     mkdir "$work/elsewhere"
     tar -C "$top" --exclude=./build --exclude=./.git -cf - . | tar -C "$work/elsewhere" -xf -
@@ -178,6 +187,7 @@ check_replaced_layers
 check_exports "$work/moved-shared/lib/libkelaudiofile.so"
 check_libcxx_host "$work/moved-shared"
 check_nothing_runs_at_load "$work/moved-shared/lib/libkelaudiofile.so"
+check_hardened "$work/moved-shared/lib/libkelaudiofile.so"
 check_builds_alike "$work/build-shared"
 check_needs_nothing_else "$work/moved-shared/lib/libkelaudiofile.so"
 check_debian_packages
