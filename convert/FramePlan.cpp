@@ -48,7 +48,8 @@ constexpr MovesTable kMoves = [] {
 
 TileKind KindOf(const SampleFormat& inFormat) {
     switch (inFormat.coding) {
-    case SampleCoding::kInteger:
+    case SampleCoding::kInteger: // of 1 to 4 bytes
+        // NOLINTNEXTLINE(clang-analyzer-optin.core.EnumCastOutOfRange)
         return static_cast<TileKind>(kInteger8 + inFormat.bytesPerSample - 1);
     case SampleCoding::kFloat_1:
         return kFloat1;

@@ -10,6 +10,8 @@
 
 namespace kelaudiofile::convert {
 
+// All products are of sizes within a few vectors.
+// NOLINTBEGIN(bugprone-implicit-widening-of-multiplication-result, bugprone-misplaced-widening-cast)
 namespace {
 
 constexpr int kQuarter = 8;
@@ -267,4 +269,5 @@ template std::size_t GatherWide<FloatBits>(const Byte*, Byte*, std::size_t, std:
 template std::size_t GatherWide<ScaledFloat<32768>>(const Byte*, Byte*, std::size_t, std::size_t);
 template std::size_t GatherWide<ScaledFloat<8388608>>(const Byte*, Byte*, std::size_t, std::size_t);
 
+// NOLINTEND(bugprone-implicit-widening-of-multiplication-result, bugprone-misplaced-widening-cast)
 } // namespace kelaudiofile::convert

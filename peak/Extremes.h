@@ -23,6 +23,8 @@ Value Larger(Value a, Value b) {
 /// anything does.
 inline void Prefetch(const PeakDatum* inDatum) {
     constexpr std::uintptr_t kAhead = 4096;
+    // Maybe past the end of the datums, where no pointer may be moved to.
+    // NOLINTNEXTLINE(performance-no-int-to-ptr)
     __builtin_prefetch(reinterpret_cast<const void*>(reinterpret_cast<std::uintptr_t>(inDatum) + kAhead));
 }
 
@@ -50,7 +52,7 @@ public:
 
     void TakeStep(const PeakDatum* inDatums) {
         Prefetch(inDatums);
-        for (int i = 0; i < 2; ++i) {
+        for (std::ptrdiff_t i = 0; i < 2; ++i) {
             Lanes values; // one at a time: g++ would send an array of them through memory
             std::memcpy(&values, inDatums + 2 * i, sizeof values);
             low[i] = Smaller(low[i], values);

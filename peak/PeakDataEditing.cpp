@@ -105,7 +105,7 @@ std::shared_ptr<PeakData> PeakData::GetRange(const_iterator inFirst, const_itera
     if (inFirst == end())
         return std::make_shared<PeakData>(GetEndOffset());
 
-    const auto range = std::make_shared<PeakData>(inFirst.GetStartOffset());
+    auto range = std::make_shared<PeakData>(inFirst.GetStartOffset());
     for (auto segment = inFirst.segment; segment != segments.end() && segment <= inLast.segment; ++segment) {
         const auto from = segment == inFirst.segment ? inFirst.datum : segment->begin();
         const auto to = segment == inLast.segment ? inLast.datum : segment->end();

@@ -2,7 +2,7 @@
 # Installs what is missing for the jobs named, on Debian and its relatives; elsewhere says what is needed.
 # Use from a shell script:   . "$(dirname "$0")/setup.sh"; setup build test
 # or by itself:              sh scripts/setup.sh build test
-# Jobs: build  test  sanitize  fuzz  bench  portability  interop  docs  format  package  picture  clean-room
+# Jobs: build  test  sanitize  fuzz  bench  portability  interop  docs  format  tidy  package  picture  clean-room
 
 packages_of() {
     case "$1" in
@@ -15,6 +15,7 @@ packages_of() {
         ;;
     docs) echo doxygen ;;
     format) echo clang-format-19 ;;
+    tidy) echo clang clang-tidy cmake ninja-build ;;
     portability) echo googletest g++-i686-linux-gnu g++-s390x-linux-gnu g++-aarch64-linux-gnu qemu-user ;;
     interop) echo python3 sox ffmpeg sndfile-programs ;;
     package) echo g++ clang libc++-dev libc++abi-dev cmake ninja-build pkg-config binutils libcli11-dev dpkg-dev file help2man lintian ;;

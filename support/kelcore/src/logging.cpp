@@ -57,7 +57,7 @@ void LogException(std::exception_ptr inException, const utility::StringValue& in
         if (const auto sink = CurrentSink())
             (*sink)(line);
         else
-            std::fprintf(stderr, "%s\n", line.c_str());
+            static_cast<void>(std::fprintf(stderr, "%s\n", line.c_str()));
     } catch (...) {
         // A log that fails must not turn a failed read into a crash.
     }
