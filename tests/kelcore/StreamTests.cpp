@@ -75,6 +75,7 @@ TEST_F(InputStream, EveryReadGivesTheFilesBytes) {
                 ASSERT_EQ(stream.CurPos(), at + count);
             } catch (const file_exception&) {
                 ASSERT_TRUE((mCalls.failAt != faults::kNever || !fits) && stream.CurPos() == at);
+                at -= std::min<std::uint64_t>(at, random() % 9000); // back to what was in memory before
             }
         }
     }

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fcntl.h>
 #include <limits>
 #include <sys/stat.h>
@@ -95,7 +96,7 @@ int Close(int inDescriptor) noexcept {
 
 std::int64_t ReadAt(int inDescriptor, void* outBytes, std::size_t inCount,
                     std::uint64_t inPosition) noexcept {
-    return Decorated(false, 0, [&]() -> std::int64_t {
+    const std::int64_t result = Decorated(false, 0, [&]() -> std::int64_t {
         if (faults::Interrupted())
             return -EINTR;
         ++gSystem.reads;
@@ -104,6 +105,9 @@ std::int64_t ReadAt(int inDescriptor, void* outBytes, std::size_t inCount,
         gSystem.bytesRead += static_cast<std::uint64_t>(std::max<std::int64_t>(count, 0));
         return count;
     });
+    if (result < 0 && inCount <= 65536)
+        std::memset(outBytes, 0xEE, inCount); // a window may hold anything then
+    return result;
 }
 
 std::int64_t WriteAt(int inDescriptor, const void* inBytes, std::size_t inCount,
