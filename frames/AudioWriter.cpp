@@ -1,7 +1,6 @@
 #include "kelaudiofile/AudioWriter.h"
 
 #include <algorithm>
-#include <new>
 #include <utility>
 
 #include "AiffFileAccess.h"
@@ -116,7 +115,7 @@ AudioWriter::~AudioWriter() {
         AudioError ignored;
         if (mImpl->stage != Impl::Stage::kFinished)
             Finish(ignored);
-    } catch (const std::bad_alloc&) {
+    } catch (...) {
         // There is no memory for the message of a failure.
     }
 }
