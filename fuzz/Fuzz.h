@@ -59,14 +59,16 @@ struct Contents {
         samples.resize(static_cast<std::size_t>(done));
     }
 
+    /// @return whether all of it was written.
     template <typename File>
-    void WriteTo(File& ioFile) const {
+    bool WriteTo(File& ioFile) const {
         typename File::ExtendedErrorInfo error;
         const auto count = [](const Bytes& bytes) { return static_cast<std::int32_t>(bytes.size()); };
+        bool isWritten = true;
         for (const auto& [id, data] : metadata)
-            FUZZ_REQUIRE(ioFile.StartMetadatumWrite(id) && ioFile.MetadatumWrite(data.data(), count(data)) &&
-                         ioFile.FinishMetadatumWrite());
-        FUZZ_REQUIRE(ioFile.WriteSampleBytes(0, count(samples), samples.data(), error));
+            isWritten = ioFile.StartMetadatumWrite(id) && ioFile.MetadatumWrite(data.data(), count(data)) &&
+                        ioFile.FinishMetadatumWrite() && isWritten;
+        return ioFile.WriteSampleBytes(0, count(samples), samples.data(), error) && isWritten;
     }
 };
 

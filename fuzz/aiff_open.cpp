@@ -1,7 +1,9 @@
-// An AIFF file of any bytes: what is read lies in the file, and a copy holds the same.
+// An AIFF file of any bytes: what is read lies in the file, and a copy holds the same, once the disk has room
+// for it.
 
 #include "Fuzz.h"
 #include "kelaudiofile/AiffFile.h"
+#include "support/SmallDisk.h"
 
 using kelaudiofile::AiffFile;
 
@@ -14,13 +16,22 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     FUZZ_REQUIRE(error.code == 0 && file->GetSampleCount() >= 0);
     const fuzz::Contents contents(*file, bytes);
     FUZZ_REQUIRE(fuzz::LiesIn(bytes, contents.samples));
+    FUZZ_REQUIRE(file->GetCompressionCode().size() <= 4 && file->GetCompressionDescription().size() <= 255);
+    FUZZ_REQUIRE(GetDeinterleaveFunction(*file) != nullptr || GetConversionFunction(*file) == nullptr);
 
     const auto path = fuzz::Folder().PathText("copy");
-    const std::unique_ptr<AiffFile> copy(
-        AiffFile::OpenForWrite(path, 48000, file->GetNumChannels(), 8 * file->GetBytesPerSample(),
-                               file->GetSampleType(), file->GetAudioChannelLayout(), error));
-    contents.WriteTo(*copy);
-    FUZZ_REQUIRE(copy->FinishWrite(false, error));
+    const auto writes = [&] {
+        const std::unique_ptr<AiffFile> copy(
+            AiffFile::OpenForWrite(path, 48000, file->GetNumChannels(), 8 * file->GetBytesPerSample(),
+                                   file->GetSampleType(), file->GetAudioChannelLayout(), error));
+        return copy && contents.WriteTo(*copy) && copy->FinishWrite(false, error);
+    };
+    try {
+        const testing_support::FileSizeLimit limit(size / 2);
+        writes();
+    } catch (const kelcore::filesupport::file_exception&) { // of FinishWrite
+    }
+    FUZZ_REQUIRE(writes());
     const auto read = AiffFile::OpenForRead(path, false, error);
     const fuzz::Contents copied(*read, testing_support::ReadFile(fuzz::Folder().Path("copy")));
     FUZZ_REQUIRE(copied.metadata == contents.metadata);

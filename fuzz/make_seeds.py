@@ -163,6 +163,7 @@ SEEDS = {
     "id3": id3_streams,
     "peak_edit": scripts,
     "peak_load": peak_streams,
+    "frames": lambda: [(f"frames_{i}", bytes([i, i % 3, 5, i % 2]) + SAMPLES) for i in range(28)],
     "convert": lambda: [(f"routine_{i}", bytes([i, i % 3]) + SAMPLES) for i in range(28)],
 }
 

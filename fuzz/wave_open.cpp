@@ -1,9 +1,11 @@
 // A wave file of any bytes: what is read lies in the file, the hash takes all of it, and a copy holds the
-// same.
+// same, once the disk has room for it.
 
 #include "Fuzz.h"
 #include "kelaudiofile/HashWaveFile.h"
 #include "kelaudiofile/WaveFile.h"
+#include "kelcore/logging.h"
+#include "support/SmallDisk.h"
 
 using namespace kelaudiofile;
 
@@ -40,13 +42,28 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     FUZZ_REQUIRE(sample == contents.samples.end());
 
     const auto path = fuzz::Folder().PathText("copy");
-    const std::unique_ptr<WaveFile> copy(WaveFile::OpenForWrite(
-        path, file->GetSampleRate(), file->GetNumChannels(), file->GetBytesPerSample(),
-        file->GetSampleBitDepth(), file->GetSampleType(), file->GetChannelLayout(), size % 2, error, false));
-    contents.WriteTo(*copy);
-    FUZZ_REQUIRE(copy->FinishBlock() && copy->FinishSamples() && copy->FinishWrite());
+    const auto writes = [&] {
+        const std::unique_ptr<WaveFile> copy(
+            WaveFile::OpenForWrite(path, file->GetSampleRate(), file->GetNumChannels(),
+                                   file->GetBytesPerSample(), file->GetSampleBitDepth(),
+                                   file->GetSampleType(), file->GetChannelLayout(), size % 2, error, false));
+        const bool isWritten = copy && contents.WriteTo(*copy);
+        return copy && copy->FinishBlock() && copy->FinishSamples() && copy->FinishWrite() && isWritten;
+    };
+    {
+        const testing_support::FileSizeLimit limit(size / 2);
+        writes();
+    }
+    FUZZ_REQUIRE(writes());
     const std::unique_ptr<WaveFile> read(WaveFile::OpenForRead(path, error, false));
     const fuzz::Contents copied(*read, testing_support::ReadFile(fuzz::Folder().Path("copy")));
     FUZZ_REQUIRE(copied.metadata == contents.metadata && copied.samples == contents.samples);
+
+    // The file shrinks while it is closed: reads fail, and the log says so.
+    kelcore::logging::SetSink([](std::string_view line) { FUZZ_REQUIRE(!line.empty()); });
+    std::filesystem::resize_file(fuzz::Folder().Path("input"), 12);
+    FUZZ_REQUIRE(file->Suspend());
+    unsigned char byte;
+    FUZZ_REQUIRE(!file->ReadSampleBytes(0, 1, &byte) && !file->ReadMetadataChunk(0, 0, 1, &byte));
     return 0;
 }
