@@ -146,14 +146,15 @@ private:
         mReader.mFileInfo.riffSize = bytes::LoadLittle64(&data[riff::ds64::kRiffSize]);
         // A table can hold thousands of rows, and each chunk asks SizeOf: so they are sorted. Of two rows for
         // one id the first in the file counts.
-        std::map<std::uint32_t, std::uint64_t> sizes;
-        sizes.emplace(riff::kDataId, bytes::LoadLittle64(&data[riff::ds64::kDataSize]));
+        std::map<std::uint32_t, std::int64_t> sizes;
+        sizes.emplace(riff::kDataId,
+                      static_cast<std::int64_t>(bytes::LoadLittle64(&data[riff::ds64::kDataSize])));
         const std::uint64_t rows = bytes::LoadLittle32(&data[riff::ds64::kTableLength]);
         if (riff::ds64::kTable + rows * riff::ds64::kRowBytes <= data.size())
             for (std::size_t row = 0; row < rows; ++row) {
                 const auto* place = data.data() + riff::ds64::kTable + row * riff::ds64::kRowBytes;
                 sizes.emplace(bytes::LoadLittle32(place + riff::ds64::kRowId),
-                              bytes::LoadLittle64(place + riff::ds64::kRowSize));
+                              static_cast<std::int64_t>(bytes::LoadLittle64(place + riff::ds64::kRowSize)));
             }
         mReader.mDs64Sizes.assign(sizes.begin(), sizes.end());
         return true;
