@@ -133,7 +133,8 @@ void AiffFile::Impl::WriteChunk(std::uint32_t inId, const std::vector<Byte>& inD
 }
 
 bool AiffFileAccess::WriteThrough(AiffFile& ioFile) {
-    return Succeeds([&] { ioFile.mImpl->bufferedStream->StopGathering(); });
+    AiffFile::Impl& impl = *ioFile.mImpl;
+    return impl.bufferedStream && Succeeds([&] { impl.bufferedStream->StopGathering(); });
 }
 
 bool AiffFile::WriteSampleBytes(std::int64_t inOffset, std::int32_t inByteCount, const void* inBuffer,

@@ -35,7 +35,7 @@ public:
 
     /// Sets what an EndChunk that fails counts a `data` chunk in. It is 1 in a new or reset writer.
     /// @param inFrameBytes  bytes of a frame; above 0.
-    void SetFrameBytes(unsigned int inFrameBytes) { mFrameBytes = inFrameBytes; }
+    void SetFrameBytes(unsigned int inFrameBytes) { mFrameBytes = inFrameBytes == 0 ? 1 : inFrameBytes; }
 
     /// Begins a chunk where the stream stands. Chunks do not nest. Needs an open writer.
     /// @return the position of the chunk's header, for EndChunk.

@@ -300,6 +300,8 @@ bool WaveFile::FinishWrite() {
     if (!impl.chunkWriter.IsInitialized())
         return false;
     const bool mended = Succeeds([&impl] { impl.MendBrokenChunk(); });
+    if (!mended) // the failure may have passed, and the end of the file would deliver what no size counts
+        Succeeds([&impl] { impl.MendBrokenChunk(); });
     const bool ended = Succeeds([&impl] { impl.chunkWriter.EndFile(impl.FramesWritten()); });
     impl.brokenChunk = 0;
     return mended && ended;

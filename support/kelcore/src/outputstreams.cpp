@@ -43,11 +43,13 @@ OBufferedByteStream::~OBufferedByteStream() {
 }
 
 void OBufferedByteStream::WriteBlock(const void* inBytes, unsigned inCount) {
+    if (inCount == 0)
+        return;
     if (inCount > mCapacity - mWaiting)
         Flush();
     if (inCount >= mCapacity) {
         WriteThrough(inBytes, inCount);
-    } else if (inCount != 0) {
+    } else {
         std::memcpy(mBuffer.get() + mWaiting, inBytes, inCount);
         mWaiting += inCount;
     }
