@@ -65,8 +65,12 @@ std::unique_ptr<AiffFile> OpenAiff(const File& inOpened, std::string_view inPath
     if (!file) {
         using Code = AiffFile::ExtendedErrorInfo;
         const bool known = error.code == Code::kUnknownCompression || error.code == Code::kBadBitDepth;
-        FailForSystem(outError, known ? AudioError::kUnsupported : AudioError::kBrokenFile, inPath,
-                      ErrorText(error));
+        const bool noHeader = error.code == Code::kNotAiffFile;
+        FailForSystem(outError,
+                      noHeader ? AudioError::kNotAudio
+                      : known  ? AudioError::kUnsupported
+                               : AudioError::kBrokenFile,
+                      inPath, noHeader ? "it is neither a wave nor an AIFF file" : ErrorText(error));
     }
     return file;
 }
@@ -204,8 +208,8 @@ bool AudioReader::Read(std::int64_t inFrame, std::int64_t inCount, float* const*
         return Fail(outError, AudioError::kBadArgument, impl.path, "there are no planes to read it to");
     const std::int64_t tileFrames = TileFrames(impl.format);
     if (impl.tile.empty()) {
+        impl.planes.resize(static_cast<std::size_t>(impl.format.channels)); // first: the tile marks both
         impl.tile.resize(static_cast<std::size_t>(tileFrames * FrameBytes(impl.format)));
-        impl.planes.resize(static_cast<std::size_t>(impl.format.channels));
     }
     for (std::int64_t done = 0; done < inCount;) {
         const std::int64_t count = std::min(tileFrames, inCount - done);

@@ -113,6 +113,7 @@ AudioWriter::AudioWriter(std::unique_ptr<Impl> inImpl) : mImpl(std::move(inImpl)
 AudioWriter::~AudioWriter() {
     try {
         AudioError ignored;
+        mImpl->isAbandoned = true;
         if (mImpl->stage != Impl::Stage::kFinished)
             Finish(ignored);
     } catch (...) {
@@ -146,8 +147,8 @@ bool AudioWriter::Impl::BeginAudio(AudioError& outError) {
         return false;
     stage = Stage::kAudio;
     if (tile.empty()) {
+        planes.resize(static_cast<std::size_t>(format.channels)); // first: the tile marks both as there
         tile.resize(static_cast<std::size_t>(TileFrames(format) * FrameBytes(format)));
-        planes.resize(static_cast<std::size_t>(format.channels));
     }
     return true;
 }
@@ -156,14 +157,19 @@ bool AudioWriter::Impl::BeginAudio(AudioError& outError) {
 bool AudioWriter::Impl::Append(const void* inBytes, std::int64_t inFrames, AudioError& outError) {
     kelcore::filesupport::ForgetFailure();
     const std::int64_t frameBytes = FrameBytes(format);
+    bool refused = false;
     const bool written = std::visit(
         [&](auto& opened) {
-            typename std::decay_t<decltype(*opened)>::ExtendedErrorInfo ignored;
-            return opened->WriteSampleBytes(frames * frameBytes,
-                                            static_cast<std::int32_t>(inFrames * frameBytes),
-                                            static_cast<const std::uint8_t*>(inBytes), ignored);
+            typename std::decay_t<decltype(*opened)>::ExtendedErrorInfo error;
+            const bool taken = opened->WriteSampleBytes(frames * frameBytes,
+                                                        static_cast<std::int32_t>(inFrames * frameBytes),
+                                                        static_cast<const std::uint8_t*>(inBytes), error);
+            refused = error.code == error.kWriteRefused;
+            return taken;
         },
         file);
+    if (refused)
+        return Fail(outError, AudioError::kWrongOrder, path, "a chunk has ended its audio");
     if (!written)
         return FailToWrite(outError, "frame " + std::to_string(frames) + " cannot be written");
     frames += inFrames;
@@ -250,8 +256,8 @@ bool AudioWriter::Impl::CopyFloats(AudioReader& ioReader, std::int64_t inFirst, 
                                    AudioError& outError) {
     const auto tileFrames = static_cast<std::size_t>(TileFrames(format));
     if (floats.empty()) {
-        floats.resize(tileFrames * planes.size());
         floatPlanes.resize(planes.size());
+        floats.resize(tileFrames * planes.size());
         for (std::size_t channel = 0; channel < planes.size(); ++channel)
             floatPlanes[channel] = floats.data() + channel * tileFrames;
     }
@@ -303,7 +309,7 @@ bool AudioWriter::Impl::Complete(AudioError& outError) {
 }
 
 bool AudioWriter::Impl::Rename(AudioError& outError) const {
-    if (writtenPath == path)
+    if (isAbandoned || writtenPath == path)
         return true;
     kelcore::filesupport::ForgetFailure();
     try {

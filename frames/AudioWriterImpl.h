@@ -15,6 +15,7 @@ struct KELAUDIOFILE_HIDDEN AudioWriter::Impl {
     std::int64_t frames = 0;
     bool hasOpenChunk =
         false; ///< a chunk of an AIFF file that could not be ended, or one that is being written
+    bool isAbandoned = false;        ///< destroyed without Finish: an old file stays
     bool hasAllChunks = false;       ///< the chunks after a reader's audio were copied with those before it
     std::vector<unsigned char> tile; ///< empty until the first frame
     std::vector<const float*> planes;

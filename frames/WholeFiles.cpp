@@ -124,15 +124,23 @@ public:
         const std::int64_t rest = std::min(mMissing, inCount);
         if (rest > 0) {
             const PeakDatum more = *kelaudiofile::MakePeaks(inSamples, rest, rest).begin();
-            mDatums.back().min = std::min(mDatums.back().min, more.min);
-            mDatums.back().max = std::max(mDatums.back().max, more.max);
+            const bool counts = HasNumber(inSamples, rest); // NaN alone would make it 0.0
+            if (counts && mHasNumber) {
+                mDatums.back().min = std::min(mDatums.back().min, more.min);
+                mDatums.back().max = std::max(mDatums.back().max, more.max);
+            } else if (counts) {
+                mDatums.back() = more;
+            }
+            mHasNumber = mHasNumber || counts;
         }
         mMissing -= rest;
         if (rest == inCount)
             return;
         const auto peaks = kelaudiofile::MakePeaks(inSamples + rest, inCount - rest, mBlockFrames);
         mDatums.insert(mDatums.end(), peaks.begin(), peaks.end());
-        mMissing = (mBlockFrames - (inCount - rest) % mBlockFrames) % mBlockFrames;
+        const std::int64_t begun = (inCount - rest) % mBlockFrames;
+        mMissing = begun > 0 ? mBlockFrames - begun : 0;
+        mHasNumber = HasNumber(inSamples + inCount - begun, begun);
     }
 
     std::shared_ptr<PeakData> Timeline() && {
@@ -144,6 +152,11 @@ public:
 
 private:
     std::int64_t mBlockFrames;
+    static bool HasNumber(const float* inSamples, std::int64_t inCount) {
+        return std::any_of(inSamples, inSamples + inCount, [](float sample) { return !std::isnan(sample); });
+    }
+
+    bool mHasNumber = false;   ///< in the last datum, while it lacks frames
     std::int64_t mMissing = 0; ///< frames that the last datum still lacks
     PeakDatumVector mDatums;
 };

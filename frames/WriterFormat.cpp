@@ -17,7 +17,7 @@ using kelmediatypes::ChannelLayout;
 constexpr AudioChannelDescription kNoPosition(0);
 constexpr AudioChannelDescription kAmbisonicW(134);
 constexpr std::int64_t kLargestWaveFrame = 0xFFFF; // bytes: the block align field has 16 bits
-constexpr std::int32_t kMostAiffChannels = 0x7FFF;
+constexpr std::int32_t kMostChannels = 0x7FFF;     // readers take the 16 bits as signed
 
 bool HasPositions(const ChannelLayout& inLayout) {
     return std::any_of(inLayout.begin(), inLayout.end(),
@@ -45,8 +45,6 @@ std::string ReasonAgainstWave(const AudioFormat& inFormat) {
 
 std::string ReasonAgainstAiff(const AudioFormat& inFormat) {
     const SampleFormat& samples = inFormat.samples;
-    if (inFormat.channels > kMostAiffChannels)
-        return "an AIFF file has at most 32,767 channels";
     const bool integers = samples.coding == SampleCoding::kInteger && samples.bytesPerSample <= 4;
     const bool floats = samples.coding == SampleCoding::kFloat_1 && samples.bytesPerSample == 4;
     if (!integers && !floats)
@@ -81,6 +79,8 @@ std::string ReasonAgainst(Container inContainer, const AudioFormat& inFormat) {
         return "the sample rate must be a whole number from 1 to 2,147,483,647";
     if (inFormat.channels < 1)
         return "there must be at least one channel";
+    if (inFormat.channels > kMostChannels)
+        return "a file has at most 32,767 channels";
     if (!IsSupported(inFormat.samples))
         return "there are no samples of this coding and width";
     if (!inFormat.layout.empty() && inFormat.layout.size() != static_cast<std::size_t>(inFormat.channels))

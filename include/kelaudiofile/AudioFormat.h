@@ -35,7 +35,8 @@ constexpr std::uint32_t ChunkId(const char (&inText)[5]) {
 /// @return the four characters of a chunk id; '?' for one that cannot be printed.
 KELAUDIOFILE_EXPORT std::string ChunkIdText(std::uint32_t inId);
 
-/// @return the position's name in English, such as "front left"; "channel N" for a value without a name.
+/// @return the position's name in English, such as "front left"; "unknown position" for a value without a
+/// name.
 KELAUDIOFILE_EXPORT std::string ChannelName(kelmediatypes::AudioChannelDescription inChannel);
 
 /// Makes a layout by its usual name.

@@ -52,7 +52,7 @@ private:
 /// The chunks of a file in file order, for a range-based for loop. Good as long as its reader.
 class KELAUDIOFILE_EXPORT ChunkList {
 public:
-    /// An input iterator.
+    /// For range-based for loops only.
     class KELAUDIOFILE_EXPORT iterator {
     public:
         /// The chunk.
@@ -144,7 +144,7 @@ using AudioProgress = std::function<bool(std::int64_t inDone, std::int64_t inTot
 /// Computes the peaks of every channel of a file.
 /// @param ioReader  the file.
 /// @param inBlockFrames  frames per peak, at least 1; the last block may be shorter.
-/// @param inProgress  called after each block; may be empty.
+/// @param inProgress  called every 8,192 frames; may be empty.
 /// @param outError  set if the call fails.
 /// @return one timeline per channel whose offsets are frames; empty with outError set after a failure.
 KELAUDIOFILE_EXPORT std::vector<std::shared_ptr<PeakData>> MakePeaks(AudioReader& ioReader,

@@ -46,7 +46,8 @@ public:
     static std::unique_ptr<AudioWriter> Create(std::string_view inPath, Container inContainer,
                                                const AudioFormat& inFormat, const WriterOptions& inOptions,
                                                AudioError& outError);
-    /// Finishes the file, if Finish was not called; a failure is lost.
+    /// Completes the file, if Finish was not called; a failure is lost. With replaceWhenFinished, an old file
+    /// stays, and the new one keeps its other name.
     ~AudioWriter();
 
     /// @return the format as it is written.
