@@ -12,6 +12,14 @@ cd "$(dirname "$0")/.."
 . scripts/setup.sh
 
 # The outer half owns the folder. Mounts and processes of the inner half are its own and go with it, however it ends.
+clean_up() { # processes of the inner half may still be ending, and write until they have
+    [ -z "$inner" ] || kill -KILL $inner 2>/dev/null || true
+    for try in 1 2 3 4 5 6 7 8 9; do
+        rm -rf --one-file-system "$room" 2>/dev/null && return
+        sleep 1
+    done
+    rm -rf --one-file-system "$room"
+}
 if [ "${1:-}" != --inside ]; then
     suite=trixie
     case "${1:-}" in bookworm | trixie) suite=$1 && shift ;; esac
@@ -21,7 +29,7 @@ if [ "${1:-}" != --inside ]; then
     setup clean-room
     room=$(mktemp -d /var/tmp/kelaudiofile-room-XXXXXX)
     inner=
-    trap '[ -z "$inner" ] || ! kill -KILL $inner 2>/dev/null || sleep 1; rm -rf --one-file-system "$room"' EXIT
+    trap clean_up EXIT
     trap 'exit 1' HUP INT TERM
     unshare --mount --pid --fork --kill-child "scripts/${0##*/}" --inside "$room" "$suite" "$@" </dev/null &
     inner=$!
