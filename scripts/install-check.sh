@@ -76,9 +76,9 @@ check_replaced_layers() {
         sed -E 's/.*/s,\\b&\\b,&TakenAway,g/' > "$work/take-away"
     [ "$(wc -l < "$work/take-away")" -gt 20 ]
     sed -i -f "$work/take-away" "${headers[@]}"
-    printf '%s\n' "$top"/{wav,aiff}/src/*.cpp "$top"/{convert,peak,id3}/*.cpp |
+    printf '%s\n' "$top"/{chunks,wav,aiff}/src/*.cpp "$top"/{convert,peak,id3}/*.cpp |
         xargs -P "$(nproc)" -n 4 g++ -std=c++20 -fsyntax-only -I"$top/include" -I"$top/bytes/include" \
-            -I"$work/layers/kelcore/include" -I"$work/layers/kelmediatypes/include" \
+            -I"$top/chunks/include" -I"$work/layers/kelcore/include" -I"$work/layers/kelmediatypes/include" \
             -I"$work/layers/kelaccelerate/include"
     pass "the library on layers that have nothing but what docs/architecture.md asks for"
 }

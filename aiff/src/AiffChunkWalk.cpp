@@ -1,9 +1,10 @@
 #include "AiffChunkWalk.h"
 
 #include <algorithm>
-#include <iterator>
 
 #include "AiffFormat.h"
+#include "chunks/Attempt.h"
+#include "kelaudiofile/AiffFile.h"
 
 namespace kelaudiofile::aiff {
 
@@ -33,10 +34,6 @@ std::uint64_t EndOfForm(std::uint32_t inFormSize, std::uint64_t inFileSize) {
     return inFormSize == 0 || end > inFileSize ? inFileSize : end;
 }
 
-bool IsMetadata(std::uint32_t inId) {
-    return inId != kSsndId && inId != kCommId && inId != kChanId && inId != kFverId;
-}
-
 /// Eight zero bytes are a chunk without id and size. @return how many more of them follow that the walk
 /// lists.
 std::uint64_t CountZeroChunks(IPlatformByteStream& inStream, std::uint64_t inPosition, std::uint64_t inEnd) {
@@ -48,7 +45,7 @@ std::uint64_t CountZeroChunks(IPlatformByteStream& inStream, std::uint64_t inPos
 }
 
 // Positions stay below the file's size but for the last one, which ends the walk, so no sum here overflows.
-void ListChunks(IPlatformByteStream& inStream, std::uint64_t inEnd, ChunkList& outChunks) {
+void ListChunks(IPlatformByteStream& inStream, std::uint64_t inEnd, chunks::ChunkTable& outChunks) {
     std::uint64_t position = form::kBytes;
     for (;;) {
         const std::uint64_t dataStart = position + chunk::kHeaderBytes;
@@ -70,58 +67,20 @@ void ListChunks(IPlatformByteStream& inStream, std::uint64_t inEnd, ChunkList& o
 
 } // namespace
 
-void ChunkList::Append(const AiffChunkInfo& inChunk, std::int64_t inCount) {
-    if (!IsMetadata(inChunk.id)) {
-        if (FindFirst(inChunk.id) == nullptr)
-            mFormat.push_back(inChunk);
-        return;
-    }
-    if (!ContinuesLastRun(inChunk))
-        mMetadata.push_back({inChunk, mMetadataCount});
-    mMetadataCount += inCount;
-}
-
-bool ChunkList::ContinuesLastRun(const AiffChunkInfo& inChunk) const {
-    if (mMetadata.empty() || inChunk.size != 0)
-        return false;
-    const Run& run = mMetadata.back();
-    return run.first.size == 0 && run.first.id == inChunk.id &&
-           inChunk.offset == run.first.offset + chunk::kHeaderBytes * (mMetadataCount - run.firstIndex);
-}
-
-const AiffChunkInfo* ChunkList::FindFirst(std::uint32_t inId) const {
-    const auto found = std::find_if(mFormat.begin(), mFormat.end(),
-                                    [=](const AiffChunkInfo& info) { return info.id == inId; });
-    return found == mFormat.end() ? nullptr : &*found;
-}
-
-std::optional<AiffChunkInfo> ChunkList::FindMetadatum(std::int64_t inIndex) const {
-    if (inIndex < 0 || inIndex >= mMetadataCount)
-        return std::nullopt;
-    const auto next =
-        std::upper_bound(mMetadata.begin(), mMetadata.end(), inIndex,
-                         [](std::int64_t index, const Run& run) { return index < run.firstIndex; });
-    const Run& run = *std::prev(next);
-    AiffChunkInfo info = run.first;
-    info.offset += chunk::kHeaderBytes * (inIndex - run.firstIndex);
-    return info;
-}
-
 std::int32_t WalkChunks(IPlatformByteStream& inStream, const kelcore::filesupport::File& inFile,
-                        std::uint32_t& outFormType, ChunkList& outChunks) {
+                        std::uint32_t& outFormType, chunks::ChunkTable& outChunks) {
     using Error = AiffFile::ExtendedErrorInfo;
-    std::int32_t codeOfException = Error::kNotAiffFile;
-    try {
+    std::int32_t code = Error::kNotAiffFile;
+    chunks::Attempt([&] {
         const FormHeader header = ReadFormHeader(inStream);
         if (!IsAiff(header))
-            return Error::kNotAiffFile;
+            return;
         outFormType = header.type;
-        codeOfException = Error::kChunkScanFailed;
+        code = Error::kChunkScanFailed;
         ListChunks(inStream, EndOfForm(header.size, inFile.Size()), outChunks);
-        return Error::kNoError;
-    } catch (...) {
-        return codeOfException;
-    }
+        code = Error::kNoError;
+    });
+    return code;
 }
 
 } // namespace kelaudiofile::aiff

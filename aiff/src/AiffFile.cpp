@@ -1,12 +1,51 @@
 #include "kelaudiofile/AiffFile.h"
 
+#include "AiffFileAccess.h"
 #include "AiffFileImpl.h"
+#include "chunks/Attempt.h"
 
 namespace kelaudiofile {
 
 AiffFile::AiffFile() : mImpl(std::make_unique<Impl>()) {}
 
 AiffFile::~AiffFile() = default;
+
+std::unique_ptr<AiffFile> AiffFile::OpenForRead(const kelcore::UTF8String& inFilePath,
+                                                bool inAssumeChannelOrder, ExtendedErrorInfo& outError) {
+    std::unique_ptr<AiffFile> file;
+    chunks::Attempt([&] {
+        const Impl::File named(inFilePath, kelcore::filesupport::kPathStorage);
+        if (named.Exists())
+            file = AiffFileAccess::Open(named, inAssumeChannelOrder, outError);
+        else
+            outError.code = ExtendedErrorInfo::kFileNotFound;
+    });
+    return file;
+}
+
+std::unique_ptr<AiffFile> AiffFileAccess::Open(const kelcore::filesupport::File& inFile,
+                                               bool inAssumeChannelOrder,
+                                               AiffFile::ExtendedErrorInfo& outError) {
+    std::unique_ptr<AiffFile> file(new AiffFile);
+    AiffFile::Impl& impl = *file->mImpl;
+    if (!impl.reading.Open(inFile, inAssumeChannelOrder, impl.format, outError))
+        return nullptr;
+    return file;
+}
+
+bool AiffFile::ReadSampleBytes(std::int64_t inOffset, std::int64_t inByteCount, void* outBuffer) {
+    return mImpl->reading.ReadSampleBytes(inOffset, inByteCount, outBuffer);
+}
+
+bool AiffFile::GetMetadataInfo(std::int32_t inIndex, std::uint32_t& outChunkID, std::int64_t& outSize,
+                               double& outPosition) {
+    return mImpl->reading.Chunks().GetMetadataInfo(inIndex, outChunkID, outSize, outPosition);
+}
+
+bool AiffFile::ReadMetadataChunk(std::int32_t inIndex, std::int64_t inOffset, std::int64_t inByteCount,
+                                 void* outBuffer) {
+    return mImpl->reading.ReadMetadataChunk(inIndex, inOffset, inByteCount, outBuffer);
+}
 
 std::int64_t AiffFile::GetSampleCount() const {
     return mImpl->format.sampleCount;

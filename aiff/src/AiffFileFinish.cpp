@@ -2,6 +2,7 @@
 
 #include "AiffFileImpl.h"
 #include "AiffFormat.h"
+#include "chunks/Attempt.h"
 
 namespace kelaudiofile {
 
@@ -43,7 +44,7 @@ void AiffFile::Impl::Complete() {
         bufferedStream->Flush(); // destruction would lose the failure to deliver the last bytes
         bufferedStream->RemoveFailedWrites(*writeStream);
     } catch (...) {
-        Succeeds([this] { CountDelivered(); });
+        chunks::Attempt([this] { CountDelivered(); });
         throw;
     }
 }

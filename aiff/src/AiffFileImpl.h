@@ -4,36 +4,21 @@
 #include <memory>
 #include <vector>
 
-#include "AiffChunkWalk.h"
 #include "AiffFormatInfo.h"
+#include "AiffReading.h"
 #include "kelcore/filesupport.h"
 
 namespace kelaudiofile {
 
-/// Where exceptions end. @return whether there was none.
-template <typename Function>
-bool Succeeds(Function inFunction) noexcept {
-    try {
-        inFunction();
-        return true;
-    } catch (...) {
-        return false;
-    }
-}
-
-/// An object either reads, with readStream, or writes, with the two write streams; a finished one has
-/// neither.
+/// An object either reads or writes, with the two write streams; a finished one does neither.
 struct KELAUDIOFILE_HIDDEN AiffFile::Impl {
     using Error = ExtendedErrorInfo;
     using File = kelcore::filesupport::File;
 
-    File file;
+    AiffFormatInfo format;
+    aiff::AiffReading reading;
 
-    std::unique_ptr<kelcore::filesupport::IPlatformByteStream> readStream;
-    aiff::ChunkList chunks;
-    std::uint64_t fileSize = 0;
-    std::int64_t sampleDataOffset = 0; ///< 0 without sample data
-    std::int64_t sampleDataSize = 0;   ///< negative if the samples are said to begin behind their chunk
+    File file; ///< open for writing
 
     std::unique_ptr<kelcore::filesupport::OPlatformByteStream> writeStream;
     std::unique_ptr<kelcore::filesupport::OBufferedByteStream>
@@ -47,22 +32,6 @@ struct KELAUDIOFILE_HIDDEN AiffFile::Impl {
     std::int64_t ssndChunkPosition = 0;
     std::int64_t metadatumPosition = 0;
     std::uint32_t metadatumID = 0;
-
-    AiffFormatInfo format;
-
-    /// @name Reading
-    /// @{
-    bool OpenForRead(const File& inFile, bool inAssumeChannelOrder, Error& outError);
-    /// Steps of OpenForRead that can refuse the file: they return a code.
-    std::int32_t ReadFormat();
-    std::int32_t LocateSamples();
-    kelmediatypes::ChannelLayout ReadChannelLayout(bool inAssumeChannelOrder);
-    void LimitSampleCountToData();
-    double PositionAgainstAudio(const AiffChunkInfo& inChunk) const;
-    /// @return false after any exception, and without a stream.
-    bool ReadAt(std::int64_t inPosition, void* outBytes, std::int64_t inCount);
-    bool ReadChunkData(const AiffChunkInfo& inChunk, std::vector<unsigned char>& outData);
-    /// @}
 
     /// @name Writing
     /// @{

@@ -7,12 +7,14 @@
 #include "AiffFormat.h"
 #include "ChanChunk.h"
 #include "CommChunk.h"
+#include "chunks/Attempt.h"
 
 namespace kelaudiofile {
 
 namespace {
 
 using namespace aiff;
+using chunks::Attempt;
 using kelcore::filesupport::File;
 using kelcore::filesupport::OBufferedByteStream;
 using kelcore::filesupport::OPlatformByteStream;
@@ -48,14 +50,11 @@ AiffFormatInfo MakeFormat(const WrittenForm& inForm, std::int32_t inSampleRate, 
 
 /// @param ioFile  becomes the empty file, open for writing.
 bool ReplaceByEmptyFile(File& ioFile) {
-    try {
+    return Attempt<std::exception>([&] {
         if (ioFile.Exists())
             ioFile.Delete();
         ioFile = ioFile.Created();
-        return true;
-    } catch (const std::exception&) {
-        return false;
-    }
+    });
 }
 
 bool IsBlock(const void* inBytes, std::int32_t inByteCount) {
@@ -92,18 +91,18 @@ bool AiffFile::Impl::WriteHeader(const File& inFile, AiffFormatInfo&& inFormat, 
     outError.code = Error::kNoError;
     sampleBytesWritten = 0;
     ssndChunkPosition = 0;
-    try {
+    const bool written = Attempt<std::exception>([&] {
         file = inFile;
         writeStream = std::make_unique<OPlatformByteStream>(file, kelcore::utility::Flags<unsigned>(0));
         bufferedStream = std::make_unique<OBufferedByteStream>(*writeStream, kBufferBytes, kBufferAlignment);
         WriteHeaderChunks();
         bufferedStream->Flush();
-        return true;
-    } catch (const std::exception&) {
+    });
+    if (!written) {
         CloseWriteStreams();
         outError.code = Error::kOpenForWriteFailed;
-        return false;
     }
+    return written;
 }
 
 void AiffFile::Impl::WriteHeaderChunks() {
@@ -134,7 +133,7 @@ void AiffFile::Impl::WriteChunk(std::uint32_t inId, const std::vector<Byte>& inD
 
 bool AiffFileAccess::WriteThrough(AiffFile& ioFile) {
     AiffFile::Impl& impl = *ioFile.mImpl;
-    return impl.bufferedStream && Succeeds([&] { impl.bufferedStream->StopGathering(); });
+    return impl.bufferedStream && Attempt([&] { impl.bufferedStream->StopGathering(); });
 }
 
 bool AiffFile::WriteSampleBytes(std::int64_t inOffset, std::int32_t inByteCount, const void* inBuffer,
@@ -148,7 +147,7 @@ bool AiffFile::WriteSampleBytes(std::int64_t inOffset, std::int32_t inByteCount,
     const std::int64_t ssndPosition =
         impl.ssndChunkPosition != 0 ? impl.ssndChunkPosition : impl.writePosition;
     const std::int64_t target = ssndPosition + chunk::kHeaderBytes + ssnd::kSamples + inOffset;
-    const bool written = FitsForm(target + inByteCount) && Succeeds([&] {
+    const bool written = FitsForm(target + inByteCount) && Attempt([&] {
                              impl.ssndChunkPosition = ssndPosition;
                              impl.WriteOwedSsndHeader();
                              impl.WriteAt(target, inBuffer, static_cast<std::size_t>(inByteCount));
@@ -167,14 +166,14 @@ bool AiffFile::StartMetadatumWrite(std::uint32_t inChunkID) {
         return false;
     impl.metadatumPosition = impl.writePosition;
     impl.metadatumID = inChunkID;
-    return Succeeds([&] { impl.WriteOwedMetadatumHeader(); });
+    return Attempt([&] { impl.WriteOwedMetadatumHeader(); });
 }
 
 bool AiffFile::MetadatumWrite(const void* inBuffer, std::int32_t inByteCount) {
     Impl& impl = *mImpl;
     if (!impl.bufferedStream || impl.metadatumPosition == 0 || !IsBlock(inBuffer, inByteCount))
         return false;
-    return Succeeds([&] {
+    return Attempt([&] {
         impl.WriteOwedMetadatumHeader();
         impl.Append(inBuffer, static_cast<std::size_t>(inByteCount));
     });
@@ -184,7 +183,7 @@ bool AiffFile::FinishMetadatumWrite() {
     Impl& impl = *mImpl;
     if (!impl.bufferedStream || impl.metadatumPosition == 0)
         return false;
-    return Succeeds([&] {
+    return Attempt([&] {
         impl.WriteOwedMetadatumHeader();
         impl.CompleteMetadatum();
     });

@@ -8,13 +8,6 @@
 
 namespace kelaudiofile {
 
-/// One chunk of a file.
-struct AiffChunkInfo {
-    std::uint32_t id;
-    std::int64_t size;   ///< bytes of data, no more than the file holds
-    std::int64_t offset; ///< of the header, from the start of the file
-};
-
 /// The format of a file, read or to be written.
 struct AiffFormatInfo {
     std::uint32_t formType = 0;

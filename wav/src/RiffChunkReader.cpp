@@ -7,6 +7,7 @@
 
 #include "RiffFormat.h"
 #include "bytes/ByteOrder.h"
+#include "chunks/Attempt.h"
 #include "kelcore/utility.h"
 
 namespace kelaudiofile {
@@ -172,11 +173,8 @@ RiffChunkReader::RiffChunkReader(File inFile, bool inStreamFlag) : mStreamFlag(i
 }
 
 void RiffChunkReader::OpenFile(const File& inFile) {
-    try {
-        Scan(*this, inFile).Run();
-    } catch (...) {
+    if (!chunks::Attempt([&] { Scan(*this, inFile).Run(); }))
         mExtendedError = kExtendedErrorReadFailed;
-    }
 }
 
 std::vector<RiffChunkReader::RiffChunkInfo>

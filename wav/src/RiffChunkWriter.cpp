@@ -7,6 +7,7 @@
 
 #include "RiffFormat.h"
 #include "bytes/ByteOrder.h"
+#include "chunks/Attempt.h"
 #include "kelcore/config.h"
 
 namespace kelaudiofile {
@@ -43,11 +44,7 @@ private:
 } // namespace
 
 RiffChunkWriter::~RiffChunkWriter() {
-    try {
-        EndFile(0);
-    } catch (...) {
-        // Whoever wants to know calls EndFile.
-    }
+    chunks::Attempt([this] { EndFile(0); }); // whoever wants to know of a failure calls EndFile
 }
 
 void RiffChunkWriter::Initialize(File inFile, unsigned int formType, bool reserveDs64, bool inStreamFlag) {

@@ -11,34 +11,62 @@ WaveFile::~WaveFile() = default;
 std::int64_t WaveFile::GetSampleCount() const {
     if (mImpl->writing)
         return mImpl->FramesWritten();
-    if (mImpl->bytesPerSample == 0 || mImpl->numChannels == 0)
+    if (mImpl->format.bytesPerSample == 0 || mImpl->format.numChannels == 0)
         return 0;
-    return mImpl->dataByteCount / mImpl->bytesPerSample / mImpl->numChannels;
+    return mImpl->reading.SampleBytes() / mImpl->format.bytesPerSample / mImpl->format.numChannels;
 }
 
 std::int32_t WaveFile::GetSampleRate() const {
-    return mImpl->sampleRate;
+    return mImpl->format.sampleRate;
 }
 std::int32_t WaveFile::GetNumChannels() const {
-    return mImpl->numChannels;
+    return mImpl->format.numChannels;
 }
 std::int32_t WaveFile::GetBytesPerSample() const {
-    return mImpl->bytesPerSample;
+    return mImpl->format.bytesPerSample;
 }
 std::int32_t WaveFile::GetSampleBitDepth() const {
-    return mImpl->bitDepth;
+    return mImpl->format.bitDepth;
 }
 WaveFile::SampleType WaveFile::GetSampleType() const {
-    return mImpl->sampleType;
+    return mImpl->format.sampleType;
 }
 AudioCharacteristics WaveFile::GetRiffAudioCharacteristics() const {
-    return mImpl->audioCharacteristics;
+    return mImpl->format.record;
+}
+
+bool WaveFile::ReadSampleBytes(std::int64_t inOffset, std::int64_t inByteCount, void* outBuffer) {
+    return mImpl->reading.ReadSampleBytes(inOffset, inByteCount, outBuffer);
+}
+
+bool WaveFile::GetMetadataInfo(std::int32_t inIndex, std::uint32_t& outChunkID, std::int64_t& outSize,
+                               double& outPosition) {
+    return mImpl->reading.Chunks().GetMetadataInfo(inIndex, outChunkID, outSize, outPosition);
+}
+
+bool WaveFile::ReadMetadataChunk(std::int32_t inIndex, std::int64_t inOffset, std::int64_t inByteCount,
+                                 void* outBuffer) {
+    return mImpl->reading.ReadMetadataChunk(inIndex, inOffset, inByteCount, outBuffer);
+}
+
+bool WaveFile::IsRecoveredTruncatedFile() const {
+    return mImpl->reading.IsRecoveredTruncatedFile();
+}
+
+/// Looks at no magic: only samples that lie in several chunks rule RF64 out.
+bool WaveFile::IsRf64Format() const {
+    return mImpl->reading.NumDataChunks() <= 1;
+}
+
+bool WaveFile::Suspend() {
+    mImpl->reading.Suspend();
+    return true;
 }
 
 kelmediatypes::ChannelLayout WaveFile::GetChannelLayout() const {
-    if (!mImpl->channelLayout.empty())
-        return mImpl->channelLayout;
-    switch (mImpl->numChannels) {
+    if (!mImpl->format.channelLayout.empty())
+        return mImpl->format.channelLayout;
+    switch (mImpl->format.numChannels) {
     case 1:
         return kelmediatypes::CreateMonoChannelLayout();
     case 2:
@@ -49,17 +77,17 @@ kelmediatypes::ChannelLayout WaveFile::GetChannelLayout() const {
 }
 
 DeinterleaveFunction GetDeinterleaveFunction(const WaveFile& inWaveFile) {
-    const WaveFile::Impl& impl = *inWaveFile.mImpl;
-    const bool isInteger = impl.sampleType == WaveFile::kIntegerSamples;
-    switch (impl.bytesPerSample) {
+    const WaveFormatInfo& format = inWaveFile.mImpl->format;
+    const bool isInteger = format.sampleType == WaveFile::kIntegerSamples;
+    switch (format.bytesPerSample) {
     case 1:
-        return impl.bitDepth == 8 ? DeInterleave8Bit : nullptr;
+        return format.bitDepth == 8 ? DeInterleave8Bit : nullptr;
     case 2:
-        return impl.bitDepth == 16 ? DeInterleave16Bit : nullptr;
+        return format.bitDepth == 16 ? DeInterleave16Bit : nullptr;
     case 3:
-        return impl.bitDepth == 24 ? DeInterleave24Bit : nullptr;
+        return format.bitDepth == 24 ? DeInterleave24Bit : nullptr;
     case 4:
-        switch (impl.sampleType) {
+        switch (format.sampleType) {
         case WaveFile::kIntegerSamples:
             return DeInterleave32Bit;
         case WaveFile::kFloatSamples_32768:

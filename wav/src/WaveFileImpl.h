@@ -1,74 +1,31 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
-#include <vector>
 
-#include "kelaudiofile/RiffChunkReader.h"
+#include "WaveFormatInfo.h"
+#include "WaveReading.h"
+#include "chunks/Attempt.h"
 #include "kelaudiofile/RiffChunkWriter.h"
-#include "kelaudiofile/WaveFile.h"
-#include "kelaudiofile/WaveFormatChunkReader.h"
 
 namespace kelaudiofile {
 
-/// Where exceptions end. @return whether there was none.
-template <typename Function>
-bool Succeeds(Function inFunction) noexcept {
-    try {
-        inFunction();
-        return true;
-    } catch (...) {
-        return false;
-    }
-}
-
-/// What a WaveFile hides. Reading lives in WaveFileRead.cpp, writing in WaveFileWrite.cpp.
+/// What a WaveFile hides.
 struct KELAUDIOFILE_HIDDEN WaveFile::Impl {
     /// A chunk that was finished without success may be completed now; the chunk writer closes the file.
     ~Impl() {
-        Succeeds([this] { MendBrokenChunk(); });
+        chunks::Attempt([this] { MendBrokenChunk(); });
     }
 
-    // Format
-    std::int32_t sampleRate = 0;
-    std::int32_t numChannels = 0;
-    std::int32_t bytesPerSample = 0;
-    std::int32_t bitDepth = 0;
-    SampleType sampleType = kNoSampleType;
-    AudioCharacteristics audioCharacteristics;
-    kelmediatypes::ChannelLayout channelLayout;
-    bool rf64Format = true;
+    WaveFormatInfo format;
+    WaveReading reading;
 
-    // The file
-    kelcore::filesupport::File file;
-    bool streamFlag = false;
-
-    // Reading
-    std::int64_t dataByteCount = 0;
-    std::uint64_t fileSize = 0;
-    std::uint64_t audioStart = 0;
-    std::uint64_t audioEnd = 0;
-    std::vector<RiffChunkReader::RiffChunkInfo> dataChunks;
-    std::vector<std::int64_t>
-        dataChunkEnds; ///< for each `data` chunk, the sample byte offset where its bytes end
-    std::vector<RiffChunkReader::RiffChunkInfo> metadataChunks;
-    std::unique_ptr<kelcore::filesupport::IPlatformByteStream> readStream;
-
-    void TakeFormat(const AudioCharacteristics& inRecord);
-    void TakeChunks(const std::vector<RiffChunkReader::RiffChunkInfo>& inChunks);
-    void RefineSampleType();
-    void NameAmbisonicChannels();
-    bool EnsureReadStream();
-    std::unique_ptr<kelcore::filesupport::IPlatformByteStream>
-    MakeReadStream(const kelcore::filesupport::File& inFile) const;
-    bool ReadSampleBytes(std::int64_t inOffset, std::int64_t inByteCount, void* outBuffer);
-    bool ReadMetadataChunk(std::int32_t inIndex, std::int64_t inOffset, std::int64_t inByteCount,
-                           void* outBuffer);
-    bool IsMetadataIndex(std::int32_t inIndex) const;
-    double PositionOf(const RiffChunkReader::RiffChunkInfo& inChunk) const;
+    /// @return a code of ExtendedErrorInfo. What memory and the file throw passes.
+    std::int32_t OpenForRead(const kelcore::filesupport::File& inNamed,
+                             const kelcore::filesupport::File& inOpened, bool inStreamFlag);
 
     // Writing
     bool writing = false;
+    bool streamFlag = false;
     RiffChunkWriter chunkWriter;
     AudioCharacteristics writeCharacteristics;
     std::uint64_t dataChunkHandle = 0; ///< position of the open `data` chunk's header; 0 while none is open

@@ -6,9 +6,11 @@
 #include "WaveFileAccess.h"
 #include "WaveFileImpl.h"
 #include "WaveFormatChunkWriter.h"
+#include "chunks/Attempt.h"
 
 namespace kelaudiofile {
 
+using chunks::Attempt;
 using kelcore::filesupport::File;
 using kelcore::filesupport::OByteStream;
 
@@ -106,17 +108,17 @@ bool WaveFile::Impl::StartWriting(const File& inFile, const AudioCharacteristics
                                   std::int32_t inFormatChunkSize, ExtendedErrorInfo& outError,
                                   bool inStreamFlag) {
     writing = true;
-    file = inFile;
-    audioCharacteristics = writeCharacteristics = inRecord;
+    reading.SetFile(inFile, inStreamFlag);
+    format.record = writeCharacteristics = inRecord;
     streamFlag = inStreamFlag;
-    sampleType = inSampleType;
-    sampleRate = static_cast<std::int32_t>(inRecord.sampleRate);
-    numChannels = inRecord.numChannels;
-    bytesPerSample = inRecord.bytesPerSample;
-    bitDepth = inRecord.bitsPerSample;
+    format.sampleType = inSampleType;
+    format.sampleRate = static_cast<std::int32_t>(inRecord.sampleRate);
+    format.numChannels = inRecord.numChannels;
+    format.bytesPerSample = inRecord.bytesPerSample;
+    format.bitDepth = inRecord.bitsPerSample;
 
-    const bool started = Succeeds([&] {
-        chunkWriter.Initialize(file.Created(), GetWaveFileFormatIdentifier(), MayBeRf64(), streamFlag);
+    const bool started = Attempt([&] {
+        chunkWriter.Initialize(inFile.Created(), GetWaveFileFormatIdentifier(), MayBeRf64(), streamFlag);
         chunkWriter.SetFrameBytes(static_cast<unsigned>(
             std::clamp<std::int64_t>(FrameBytes(), 1, std::numeric_limits<unsigned>::max())));
         if (inFormatChunk != nullptr && inFormatChunkSize > 0)
@@ -125,14 +127,14 @@ bool WaveFile::Impl::StartWriting(const File& inFile, const AudioCharacteristics
             WriteWaveFormatChunk(chunkWriter, inRecord);
     });
     if (!started) {
-        Succeeds([this] { chunkWriter.EndFile(0); });
+        Attempt([this] { chunkWriter.EndFile(0); });
         outError.code = Error::kOpenForWriteFailed;
     }
     return started;
 }
 
 bool WaveFileAccess::WriteThrough(WaveFile& ioFile) {
-    return Succeeds([&] { ioFile.mImpl->chunkWriter.WriteThrough(); });
+    return Attempt([&] { ioFile.mImpl->chunkWriter.WriteThrough(); });
 }
 
 bool WaveFile::WriteSampleBytes(std::int64_t inOffset, std::int32_t inByteCount, const std::uint8_t* inBuffer,
@@ -142,7 +144,7 @@ bool WaveFile::WriteSampleBytes(std::int64_t inOffset, std::int32_t inByteCount,
         outError.code = Error::kWriteRefused;
         return false;
     }
-    if (!Succeeds([&] { mImpl->WriteBlock(inOffset, inByteCount, inBuffer); })) {
+    if (!Attempt([&] { mImpl->WriteBlock(inOffset, inByteCount, inBuffer); })) {
         outError.code = Error::kWriteFailed;
         return false;
     }
@@ -211,9 +213,9 @@ void WaveFile::Impl::EndDataChunk() {
 bool WaveFile::Impl::EndForGood(std::uint64_t& ioHandle, std::uint64_t inEnd) {
     brokenChunk = std::exchange(ioHandle, 0);
     brokenChunkEnd = inEnd;
-    const bool ended = Succeeds([this] { MendBrokenChunk(); });
+    const bool ended = Attempt([this] { MendBrokenChunk(); });
     if (!ended) // the data size of an RF64 file lies in its header
-        Succeeds([this] { chunkWriter.EndBlock(FramesWritten()); });
+        Attempt([this] { chunkWriter.EndBlock(FramesWritten()); });
     return ended;
 }
 
@@ -240,7 +242,7 @@ bool WaveFile::FinishBlock() {
     Impl& impl = *mImpl;
     if (!impl.chunkWriter.IsInitialized())
         return false;
-    const bool delivered = Succeeds([&impl] {
+    const bool delivered = Attempt([&impl] {
         if (impl.dataChunkHandle == 0) {
             impl.MendBrokenChunk();
             impl.chunkWriter.Flush();
@@ -250,7 +252,7 @@ bool WaveFile::FinishBlock() {
                 impl.EndOfSamples()); // delivers a pad byte, and goes back over it
         }
     });
-    const bool counted = Succeeds([&impl] { impl.chunkWriter.EndBlock(impl.FramesWritten()); });
+    const bool counted = Attempt([&impl] { impl.chunkWriter.EndBlock(impl.FramesWritten()); });
     return delivered && counted;
 }
 
@@ -259,7 +261,7 @@ bool WaveFile::FinishSamples() {
     if (!impl.chunkWriter.IsInitialized())
         return false;
     if (impl.dataChunkHandle == 0)
-        return Succeeds([&impl] { impl.MendBrokenChunk(); });
+        return Attempt([&impl] { impl.MendBrokenChunk(); });
     impl.dataChunkEnded = true;
     return impl.EndForGood(impl.dataChunkHandle, impl.EndOfSamples());
 }
@@ -268,7 +270,7 @@ bool WaveFile::StartMetadatumWrite(std::uint32_t inChunkID) {
     Impl& impl = *mImpl;
     if (!impl.chunkWriter.IsInitialized() || impl.dataChunkHandle != 0 || impl.metadatumChunkHandle != 0)
         return false;
-    return Succeeds([&] {
+    return Attempt([&] {
         impl.MendBrokenChunk();
         impl.metadatumChunkHandle = impl.chunkWriter.StartChunk(inChunkID);
     });
@@ -280,7 +282,7 @@ bool WaveFile::MetadatumWrite(const std::uint8_t* inBuffer, std::int32_t inByteC
         return false;
     if (inByteCount < 0 || (inBuffer == nullptr && inByteCount != 0))
         return false;
-    return Succeeds([&] {
+    return Attempt([&] {
         impl.MendBrokenChunk();
         impl.chunkWriter.GetByteStream()->WriteBlock(inBuffer, static_cast<unsigned>(inByteCount));
     });
@@ -291,7 +293,7 @@ bool WaveFile::FinishMetadatumWrite() {
     if (!impl.chunkWriter.IsInitialized())
         return false;
     if (impl.metadatumChunkHandle == 0)
-        return Succeeds([&impl] { impl.MendBrokenChunk(); });
+        return Attempt([&impl] { impl.MendBrokenChunk(); });
     return impl.EndForGood(impl.metadatumChunkHandle, impl.chunkWriter.GetByteStream()->CurPos());
 }
 
@@ -299,10 +301,10 @@ bool WaveFile::FinishWrite() {
     Impl& impl = *mImpl;
     if (!impl.chunkWriter.IsInitialized())
         return false;
-    const bool mended = Succeeds([&impl] { impl.MendBrokenChunk(); });
+    const bool mended = Attempt([&impl] { impl.MendBrokenChunk(); });
     if (!mended) // the failure may have passed, and the end of the file would deliver what no size counts
-        Succeeds([&impl] { impl.MendBrokenChunk(); });
-    const bool ended = Succeeds([&impl] { impl.chunkWriter.EndFile(impl.FramesWritten()); });
+        Attempt([&impl] { impl.MendBrokenChunk(); });
+    const bool ended = Attempt([&impl] { impl.chunkWriter.EndFile(impl.FramesWritten()); });
     impl.brokenChunk = 0;
     return mended && ended;
 }

@@ -5,6 +5,7 @@
 #include "RiffFormat.h"
 #include "WaveFormat.h"
 #include "bytes/ByteOrder.h"
+#include "chunks/Attempt.h"
 #include "kelaudiofile/ChannelMask.h"
 #include "kelcore/utility.h"
 
@@ -91,6 +92,27 @@ void DecodeExtension(const Fields& inFields, AudioCharacteristics& out) {
     out.formatCategory = CategoryOfTag(out.formatTag);
 }
 
+/// @param outRecord  keeps what was decoded before an exception.
+AudioCharacteristics::ChunkReadStatus DecodeChunk(const File& inFile,
+                                                  const RiffChunkReader::RiffChunkInfo& inChunk,
+                                                  bool inStreamFlag, AudioCharacteristics& outRecord) {
+    IPlatformByteStream stream(inFile, kelcore::utility::Flags<unsigned>(inStreamFlag ? 1 : 0));
+    stream.CurPos(inChunk.dataOffset);
+    if (inChunk.chunkSize > waveformat::kLargestChunk)
+        return AudioCharacteristics::kChunkTooLarge;
+    if (inChunk.chunkSize < 0) // made up by a host; narrowed to 32 bits it might be a size
+        return AudioCharacteristics::kChunkReadFailed;
+    const Fields fields(ReadData(stream, inChunk.chunkSize));
+    DecodeBasics(fields, outRecord);
+    const bool isExtensible = outRecord.formatTag == waveformat::kExtensibleTag &&
+                              fields.Size() >= std::size_t{waveformat::kExtensibleBytes};
+    if (isExtensible)
+        DecodeExtensible(fields, outRecord);
+    else
+        DecodeExtension(fields, outRecord);
+    return AudioCharacteristics::kChunkReadOK;
+}
+
 } // namespace
 
 WaveFormatChunkReader::WaveFormatChunkReader(File inFile, const RiffChunkReader::RiffFileInfo& inFileInfo,
@@ -119,29 +141,9 @@ WaveFormatChunkReader::FindChunk(const std::vector<RiffChunkReader::RiffChunkInf
 
 void WaveFormatChunkReader::ReadChunk(const File& inFile, const RiffChunkReader::RiffChunkInfo& inChunk,
                                       bool inStreamFlag) {
-    try {
-        IPlatformByteStream stream(inFile, kelcore::utility::Flags<unsigned>(inStreamFlag ? 1 : 0));
-        stream.CurPos(inChunk.dataOffset);
-        if (inChunk.chunkSize > waveformat::kLargestChunk) {
-            mCharacteristics.status = AudioCharacteristics::kChunkTooLarge;
-            return;
-        }
-        if (inChunk.chunkSize < 0) { // made up by a host; narrowed to 32 bits it might be a size
-            mCharacteristics.status = AudioCharacteristics::kChunkReadFailed;
-            return;
-        }
-        const Fields fields(ReadData(stream, inChunk.chunkSize));
-        DecodeBasics(fields, mCharacteristics);
-        const bool isExtensible = mCharacteristics.formatTag == waveformat::kExtensibleTag &&
-                                  fields.Size() >= std::size_t{waveformat::kExtensibleBytes};
-        if (isExtensible)
-            DecodeExtensible(fields, mCharacteristics);
-        else
-            DecodeExtension(fields, mCharacteristics);
-        mCharacteristics.status = AudioCharacteristics::kChunkReadOK;
-    } catch (...) {
-        mCharacteristics.status = AudioCharacteristics::kChunkReadFailed;
-    }
+    AudioCharacteristics::ChunkReadStatus status = AudioCharacteristics::kChunkReadFailed;
+    chunks::Attempt([&] { status = DecodeChunk(inFile, inChunk, inStreamFlag, mCharacteristics); });
+    mCharacteristics.status = status;
 }
 
 } // namespace kelaudiofile

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstdint>
+
+#include "kelaudiofile/WaveFile.h"
+
+namespace kelaudiofile {
+
+/// The format of a file, read or to be written, as hosts see it.
+struct WaveFormatInfo {
+    std::int32_t sampleRate = 0;
+    std::int32_t numChannels = 0;
+    std::int32_t bytesPerSample = 0;
+    std::int32_t bitDepth = 0;
+    WaveFile::SampleType sampleType = WaveFile::kNoSampleType;
+    AudioCharacteristics record; ///< what the `fmt ` chunk says
+    kelmediatypes::ChannelLayout channelLayout;
+};
+
+} // namespace kelaudiofile
