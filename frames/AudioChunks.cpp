@@ -36,16 +36,13 @@ ChunkList AudioReader::Chunks() {
 }
 
 ChunkList::iterator ChunkList::begin() const {
-    iterator first;
-    first.mChunk.mReader = mReader;
-    Fetch(first.mChunk);
-    return first;
+    AudioChunk first(mReader, 0);
+    Fetch(first);
+    return iterator(first);
 }
 
 ChunkList::iterator ChunkList::end() const {
-    iterator last;
-    last.mChunk.mIndex = kEnd;
-    return last;
+    return iterator(AudioChunk(nullptr, kEnd));
 }
 
 ChunkList::iterator& ChunkList::iterator::operator++() {

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "FramesImpl.h"
+
 namespace kelaudiofile {
 
 namespace {
@@ -47,6 +49,8 @@ constexpr ChannelRow kChannels[] = {
     {137, "Ambisonic Z"},
 };
 
+constexpr AudioChannelDescription kNoPosition(0);
+
 constexpr int kMostNamed = 8;
 struct LayoutRow {
     std::string_view name;
@@ -63,6 +67,11 @@ constexpr LayoutRow kLayouts[] = {
 };
 
 } // namespace
+
+bool HasPositions(const kelmediatypes::ChannelLayout& inLayout) {
+    return std::any_of(inLayout.begin(), inLayout.end(),
+                       [](AudioChannelDescription channel) { return channel != kNoPosition; });
+}
 
 std::string ChunkIdText(std::uint32_t inId) {
     std::string text;

@@ -129,6 +129,8 @@ bool AudioReader::Impl::TakeFormat(AudioError& outError) {
             format.channels = opened->GetNumChannels();
             format.samples = GetSampleFormat(*opened);
             format.layout = LayoutOf(*opened);
+            if (!HasPositions(format.layout))
+                format.layout.clear();
             if (format.channels < 1)
                 return Fail(outError, AudioError::kBrokenFile, path, "its header has no channels");
             if (!(format.sampleRate > 0) || std::isinf(format.sampleRate))

@@ -47,7 +47,7 @@ std::unique_ptr<WaveFile> CreateWave(const std::string& inPath, const AudioForma
     std::unique_ptr<WaveFile> file(
         WaveFile::OpenForWrite(kelcore::ToUTF8String(inPath), static_cast<std::int32_t>(inFormat.sampleRate),
                                inFormat.channels, bytes, 8 * bytes, WaveTypeOf(inFormat.samples.coding),
-                               inFormat.layout, inRf64 ? 1 : 0, ignored, false));
+                               LayoutForWave(inFormat), inRf64 ? 1 : 0, ignored, false));
     return file && WaveFileAccess::WriteThrough(*file) ? std::move(file) : nullptr;
 }
 
@@ -289,6 +289,21 @@ bool AudioWriter::Finish(AudioError& outError) {
     impl.stage = Impl::Stage::kFinished;
     impl.file = WaveOrAiff(); // closes it
     return completed && impl.Rename(outError);
+}
+
+bool AudioWriter::Discard(AudioError& outError) {
+    Impl& impl = *mImpl;
+    if (impl.stage == Impl::Stage::kFinished)
+        return Fail(outError, AudioError::kWrongOrder, impl.path, "it is finished");
+    impl.stage = Impl::Stage::kFinished;
+    impl.file = WaveOrAiff(); // closes it
+    kelcore::filesupport::ForgetFailure();
+    try {
+        FileOf(impl.writtenPath).Delete();
+        return true;
+    } catch (const kelcore::filesupport::file_exception&) {
+        return FailForSystem(outError, AudioError::kWriteFailed, impl.writtenPath, "it cannot be deleted");
+    }
 }
 
 bool AudioWriter::Impl::Complete(AudioError& outError) {

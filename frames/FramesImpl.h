@@ -31,6 +31,9 @@ constexpr std::int64_t TileFrames(const AudioFormat& inFormat) {
     return frames > 0 ? frames : 1;
 }
 
+/// @return whether a layout gives the position of any channel.
+bool HasPositions(const kelmediatypes::ChannelLayout& inLayout);
+
 /// Sets an error and returns false, for `return Fail(...)`.
 /// @param inWhat  what failed, as a clause about the file: "it has no fmt chunk".
 bool Fail(AudioError& outError, AudioError::Code inCode, std::string_view inPath, std::string_view inWhat);

@@ -54,16 +54,24 @@ bool ForEachBlock(AudioReader& ioReader, std::int64_t inStart, std::int64_t inEn
     return true;
 }
 
+/// The part of a longer work that is left after some of it.
+AudioProgress After(std::int64_t inDone, std::int64_t inTotal, const AudioProgress& inProgress) {
+    if (!inProgress)
+        return {};
+    return [=, &inProgress](std::int64_t done, std::int64_t) { return inProgress(inDone + done, inTotal); };
+}
+
 struct FrameRange {
     std::int64_t start, end;
 };
 
 /// Narrows a range to the frames from the first to the last sample that is not 0.0.
-bool TrimSilence(AudioReader& ioReader, Planes& ioPlanes, FrameRange& ioRange, AudioError& outError) {
+bool TrimSilence(AudioReader& ioReader, Planes& ioPlanes, FrameRange& ioRange,
+                 const AudioProgress& inProgress, AudioError& outError) {
     FrameRange sound = {ioRange.end, ioRange.start};
     const auto isSound = [](float sample) { return sample != 0.0f; };
     const bool read =
-        ForEachBlock(ioReader, ioRange.start, ioRange.end, ioPlanes, {}, outError,
+        ForEachBlock(ioReader, ioRange.start, ioRange.end, ioPlanes, inProgress, outError,
                      [&](std::int64_t frame, std::int64_t count) {
                          for (const float* plane : ioPlanes.Each()) {
                              const float* const first = std::find_if(plane, plane + count, isSound);
@@ -101,10 +109,13 @@ bool HashAudio(std::string_view inPath,
 
     Planes planes(*reader, kBlockFrames);
     FrameRange range = {0, reader->Frames()};
-    if (inOptions.trimSilence && !TrimSilence(*reader, planes, range, outError))
+    const std::int64_t total = (inOptions.trimSilence ? 2 : 1) * reader->Frames();
+    if (inOptions.trimSilence &&
+        !TrimSilence(*reader, planes, range, After(0, total, inOptions.progress), outError))
         return false;
-    return ForEachBlock(*reader, range.start, range.end, planes, inOptions.progress, outError,
-                        [&](std::int64_t, std::int64_t count) {
+    const std::int64_t done = total - (range.end - range.start);
+    return ForEachBlock(*reader, range.start, range.end, planes, After(done, total, inOptions.progress),
+                        outError, [&](std::int64_t, std::int64_t count) {
                             for (float* plane : planes.Each()) {
                                 ToLittleEndian(plane, count);
                                 inUpdate(reinterpret_cast<const unsigned char*>(plane),
@@ -145,8 +156,14 @@ public:
 
     std::shared_ptr<PeakData> Timeline() && {
         auto timeline = std::make_shared<PeakData>();
-        if (!mDatums.empty())
+        const PeakDatum last = mDatums.empty() ? PeakDatum() : mDatums.back();
+        if (mMissing > 0)
+            mDatums.pop_back();
+        const auto whole = static_cast<std::int64_t>(mDatums.size()) * mBlockFrames;
+        if (whole > 0)
             timeline->Append(0, mBlockFrames, std::move(mDatums));
+        if (mMissing > 0)
+            timeline->Append(whole, mBlockFrames - mMissing, PeakDatumVector(1, last));
         return timeline;
     }
 

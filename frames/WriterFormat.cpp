@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <limits>
 
 #include "FramesImpl.h"
@@ -19,27 +20,46 @@ constexpr AudioChannelDescription kAmbisonicW(134);
 constexpr std::int64_t kLargestWaveFrame = 0xFFFF; // bytes: the block align field has 16 bits
 constexpr std::int32_t kMostChannels = 0x7FFF;     // readers take the 16 bits as signed
 
-bool HasPositions(const ChannelLayout& inLayout) {
-    return std::any_of(inLayout.begin(), inLayout.end(),
-                       [](AudioChannelDescription channel) { return channel != kNoPosition; });
+/// @return the layout without the channels at its end that have no position.
+ChannelLayout Positions(const ChannelLayout& inLayout) {
+    ChannelLayout positions = inLayout;
+    while (!positions.empty() && positions.back() == kNoPosition)
+        positions.pop_back();
+    return positions;
+}
+
+/// @return the positions that readers give to as many channels of an Ambisonic wave file.
+ChannelLayout AmbisonicLayout(std::size_t inChannels) {
+    const AudioChannelDescription names[] = {kAmbisonicW, 135, 136, 137};
+    ChannelLayout layout(inChannels, kNoPosition);
+    std::copy_n(names, inChannels == 5 ? 3 : std::min(inChannels, std::size(names)), layout.begin());
+    return layout;
+}
+
+/// A mask gives the first channels their positions, in its own order.
+bool IsExpressibleInWave(const AudioFormat& inFormat) {
+    const ChannelLayout& layout = inFormat.layout;
+    if (layout.front() == kAmbisonicW)
+        return layout == AmbisonicLayout(layout.size()) &&
+               inFormat.samples.coding != SampleCoding::kFloat_8388608;
+    const ChannelLayout positions = Positions(layout);
+    const bool looksComplete =
+        positions == UsualLayout(1) || positions == UsualLayout(2); // gets a plain fmt chunk without a mask
+    unsigned mask = 0;
+    return (positions == layout || !looksComplete) &&
+           GetWaveFormatExtensibleChannelMaskFromChannelLayout(positions, mask, true);
+}
+
+bool HasOneEntryPerChannel(const AudioFormat& inFormat) {
+    return inFormat.channels >= 0 && inFormat.layout.size() == static_cast<std::size_t>(inFormat.channels);
 }
 
 std::string ReasonAgainstWave(const AudioFormat& inFormat) {
-    const SampleCoding coding = inFormat.samples.coding;
     if (FrameBytes(inFormat) > kLargestWaveFrame)
         return "a frame of a wave file has at most 65,535 bytes";
-    const bool usualLayout = inFormat.channels <= 2 && inFormat.layout == UsualLayout(inFormat.channels);
-    if (coding == SampleCoding::kFloat_32768 && !usualLayout)
-        return "only a mono or stereo wave file can mark floats of full scale 32768";
-    if (inFormat.layout.empty())
-        return {};
-    if (inFormat.layout.front() == kAmbisonicW)
-        return coding == SampleCoding::kInteger || coding == SampleCoding::kFloat_1
-                   ? std::string()
-                   : "an Ambisonic wave file holds integers or floats of full scale 1";
-    unsigned mask = 0;
-    if (!GetWaveFormatExtensibleChannelMaskFromChannelLayout(inFormat.layout, mask, true))
-        return "a wave file cannot express this order of channels; an empty layout leaves it out";
+    if (inFormat.samples.coding == SampleCoding::kFloat_32768 &&
+        inFormat.layout != UsualLayout(inFormat.channels))
+        return "a wave file of floats of full scale 32768 has the usual layout of mono or stereo, or none";
     return {};
 }
 
@@ -70,7 +90,16 @@ AudioFormat FormatAsWritten(Container inContainer, const AudioFormat& inFormat,
     format.samples.isUnsigned = isWave && isInteger && format.samples.bytesPerSample == 1;
     if (!HasPositions(format.layout))
         format.layout = UsualLayout(format.channels);
+    else if (isWave && format.samples.coding != SampleCoding::kFloat_32768 && HasOneEntryPerChannel(format) &&
+             !IsExpressibleInWave(format))
+        format.layout.clear();
     return format;
+}
+
+ChannelLayout LayoutForWave(const AudioFormat& inFormat) {
+    if (inFormat.samples.coding == SampleCoding::kFloat_32768 && inFormat.layout.empty())
+        return ChannelLayout(static_cast<std::size_t>(inFormat.channels), kNoPosition);
+    return Positions(inFormat.layout);
 }
 
 std::string ReasonAgainst(Container inContainer, const AudioFormat& inFormat) {
@@ -83,7 +112,7 @@ std::string ReasonAgainst(Container inContainer, const AudioFormat& inFormat) {
         return "a file has at most 32,767 channels";
     if (!IsSupported(inFormat.samples))
         return "there are no samples of this coding and width";
-    if (!inFormat.layout.empty() && inFormat.layout.size() != static_cast<std::size_t>(inFormat.channels))
+    if (!inFormat.layout.empty() && !HasOneEntryPerChannel(inFormat))
         return "the layout must be empty or have one entry per channel";
     return inContainer == Container::kWave ? ReasonAgainstWave(inFormat) : ReasonAgainstAiff(inFormat);
 }

@@ -22,7 +22,7 @@ struct AudioError {
         kNotAFile = 2,     ///< a folder, a device or a pipe
         kNotPermitted = 3, ///< the system does not allow the access
         kNotAudio = 4,     ///< neither a wave nor an AIFF file
-        kBrokenFile = 5,   ///< a wave or AIFF file whose headers are incomplete or contradict each other
+        kBrokenFile = 5,   ///< headers that are incomplete or contradict each other; an empty file, too
         kUnsupported = 6,  ///< a compressed coding, or samples of a width that no routine decodes
         kBadArgument = 7,  ///< an argument is out of range, or the container cannot hold such a format
         kWrongOrder = 8,   ///< the call does not fit the state of the file, as samples after a trailing chunk

@@ -16,12 +16,15 @@ enum class Container {
     kAiff, ///< AIFF and AIFF-C
 };
 
-/// What the samples of a file are, or are to be.
+/// What the samples of a file are, or are to be; by default 16-bit stereo at 48 kHz.
 struct AudioFormat {
-    double sampleRate = 48000;           ///< frames per second
-    std::int32_t channels = 2;           ///< samples per frame
-    SampleFormat samples;                ///< how one sample lies in the file
-    kelmediatypes::ChannelLayout layout; ///< one entry per channel, or empty if the positions are not known
+    /// Frames per second. A reader may find any positive number in an AIFF file; a writer accepts whole ones.
+    double sampleRate = 48000;
+    std::int32_t channels = 2; ///< samples per frame
+    /// How one sample lies in the file.
+    SampleFormat samples = {SampleCoding::kInteger, 2, ByteOrder::kLittleEndian, false};
+    /// One entry per channel, or empty if no position is known.
+    kelmediatypes::ChannelLayout layout;
 };
 
 /// Makes a chunk id of its four characters: `ChunkId("bext")`. The first character is the lowest byte.

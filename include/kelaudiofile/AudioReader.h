@@ -14,7 +14,7 @@
 
 namespace kelaudiofile {
 
-/// The side of the audio on which a chunk lies.
+/// The side of the audio on which a chunk lies. In a file of 0 frames, every chunk is kAfter.
 enum class Side { kBefore, kAfter };
 
 class AudioReader;
@@ -42,8 +42,10 @@ public:
 
 private:
     friend class ChunkList;
-    AudioReader* mReader = nullptr;
-    std::int32_t mIndex = 0;
+    AudioChunk(AudioReader* inReader, std::int32_t inIndex) : mReader(inReader), mIndex(inIndex) {}
+
+    AudioReader* mReader; ///< null in the place after the last chunk, which nobody reads
+    std::int32_t mIndex;
     std::uint32_t mId = 0;
     std::int64_t mSize = 0;
     Side mSide = Side::kBefore;
@@ -66,6 +68,8 @@ public:
 
     private:
         friend class ChunkList;
+        explicit iterator(const AudioChunk& inChunk) : mChunk(inChunk) {}
+
         AudioChunk mChunk;
     };
 
@@ -97,7 +101,8 @@ public:
     static std::unique_ptr<AudioReader> Open(std::string_view inPath, AudioError& outError);
     ~AudioReader();
 
-    /// @return the format; every number in it is positive, and `samples` is supported.
+    /// @return the format; every number in it is positive, and `samples` is supported. The layout is empty
+    /// if the file gives no position of any channel.
     const AudioFormat& Format() const;
     /// @return the family of the file.
     Container Kind() const;
@@ -146,7 +151,8 @@ using AudioProgress = std::function<bool(std::int64_t inDone, std::int64_t inTot
 /// @param inBlockFrames  frames per peak, at least 1; the last block may be shorter.
 /// @param inProgress  called every 8,192 frames; may be empty.
 /// @param outError  set if the call fails.
-/// @return one timeline per channel whose offsets are frames; empty with outError set after a failure.
+/// @return one timeline per channel whose offsets are frames and whose duration is that of the file: a
+/// shorter last block is a segment of its own. Empty with outError set after a failure.
 KELAUDIOFILE_EXPORT std::vector<std::shared_ptr<PeakData>> MakePeaks(AudioReader& ioReader,
                                                                      std::int64_t inBlockFrames,
                                                                      const AudioProgress& inProgress,
@@ -155,7 +161,7 @@ KELAUDIOFILE_EXPORT std::vector<std::shared_ptr<PeakData>> MakePeaks(AudioReader
 /// What HashAudio counts as audio.
 struct HashOptions {
     bool trimSilence = false; ///< leave out leading and trailing frames whose samples are all 0.0
-    AudioProgress progress;   ///< may be empty
+    AudioProgress progress;   ///< may be empty; with trimSilence, the file is read twice and counts twice
 };
 
 /// Feeds the decoded audio of a file to a function, usually the update of a digest: equal audio gives equal

@@ -39,7 +39,9 @@ public:
     /// @param inContainer  the family of the file.
     /// @param inFormat  byte order and sign of its samples follow from the container, whatever they say: a
     /// wave file is little-endian with unsigned 8-bit samples, an AIFF file big-endian and signed. Mono and
-    /// stereo with an empty layout get the usual one.
+    /// stereo with an empty layout get the usual one. A layout that a wave file cannot express is left out:
+    /// its channels have another order than the bits of a channel mask, or positions that have no bit.
+    /// Format() has what is written, so any layout of a reader is accepted.
     /// @param inOptions  choices that most hosts leave alone.
     /// @param outError  set if the call fails.
     /// @return null with outError set: kBadArgument names what the container cannot hold.
@@ -59,27 +61,28 @@ public:
     /// @param inPlanes  one pointer per channel, each to inFrames floats; null is silence.
     /// @param inFrames  not negative.
     /// @param outError  set if the call fails.
-    /// @return whether it worked; see above for what holds if not.
+    /// @return whether all of them were taken; after a failure, Frames() says how many were.
     bool Write(const float* const* inPlanes, std::int64_t inFrames, AudioError& outError);
     /// Appends interleaved frames as they are to lie in the file, in Format().samples.
     /// @param inBytes  inFrames times channels times bytesPerSample bytes.
     /// @param inFrames  not negative.
     /// @param outError  set if the call fails.
-    /// @return whether it worked; see above for what holds if not.
+    /// @return as for Write.
     bool WriteRaw(const void* inBytes, std::int64_t inFrames, AudioError& outError);
     /// Appends frames of a reader: bit by bit where coding and width are the same, else by way of floats.
     /// The numbers of channels must be equal.
     /// @param ioReader  the source.
     /// @param inFirst, inCount  a range of its frames.
     /// @param outError  set if the call fails.
-    /// @return whether it worked; see above for what holds if not.
+    /// @return as for Write; false with nothing taken if the range is outside the source or the channels
+    /// differ.
     bool CopyFrames(AudioReader& ioReader, std::int64_t inFirst, std::int64_t inCount, AudioError& outError);
 
     /// Writes a metadata chunk. Ids that describe the format or hold the samples are refused.
     /// @param inId  as ChunkId makes it.
     /// @param inData, inSize  its data, without a header.
     /// @param outError  set if the call fails.
-    /// @return whether it worked; see above for what holds if not.
+    /// @return whether the whole chunk was written; after a failure it may be missing or cut short.
     bool WriteChunk(std::uint32_t inId, const void* inData, std::size_t inSize, AudioError& outError);
     /// Copies the metadata chunks on one side of a reader's audio, but for those that describe how the old
     /// file stored its samples ("fact", "PEAK") where the new one differs. Into an AIFF file, kBefore copies
@@ -87,19 +90,29 @@ public:
     /// @param ioReader  the source.
     /// @param inSide  the side of the source's audio.
     /// @param outError  set if the call fails.
-    /// @return whether it worked; see above for what holds if not.
+    /// @return false at the first chunk that could not be read or written; the ones before it are there.
     bool CopyChunks(AudioReader& ioReader, Side inSide, AudioError& outError);
 
     /// Makes everything taken so far survive the death of this process. Wave files only: an AIFF file has
     /// no size of its samples until Finish.
     /// @param outError  set if the call fails.
-    /// @return whether it worked; see above for what holds if not.
+    /// @return false for an AIFF file, a finished one, or after a failed write; what the previous checkpoint
+    /// counted is then still safe.
     bool Checkpoint(AudioError& outError);
     /// Ends the audio, completes the headers and closes the file. After a failure the file is closed with
     /// every frame that reached the disk.
+    ///
+    /// With replaceWhenFinished, it replaces the old file, after a failed Write too: to keep the old one
+    /// then, call Discard or leave the rest to the destructor.
     /// @param outError  set if the call fails.
-    /// @return whether it worked; see above for what holds if not.
+    /// @return whether the file is complete under its name. After a failure no call but the destructor is
+    /// left.
     bool Finish(AudioError& outError);
+    /// Gives the file up: closes it and deletes what was written. With replaceWhenFinished, an old file
+    /// stays.
+    /// @param outError  set if the call fails.
+    /// @return false for a finished file, or if the new one could not be deleted; it is closed all the same.
+    bool Discard(AudioError& outError);
 
 private:
     struct Impl;

@@ -56,8 +56,8 @@ TEST_F(AudioFiles, FormatsThatAContainerCannotHoldAreRefused) {
         {"at least one channel", kWave, Format(2, kInteger, 0)}, {"coding and width", kWave, Format(5)},
         {"65,535 bytes", kWave, Format(3, kInteger, 30000)}, {"32,767 channels", kWave, Format(1, kInteger, 32768)},
         {"1 to 4 bytes", kAiff, Format(8)}, {"1 to 4 bytes", kAiff, Format(8, kFloat_1)},
-        {"1 to 4 bytes", kAiff, Format(4, kFloat_32768)}, {"mono or stereo", kWave, Format(4, kFloat_32768, 3)},
-        {"one entry per channel", kWave, layout({102})}, {"order of channels", kWave, layout({101, 100})},
+        {"1 to 4 bytes", kAiff, Format(4, kFloat_32768)}, {"one entry per channel", kWave, layout({102})},
+        {"usual layout", kWave, {48000, 2, {kFloat_32768, 4}, {101, 100}}},
     };
     // clang-format on
     for (const auto& row : kRows) {
@@ -67,6 +67,31 @@ TEST_F(AudioFiles, FormatsThatAContainerCannotHoldAreRefused) {
     EXPECT_FALSE(std::filesystem::exists(folder.Path("file")));
     EXPECT_EQ(AudioWriter::Create(Path("no/folder"), kWave, Format(2), {}, error), nullptr);
     ExpectError(kNotFound, "No such file");
+}
+
+TEST_F(AudioFiles, LayoutsOfAnyReaderAreAccepted) {
+    // clang-format off
+    const struct { kelmediatypes::ChannelLayout inAiff, inWave; } kRows[] = {
+        {MakeLayout("5.1"), MakeLayout("5.1")},
+        {{100, 107, 102, 101, 108, 106}, {}}, // what an AIFF file of 6 channels is assumed to have
+        {{101, 100}, {}}, {{129, 130}, {}}, {{100}, {100}}, {{0, 100, 0}, {}},
+        {{100, 102, 0}, {100, 102, 0}}, {{100, 101, 0}, {}}, {{102, 0}, {}},
+        {{134, 135, 136, 137}, {134, 135, 136, 137}}, {{134, 135, 136, 0, 0}, {134, 135, 136, 0, 0}}, {{134, 100}, {}},
+    };
+    // clang-format on
+    for (const auto& row : kRows) {
+        SCOPED_TRACE(&row - kRows);
+        AudioFormat format = Format(3, kInteger, static_cast<std::int32_t>(row.inAiff.size()));
+        format.layout = row.inAiff;
+        for (const Container container : {kAiff, kWave, kAiff}) {
+            const auto writer = Writer("file", container, format);
+            const auto written = writer->Format().layout;
+            ASSERT_TRUE(writer->Finish(error)) << error.message;
+            format = Reader("file")->Format();
+            EXPECT_TRUE(format.layout == written);
+            EXPECT_TRUE(container == kAiff || written == row.inWave);
+        }
+    }
 }
 
 // Written in pieces and read; then written again by its bytes.
@@ -99,7 +124,7 @@ TEST_F(AudioFiles, EveryFormatReadsBackAsWritten) {
                             copy->WriteRaw(raw.data(), frames, error) && copy->Finish(error));
                 EXPECT_EQ(Contents("copy"), Contents("file"));
             }
-    EXPECT_EQ(held, 26 + 15) << "of wave and AIFF";
+    EXPECT_EQ(held, 27 + 15) << "of wave and AIFF";
 }
 
 // One after the other; what is refused changes nothing.
@@ -195,6 +220,10 @@ TEST_F(AudioFiles, AnOldFileSurvivesUntilTheNewOneIsWhole) {
     EXPECT_EQ(Reader("file")->Frames(), 50);
     begin(10); // is given up
     EXPECT_EQ(Reader("file")->Frames(), 50);
+    writer = begin(20);
+    EXPECT_TRUE(writer->Discard(error) && !writer->Finish(error));
+    EXPECT_EQ(Reader("file")->Frames(), 50);
+    EXPECT_FALSE(std::filesystem::exists(Path("file.part")));
     EXPECT_EQ(ReadAll(*old, error), Signal(2, 100));
 }
 
@@ -222,9 +251,22 @@ TEST_F(AudioFiles, DigestsGoByWhatIsHeard) {
     EXPECT_EQ(digest(Format(3), kWave, 9000, true), digest(Format(3), kWave, 0, true));
     EXPECT_NE(digest(Format(3), kWave, 9000, false), fed);
     EXPECT_NE(digest(faster, kWave, 0, false), fed);
-    const HashOptions cancelling{.progress = [](std::int64_t, std::int64_t) { return false; }};
-    EXPECT_FALSE(HashAudio(Path("file"), [](const unsigned char*, std::uint64_t) {}, cancelling, error));
-    ExpectError(kCancelled);
+    for (const bool trim : {false, true}) {
+        std::int64_t fedBytes = 0, latest = 0, whole = 1;
+        const auto feed = [&](const unsigned char*, std::uint64_t count) {
+            fedBytes += static_cast<std::int64_t>(count);
+        };
+        const auto cancel = [](std::int64_t, std::int64_t) { return false; };
+        EXPECT_FALSE(HashAudio(Path("file"), feed, {trim, cancel}, error));
+        ExpectError(kCancelled);
+        EXPECT_EQ(fedBytes == 12, trim) << "the first of two passes feeds no samples";
+        const auto watch = [&](std::int64_t done, std::int64_t total) {
+            EXPECT_GT(done, latest);
+            return latest = done, whole = total, true;
+        };
+        EXPECT_TRUE(HashAudio(Path("file"), feed, {trim, watch}, error));
+        EXPECT_EQ(latest, whole);
+    }
 }
 
 TEST_F(AudioFiles, PeaksAreThoseOfAllFramesAtOnce) {
@@ -240,6 +282,7 @@ TEST_F(AudioFiles, PeaksAreThoseOfAllFramesAtOnce) {
             EXPECT_TRUE(std::equal(timelines[channel]->begin(), timelines[channel]->end(), peaks.begin(),
                                    peaks.end()))
                 << "channel " << channel << ", blocks of " << block;
+            EXPECT_EQ(timelines[channel]->GetDuration(), 20000);
         }
     }
     EXPECT_TRUE(MakePeaks(*reader, 0, {}, error).empty());
