@@ -2,8 +2,9 @@
 
 #include <algorithm>
 #include <array>
-#include <sstream>
+#include <functional>
 #include <string>
+#include <utility>
 
 #include "wav/WaveSupport.h"
 
@@ -12,17 +13,16 @@ namespace models {
 
 using namespace wave_tests;
 
-/// Holds the bytes that the file must hold, and gives the result that each call must give.
+/// Holds the bytes that the file must hold, and says which calls are refused.
 class WriteModel {
 public:
     explicit WriteModel(const Format& inFormat) : mFormat(inFormat) {
-        Put(Image().Header("RIFF", 0).Text("WAVE"));
-        Put(inFormat.rf64 ? Reserved() : Bytes());
+        Put(Image().Header("RIFF", 0).Text("WAVE").Add(inFormat.rf64 ? Reserved() : Bytes()));
         Put(Image().Chunk("fmt ", FormatChunk(inFormat)));
     }
 
     int Write(std::int64_t inOffset, const Bytes& inBytes) {
-        if (mClosed || mMetadatum != 0 || inOffset < lowest || (!mFormat.anyOrder && inOffset != next) ||
+        if (mMetadatum != 0 || inOffset < lowest || (!mFormat.anyOrder && inOffset != next) ||
             (mSamplesEnded && mFormat.rf64))
             return Error::kWriteRefused;
         if (mData == 0)
@@ -36,48 +36,37 @@ public:
         next = inOffset + std::ssize(inBytes);
         return Error::kNoError;
     }
-    bool FinishSamples() {
-        if (!mClosed && mData != 0) {
-            EndData();
-            mData = 0;
-            lowest = next;
-            mSamplesEnded = true;
-        }
-        return !mClosed;
+    void FinishSamples() {
+        if (mData == 0)
+            return;
+        EndData();
+        mData = 0;
+        lowest = next;
+        mSamplesEnded = true;
     }
-    bool FinishBlock() {
-        if (mClosed)
-            return false;
+    void FinishBlock() {
         if (mData != 0) {
             End(mData, EndOfSamples());
             mCursor = EndOfSamples();
         }
-        CountFile();
-        return true;
+        FinishWrite();
     }
     bool StartMetadatum(std::uint32_t inId) {
-        if (mClosed || mData != 0 || mMetadatum != 0)
-            return false;
-        mMetadatum = Begin(inId);
-        return true;
+        const bool starts = mData == 0 && mMetadatum == 0;
+        if (starts)
+            mMetadatum = Begin(inId);
+        return starts;
     }
     bool Metadatum(const Bytes& inBytes) {
-        if (mClosed || mData != 0)
-            return false;
-        Put(inBytes);
-        return true;
+        if (mData == 0)
+            Put(inBytes);
+        return mData == 0;
     }
-    bool FinishMetadatum() {
-        if (!mClosed && mMetadatum != 0)
+    void FinishMetadatum() {
+        if (mMetadatum != 0)
             End(std::exchange(mMetadatum, 0), mCursor);
-        return !mClosed;
     }
-    bool FinishWrite() {
-        if (mClosed)
-            return false;
-        CountFile();
-        return mClosed = true;
-    }
+    void FinishWrite() { Patch(Image().U32(file.size() - 8), 4); }
 
     /// What a reader would count: a gap between two `data` chunks is not in the file.
     std::int64_t SampleByteCount() const { return mEarlier + std::max<std::int64_t>(next - lowest, 0); }
@@ -114,12 +103,11 @@ private:
         mEarlier += next - lowest;
         End(mData, EndOfSamples());
     }
-    void CountFile() { Patch(Image().U32(file.size() - 8), 4); }
 
     Format mFormat;
     std::uint64_t mCursor = 0, mData = 0, mMetadatum = 0; ///< positions; of open chunks, 0 if there is none
     std::int64_t mEarlier = 0;                            ///< sample bytes of the chunks before
-    bool mSamplesEnded = false, mClosed = false;
+    bool mSamplesEnded = false;
 };
 
 /// Plays a script to a file and to the model.
@@ -128,49 +116,41 @@ template <typename Choose>
 class WriteScript {
 public:
     WriteScript(const testing_support::TemporaryFolder& inFolder, Choose& ioChoose)
-        : mPath(inFolder.Path("script.wav")), mChoose(ioChoose), mKind(ioChoose(3)), mFormat(AnyFormat()),
-          mModel(mFormat) {
-        const kelcore::UTF8String path = inFolder.PathText("script.wav");
-        const Bytes chunk = FormatChunk(mFormat);
+        : mPath(inFolder.Path("script.wav")), mChoose(ioChoose) {
         Error error;
-        mFile =
-            mKind != 0
-                ? Create(path, mFormat, error)
-                : Handle(WaveFile::OpenForCompessedWrite(path, chunk.data(), 16, 0, error, mFormat.anyOrder));
+        mFile = Create(inFolder.PathText("script.wav"), mFormat, error);
     }
 
-    /// @return the first difference; empty if there was none.
+    /// @return the calls up to the first that differs; empty if none does.
     std::string Run() {
-        const int frameBytes = mFormat.channels * mFormat.bytesPerSample;
-        for (std::uint32_t steps = mChoose(40); steps > 0 && mDifference.empty(); --steps) {
+        for (std::uint32_t steps = mChoose(40); steps > 0 && !mDiffers; --steps) {
             Step();
-            const std::int64_t frames = mKind == 0 ? 0 : mModel.SampleByteCount() / frameBytes;
-            Expect("GetSampleCount", mFile->GetSampleCount() == frames);
+            Expect("GetSampleCount",
+                   mFile->GetSampleCount() ==
+                       mModel.SampleByteCount() / (mFormat.channels * mFormat.bytesPerSample));
         }
-        if (mChoose(4) != 0)
-            Expect("the last FinishWrite", mFile->FinishWrite() == mModel.FinishWrite());
+        Expect("FinishWrite", mChoose(4) == 0 || mFile->FinishWrite());
         mFile.reset();
         mModel.FinishWrite();
         ExpectBytes();
-        return mDifference;
+        return mDiffers ? mCalls : "";
     }
 
 private:
     Format AnyFormat() {
-        Format format{.channels = static_cast<std::int32_t>(1 + mChoose(2)),
-                      .bytesPerSample = static_cast<std::int32_t>(1 + mChoose(3)),
-                      .layout = ChannelLayout(1), // which no mask says, so the chunk is short
-                      .rf64 = mKind == 2,
-                      .anyOrder = mChoose(2) == 0};
-        format.bits = 8 * format.bytesPerSample;
-        return format;
+        const auto channels = static_cast<std::int32_t>(1 + mChoose(2));
+        const auto bytes = static_cast<std::int32_t>(1 + mChoose(3));
+        return {.channels = channels,
+                .bytesPerSample = bytes,
+                .bits = 8 * bytes,
+                .layout = ChannelLayout(1), // which no mask says, so the chunk is short
+                .rf64 = mChoose(2) == 0,
+                .anyOrder = mChoose(2) == 0};
     }
 
-    /// Notes a call and whether its results agree.
-    void Expect(const std::string& inCall, bool inAgree) {
-        mLog << inCall << '\n';
-        if (mDifference.empty() && !inAgree)
-            mDifference = mLog.str();
+    void Expect(const std::string& inCall, bool inAgrees) {
+        mCalls += mDiffers ? "" : inCall + '\n';
+        mDiffers = mDiffers || !inAgrees;
     }
     void ExpectBytes() { Expect("the bytes of the file", testing_support::ReadFile(mPath) == mModel.file); }
 
@@ -179,66 +159,58 @@ private:
         return SampleBytes(mChoose(100), mChoose(kLimits[mChoose(4)]));
     }
     std::int64_t SomeOffset() {
-        switch (mChoose(4)) {
-        case 0:
-            return mModel.lowest + mChoose(3000);
-        case 1: // so far that plain RIFF goes on in a new chunk
-            return mFormat.rf64 ? 0 : mModel.lowest + (std::int64_t{1} << 32) + mChoose(9);
-        case 2:
-            return mModel.lowest - 1 - mChoose(5);
-        default:
-            return mModel.next + mChoose(9) - 4;
-        }
+        const std::int64_t beyond32Bits = mFormat.rf64 ? 0 : std::int64_t{1} << 32; // begins a new chunk
+        const std::int64_t offsets[] = {mModel.lowest + mChoose(3000), mModel.lowest - 1 - mChoose(5),
+                                        mModel.next + mChoose(9) - 4,
+                                        mModel.lowest + beyond32Bits + mChoose(9)};
+        return offsets[mChoose(4)];
     }
     void WriteAt(std::int64_t inOffset) {
         const Bytes bytes = SomeBytes();
         Expect(std::to_string(bytes.size()) + " at " + std::to_string(inOffset),
                Write(*mFile, static_cast<std::uint64_t>(inOffset), bytes) == mModel.Write(inOffset, bytes));
     }
-    void WriteMetadata() {
-        const Bytes bytes = SomeBytes();
-        Expect(std::to_string(bytes.size()) + " of metadata",
-               mFile->MetadatumWrite(bytes.data(), static_cast<std::int32_t>(bytes.size())) ==
-                   mModel.Metadatum(bytes));
-    }
 
     void Step() {
-        switch (mChoose(16)) {
-        default:
-            return WriteAt(mModel.next);
-        case 6:
-            return WriteAt(SomeOffset());
-        case 7:
-            return Expect("Suspend", mFile->Suspend());
-        case 8:
-        case 9:
-            Expect("FinishBlock", mFile->FinishBlock() == mModel.FinishBlock());
-            return ExpectBytes();
-        case 10:
-            return Expect("FinishSamples", mFile->FinishSamples() == mModel.FinishSamples());
-        case 11:
-        case 12: {
-            const std::uint32_t id = mChoose(3) == 0 ? FourCC("JUNK") : FourCC("LIST");
-            return Expect("StartMetadatumWrite", mFile->StartMetadatumWrite(id) == mModel.StartMetadatum(id));
-        }
-        case 13:
-            return WriteMetadata();
-        case 14:
-            return Expect("FinishMetadatumWrite", mFile->FinishMetadatumWrite() == mModel.FinishMetadatum());
-        case 15:
-            if (mChoose(8) == 0)
-                Expect("FinishWrite", mFile->FinishWrite() == mModel.FinishWrite());
-        }
+        const std::function<void()> calls[] = {
+            [&] { WriteAt(SomeOffset()); },
+            [&] { Expect("Suspend", mFile->Suspend()); },
+            [&] {
+                mModel.FinishBlock();
+                Expect("FinishBlock", mFile->FinishBlock());
+                ExpectBytes();
+            },
+            [&] {
+                mModel.FinishSamples();
+                Expect("FinishSamples", mFile->FinishSamples());
+            },
+            [&] {
+                const std::uint32_t id = mChoose(3) == 0 ? FourCC("JUNK") : FourCC("LIST");
+                Expect("StartMetadatumWrite", mFile->StartMetadatumWrite(id) == mModel.StartMetadatum(id));
+            },
+            [&] {
+                const Bytes bytes = SomeBytes();
+                Expect(std::to_string(bytes.size()) + " of metadata",
+                       mFile->MetadatumWrite(bytes.data(), static_cast<std::int32_t>(bytes.size())) ==
+                           mModel.Metadatum(bytes));
+            },
+            [&] {
+                mModel.FinishMetadatum();
+                Expect("FinishMetadatumWrite", mFile->FinishMetadatumWrite());
+            }};
+        if (mChoose(2) == 0)
+            WriteAt(mModel.next);
+        else
+            calls[mChoose(std::size(calls))]();
     }
 
     std::filesystem::path mPath;
     Choose& mChoose;
-    std::uint32_t mKind; ///< 0: the caller's format chunk, 1: RIFF, 2: with room for RF64
-    Format mFormat;
-    WriteModel mModel;
+    const Format mFormat = AnyFormat();
+    WriteModel mModel{mFormat};
     Handle mFile;
-    std::ostringstream mLog;
-    std::string mDifference;
+    std::string mCalls;
+    bool mDiffers = false;
 };
 
 } // namespace models
