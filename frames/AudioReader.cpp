@@ -103,7 +103,7 @@ std::unique_ptr<AudioReader> AudioReader::Open(std::string_view inPath, AudioErr
     kelcore::filesupport::ForgetFailure();
     auto impl = std::make_unique<Impl>();
     impl->path = inPath;
-    const File named(kelcore::ToUTF8String(inPath), kelcore::filesupport::kPathStorage);
+    const File named = FileOf(inPath);
     File opened;
     try {
         named.Size(); // refuses folders, devices and pipes, which an open would wait for

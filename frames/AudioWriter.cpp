@@ -3,61 +3,14 @@
 #include <algorithm>
 #include <utility>
 
-#include "AiffFileAccess.h"
 #include "AudioReaderImpl.h"
 #include "AudioWriterImpl.h"
-#include "WaveFileAccess.h"
-#include "WriterFormat.h"
 #include "kelaudiofile/Interleave.h"
 #include "kelcore/filesupport.h"
 
 namespace kelaudiofile {
 
 namespace {
-
-using kelcore::filesupport::File;
-
-File FileOf(const std::string& inPath) {
-    return File(kelcore::ToUTF8String(inPath), kelcore::filesupport::kPathStorage);
-}
-
-WaveFile::SampleType WaveTypeOf(SampleCoding inCoding) {
-    switch (inCoding) {
-    case SampleCoding::kFloat_1:
-        return WaveFile::kFloatSamples_1;
-    case SampleCoding::kFloat_32768:
-        return WaveFile::kFloatSamples_32768;
-    case SampleCoding::kFloat_8388608:
-        return WaveFile::kFloatSamples_8388608;
-    default:
-        return WaveFile::kIntegerSamples;
-    }
-}
-
-AiffFile::SampleType AiffTypeOf(const SampleFormat& inSamples) {
-    if (inSamples.coding != SampleCoding::kInteger)
-        return AiffFile::kFloatSamples;
-    return inSamples.byteOrder == ByteOrder::kBigEndian ? AiffFile::kBigEndianIntegerSamples
-                                                        : AiffFile::kLittleEndianIntegerSamples;
-}
-
-std::unique_ptr<WaveFile> CreateWave(const std::string& inPath, const AudioFormat& inFormat, bool inRf64) {
-    WaveFile::ExtendedErrorInfo ignored; // the system's reason says more
-    const std::int32_t bytes = inFormat.samples.bytesPerSample;
-    std::unique_ptr<WaveFile> file(
-        WaveFile::OpenForWrite(kelcore::ToUTF8String(inPath), static_cast<std::int32_t>(inFormat.sampleRate),
-                               inFormat.channels, bytes, 8 * bytes, WaveTypeOf(inFormat.samples.coding),
-                               LayoutForWave(inFormat), inRf64 ? 1 : 0, ignored, false));
-    return file && WaveFileAccess::WriteThrough(*file) ? std::move(file) : nullptr;
-}
-
-std::unique_ptr<AiffFile> CreateAiff(const std::string& inPath, const AudioFormat& inFormat) {
-    AiffFile::ExtendedErrorInfo ignored;
-    std::unique_ptr<AiffFile> file(AiffFile::OpenForWrite(
-        kelcore::ToUTF8String(inPath), static_cast<std::int32_t>(inFormat.sampleRate), inFormat.channels,
-        8 * inFormat.samples.bytesPerSample, AiffTypeOf(inFormat.samples), inFormat.layout, ignored));
-    return file && AiffFileAccess::WriteThrough(*file) ? std::move(file) : nullptr;
-}
 
 /// Samples of one coding and width differ in byte order and sign at most, and both change in place.
 void Reorder(const SampleFormat& inFrom, const SampleFormat& inTo, unsigned char* ioBytes,
@@ -79,34 +32,6 @@ void Reorder(const SampleFormat& inFrom, const SampleFormat& inTo, unsigned char
 }
 
 } // namespace
-
-std::unique_ptr<AudioWriter> AudioWriter::Create(std::string_view inPath, Container inContainer,
-                                                 const AudioFormat& inFormat, const WriterOptions& inOptions,
-                                                 AudioError& outError) {
-    auto impl = std::make_unique<Impl>();
-    impl->path = inPath;
-    impl->writtenPath = inOptions.replaceWhenFinished ? impl->path + ".part" : impl->path;
-    impl->format = FormatAsWritten(inContainer, inFormat, inOptions);
-    const std::string reason = ReasonAgainst(inContainer, impl->format);
-    if (!reason.empty()) {
-        Fail(outError, AudioError::kBadArgument, inPath, reason);
-        return nullptr;
-    }
-    kelcore::filesupport::ForgetFailure();
-    try {
-        if (inContainer == Container::kWave)
-            impl->file = CreateWave(impl->writtenPath, impl->format, inOptions.rf64);
-        else
-            impl->file = CreateAiff(impl->writtenPath, impl->format);
-    } catch (const kelcore::filesupport::file_exception&) {
-        // An old file that cannot be deleted.
-    }
-    if (!impl->IsOpen()) {
-        FailForSystem(outError, AudioError::kWriteFailed, impl->writtenPath, "it cannot be created");
-        return nullptr;
-    }
-    return std::unique_ptr<AudioWriter>(new AudioWriter(std::move(impl)));
-}
 
 AudioWriter::AudioWriter(std::unique_ptr<Impl> inImpl) : mImpl(std::move(inImpl)) {}
 
@@ -183,12 +108,34 @@ bool AudioWriter::Impl::FailToWrite(AudioError& outError, const std::string& inW
     return FailForSystem(outError, AudioError::kWriteFailed, writtenPath, inWhat);
 }
 
+/// Whether silence can become a hole in the file: no short one, whose zeros cost less, none in an AIFF file
+/// or of unsigned samples, and none across the end of a `data` chunk, which would swallow it.
+bool AudioWriter::Impl::MaySkip(std::int64_t inFrames) const {
+    constexpr std::int64_t kLimit32 = 0xFFFFFFFF;
+    return Wave() != nullptr && !format.samples.isUnsigned && inFrames > TileFrames(format) &&
+           (isRf64 || inFrames < kLimit32 / FrameBytes(format) - frames);
+}
+
+/// Writes the last frame only.
+bool AudioWriter::Impl::Skip(std::int64_t inFrames, AudioError& outError) {
+    std::fill_n(tile.begin(), FrameBytes(format), static_cast<unsigned char>(0));
+    frames += inFrames - 1;
+    if (Append(tile.data(), 1, outError))
+        return true;
+    frames -= inFrames - 1;
+    return false;
+}
+
 bool AudioWriter::Write(const float* const* inPlanes, std::int64_t inFrames, AudioError& outError) {
     Impl& impl = *mImpl;
     if (inFrames < 0 || (inPlanes == nullptr && inFrames > 0))
         return Fail(outError, AudioError::kBadArgument, impl.path, "there are no frames to write");
     if (!impl.BeginAudio(outError))
         return false;
+    const bool isSilence = inFrames > 0 && std::all_of(inPlanes, inPlanes + impl.format.channels,
+                                                       [](const float* plane) { return plane == nullptr; });
+    if (isSilence && impl.MaySkip(inFrames))
+        return impl.Skip(inFrames, outError);
     for (std::int64_t done = 0; done < inFrames;) {
         const std::int64_t count = std::min(TileFrames(impl.format), inFrames - done);
         for (std::size_t channel = 0; channel < impl.planes.size(); ++channel)

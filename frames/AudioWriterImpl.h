@@ -15,6 +15,7 @@ struct KELAUDIOFILE_HIDDEN AudioWriter::Impl {
     std::int64_t frames = 0;
     bool hasOpenChunk =
         false; ///< a chunk of an AIFF file that could not be ended, or one that is being written
+    bool isRf64 = true;
     bool isAbandoned = false;        ///< destroyed without Finish: an old file stays
     bool hasAllChunks = false;       ///< the chunks after a reader's audio were copied with those before it
     std::vector<unsigned char> tile; ///< empty until the first frame
@@ -26,6 +27,8 @@ struct KELAUDIOFILE_HIDDEN AudioWriter::Impl {
     WaveFile* Wave() const;
     bool BeginAudio(AudioError& outError);
     bool BeginChunk(std::uint32_t inId, std::int64_t inSize, AudioError& outError);
+    bool MaySkip(std::int64_t inFrames) const;
+    bool Skip(std::int64_t inFrames, AudioError& outError);
     bool Append(const void* inBytes, std::int64_t inFrames, AudioError& outError);
     bool FailToWrite(AudioError& outError, const std::string& inWhat) const;
     bool CopyBytes(AudioReader& ioReader, std::int64_t inFirst, std::int64_t inCount, AudioError& outError);

@@ -12,6 +12,7 @@
 #include "kelaudiofile/AudioReader.h"
 #include "kelaudiofile/AudioWriter.h"
 #include "kelaudiofile/WaveFile.h"
+#include "kelcore/filesupport.h"
 
 /// What the reader and the writer of this folder share.
 namespace kelaudiofile {
@@ -33,6 +34,10 @@ constexpr std::int64_t TileFrames(const AudioFormat& inFormat) {
 
 /// @return whether a layout gives the position of any channel.
 bool HasPositions(const kelmediatypes::ChannelLayout& inLayout);
+
+inline kelcore::filesupport::File FileOf(std::string_view inPath) {
+    return {kelcore::ToUTF8String(inPath), kelcore::filesupport::kPathStorage};
+}
 
 /// Sets an error and returns false, for `return Fail(...)`.
 /// @param inWhat  what failed, as a clause about the file: "it has no fmt chunk".

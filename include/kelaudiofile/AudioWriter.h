@@ -58,7 +58,8 @@ public:
     std::int64_t Frames() const;
 
     /// Appends frames: rounds to the sample format, clips, interleaves.
-    /// @param inPlanes  one pointer per channel, each to inFrames floats; null is silence.
+    /// @param inPlanes  one pointer per channel, each to inFrames floats; null is silence. A long silence of
+    /// all channels of a wave file takes no room where the file system has holes.
     /// @param inFrames  not negative.
     /// @param outError  set if the call fails.
     /// @return whether all of them were taken; after a failure, Frames() says how many were.

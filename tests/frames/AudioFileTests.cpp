@@ -248,8 +248,8 @@ TEST_F(AudioFiles, DigestsGoByWhatIsHeard) {
     const Bytes fed = digest(Format(1), kWave, 0, false);
     EXPECT_EQ(fed.size(), 12 + 8 * 10000u);
     EXPECT_EQ(digest(Format(4, kFloat_1), kAiff, 0, false), fed);
-    EXPECT_EQ(digest(Format(3), kWave, 9000, true), digest(Format(3), kWave, 0, true));
-    EXPECT_NE(digest(Format(3), kWave, 9000, false), fed);
+    EXPECT_EQ(digest(Format(3), kWave, 30000, true), digest(Format(3), kWave, 0, true));
+    EXPECT_NE(digest(Format(3), kWave, 30000, false), fed);
     EXPECT_NE(digest(faster, kWave, 0, false), fed);
     for (const bool trim : {false, true}) {
         std::int64_t fedBytes = 0, latest = 0, whole = 1;
