@@ -24,35 +24,37 @@ TEST(Text, ReplaceInStringGoesOnceOverTheFormat) {
 }
 
 TEST(Guid, TextAndPiecesAgree) {
-    const Guid guid("1234567A-9abf-DEF0-1122-334455667788", 36);
-    EXPECT_EQ(guid, Guid(0x1234567A, 0x9ABF, 0xDEF0, {0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88}));
+    const std::string text = "1034567A-9abf-DEF0-1122-334455667788";
+    const Guid guid(text.data(), text.size()), none(0, 0, 0, {});
+    EXPECT_EQ(guid, Guid(0x1034567A, 0x9ABF, 0xDEF0, {0x11, 0x22, 0x33, 0x44, 0x55, 0x66, 0x77, 0x88}));
     std::uint32_t first = 0;
     std::uint16_t second = 0, third = 0;
     Guid::LastBytes last{};
     GuidToComponents(guid, first, second, third, last);
     EXPECT_EQ(Guid(first, second, third, last), guid);
-    EXPECT_EQ(first, 0x1234567Au);
-    EXPECT_EQ(second << 16 | third, 0x9ABFDEF0);
     EXPECT_TRUE(guid != Guid(first, second, third, {}) && !(guid != guid));
-    for (const std::string_view other :
-         {"12345678x9abc-DEF0-1122-334455667788", "12345678-9abc-DEF0-1122-33445566778g", "1"})
-        EXPECT_EQ(Guid(other.data(), other.size()), Guid(0, 0, 0, {})) << other;
+    EXPECT_EQ(Guid(text.data(), text.size() - 1), none);
+    for (const std::size_t place : {0, 8, 13, 18, 23, 35})
+        for (const char wrong : {'/', ':', '@', 'G', '`', 'g'}) {
+            std::string other = text;
+            other[place] = wrong;
+            EXPECT_EQ(Guid(other.data(), other.size()), none) << other;
+        }
 }
 
 TEST(TopLevelFunction, RunsOnceAndStopsEveryException) {
     int runs = 0;
-    const std::uint64_t guarded = detail::GuardedCallCount();
-    detail::FunctionalStatistic(true, false);
-    detail::FunctionalStatistic(false, true);
-    EXPECT_EQ(detail::GuardedCallCount(), guarded + 1);
     config::ExecuteTopLevelFunction(config::OneTimeFunction([&] { throw ++runs; }), nullptr);
-    EXPECT_EQ(runs, 1);
     config::OneTimeFunction once([&] { ++runs; }), copy(once);
     once.RunOnce();
     once.RunOnce();
     EXPECT_EQ(runs, 2);
     copy.RunOnce();
     EXPECT_EQ(runs, 3);
+    const std::uint64_t guarded = detail::GuardedCallCount();
+    detail::FunctionalStatistic(true, false);
+    detail::FunctionalStatistic(false, true);
+    EXPECT_EQ(detail::GuardedCallCount(), guarded + 1);
 }
 
 namespace {
@@ -60,12 +62,15 @@ namespace {
 void Log(const std::exception_ptr& inException) {
     logging::LogException(inException, StringValue("scope::", "Function"), nullptr);
 }
+void Log(const char* inReason) {
+    Log(std::make_exception_ptr(std::runtime_error(inReason)));
+}
 
 /// Logs a setting when it is destroyed.
 struct Late {
     ~Late() {
         const auto setting = debug::DebugDatabase::Instance().GetEntry(ToUTF8String("key"), {});
-        Log(std::make_exception_ptr(config::kel_exception(StringValue(UTF8String(setting)))));
+        Log(ToStdString(setting).c_str());
     }
 };
 
@@ -74,24 +79,22 @@ struct Late {
 TEST(Logging, WritesOneLineAndLetsNothingOut) {
     std::string lines;
     const auto append = [&](std::string_view inLine) { lines.append(inLine) += '\n'; };
-    logging::SetSink(append);
-    Log(std::make_exception_ptr(std::runtime_error("reason")));
-    Log(std::make_exception_ptr(1));
-    Log(nullptr);
-    logging::SetSink([&](std::string_view inLine) { // as a sink that gives itself up at its first line
+    logging::SetSink([&](std::string_view inLine) { // gives itself up at its first line
         logging::SetSink(append);
-        Log(std::make_exception_ptr(std::runtime_error("from the sink")));
+        Log("from the sink");
         append(inLine);
     });
-    Log(nullptr);
+    Log("reason");
+    Log(std::make_exception_ptr(1));
+    Log(std::exception_ptr());
     logging::SetSink([](std::string_view) { throw 1; });
-    Log(std::make_exception_ptr(2));
+    Log("lost");
     testing::internal::CaptureStderr();
     logging::SetSink({});
-    Log(std::make_exception_ptr(std::runtime_error("no sink")));
-    lines += testing::internal::GetCapturedStderr();
-    EXPECT_EQ(lines, "scope::Function: reason\nscope::Function: unknown exception\nscope::Function: unknown\n"
-                     "scope::Function: from the sink\nscope::Function: unknown\nscope::Function: no sink\n");
+    Log("no sink");
+    EXPECT_EQ(lines + testing::internal::GetCapturedStderr(),
+              "scope::Function: from the sink\nscope::Function: reason\nscope::Function: unknown exception\n"
+              "scope::Function: unknown\nscope::Function: no sink\n");
 }
 
 // The texts are too long to lie inside their objects. A global that was made first is destroyed last.
@@ -101,10 +104,9 @@ TEST(Logging, AndSettingsOutliveGlobals) {
         static const Late late;
         debug::DebugDatabase::Instance().SetEntry(ToUTF8String("key"), UTF8String(100, 's'));
         logging::SetSink([prefix = std::string(100, 'p')](std::string_view inLine) {
-            std::fprintf(stderr, "%s%.*s", prefix.c_str(), static_cast<int>(inLine.size()), inLine.data());
+            std::fputs((prefix + std::string(inLine)).c_str(), stderr);
         });
         std::exit(0);
     };
-    EXPECT_EXIT(exit(), testing::ExitedWithCode(0),
-                std::string(100, 'p') + "scope::Function: " + std::string(100, 's') + "$");
+    EXPECT_EXIT(exit(), testing::ExitedWithCode(0), "p{100}scope::Function: s{100}$");
 }

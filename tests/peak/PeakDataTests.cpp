@@ -13,8 +13,7 @@ namespace {
 
 /// Both kinds of object that own datums.
 template <typename Peaks>
-void ExpectCopiesCopyAndMovesTakeOver(const Peaks& inPeaks, const std::string& inMovedFrom) {
-    const std::string whole = Describe(inPeaks);
+void ExpectCopiesAndMoves(const Peaks& inPeaks, const std::string& inMovedFrom) {
     Peaks copy(inPeaks), assigned;
     assigned = copy;
     const PeakDatum* const storage = &*copy.begin();
@@ -25,52 +24,42 @@ void ExpectCopiesCopyAndMovesTakeOver(const Peaks& inPeaks, const std::string& i
     EXPECT_EQ(Describe(copy) + ", " + Describe(moved), inMovedFrom + ", " + inMovedFrom);
     Peaks& self = assigned;
     assigned = std::move(self);
-    EXPECT_EQ(Describe(assigned) + ", " + Describe(inPeaks), whole + ", " + whole);
+    EXPECT_EQ(Describe(assigned), Describe(inPeaks));
 }
 
 } // namespace
 
 TEST(PeakData, CopiesCopyAndMovesTakeOver) {
-    ExpectCopiesCopyAndMovesTakeOver(*Timeline("from 7 | 7 100: 1 2 3 | 307 50: 4 5"), "from 7");
-    ExpectCopiesCopyAndMovesTakeOver(Segment("5 10: 1 2"), "5 10:");
+    ExpectCopiesAndMoves(*Timeline("from 7 | 7 100: 1 2 3 | 307 50: 4 5"), "from 7");
+    ExpectCopiesAndMoves(Segment("5 10: 1 2"), "5 10:");
 }
 
 TEST(PeakDataSegment, AppendsAndSplits) {
+    const char kFour[] = "1000 256: 1 2 3 4", kWide[] = "-9223372036854775808 9223372036854775807: 1 2";
     // clang-format off
-    const struct { const char *before, *edit, *after; } kRows[] = {
-        {"1000 256: 1 2 3 4", "append 2024 256: 5", "1000 256: 1 2 3 4 5"},
-        {"1000 256: 1 2 3 4", "append 2024 255: 5", "refused"},
-        {"1000 256: 1 2 3 4", "append 2025 256: 5", "refused"},
-        {"7 3:", "append 7 3: 1 2", "7 3: 1 2"},
-        {"7 0: 1 2", "append itself", "7 0: 1 2 1 2"},
-        {"9223372036854775807 1: 1", "append -9223372036854775808 1: 2", "9223372036854775807 1: 1 2"},
-        {"1000 256: 1 2 3 4", "split 1000", ""},
-        {"1000 256: 1 2 3 4", "split 2024", ""},
-        {"1000 256: 1 2 3 4", "split 1300", "1000 256: 1 | 1256 44: 2 | 1300 212: 2 | 1512 256: 3 4"},
-        {"1000 256: 1 2 3 4", "split 1512", "1000 256: 1 2 | 1512 256: 3 4"},
-        {"1000 256: 1 2 3 4", "split 2023", "1000 256: 1 2 3 | 1768 255: 4 | 2023 1: 4"},
-        {"0 0: 1 2", "split 1", ""},
-        {"-2 -9223372036854775807: 1 2", "split -1", ""}, // the end wraps to 0
-        {"-9223372036854775808 9223372036854775807: 1 2", "split 3",
-         "-9223372036854775808 9223372036854775807: 1 | -1 4: 2 | 3 9223372036854775803: 2"},
+    const struct { const char *segment, *other, *joined; } kAppends[] = {
+        {kFour, "2024 256: 5", "1000 256: 1 2 3 4 5"}, {kFour, "2024 255: 5", "refused"}, {kFour, "2025 256: 5", "refused"},
+        {"7 3:", "7 3: 1 2", "7 3: 1 2"}, {"7 0: 1 2", "itself", "7 0: 1 2 1 2"},
+        {"9223372036854775807 1: 1", "-9223372036854775808 1: 2", "9223372036854775807 1: 1 2"},
+    };
+    const struct { const char* segment; std::int64_t offset; const char* pieces; } kSplits[] = {
+        {kFour, 1000, ""}, {kFour, 2024, ""}, {kFour, 1300, "1000 256: 1 | 1256 44: 2 | 1300 212: 2 | 1512 256: 3 4"},
+        {kFour, 1512, "1000 256: 1 2 | 1512 256: 3 4"}, {kFour, 2023, "1000 256: 1 2 3 | 1768 255: 4 | 2023 1: 4"},
+        {"0 0: 1 2", 1, ""}, {"-2 -9223372036854775807: 1 2", -1, ""}, // the end wraps to 0
+        {kWide, 3, "-9223372036854775808 9223372036854775807: 1 | -1 4: 2 | 3 9223372036854775803: 2"},
     };
     // clang-format on
-    for (const auto& row : kRows) {
-        SCOPED_TRACE(testing::Message() << row.before << ", " << row.edit);
-        PeakDataSegment segment = Segment(row.before), twin = segment;
-        const std::string edit = row.edit, operand = edit.substr(edit.find(' ') + 1);
-        if (edit[0] == 's') {
-            EXPECT_EQ(Describe(segment.Split(std::stoll(operand))), row.after);
-            EXPECT_EQ(Describe(segment), row.before);
-            continue;
-        }
-        PeakDataSegment other = Segment(operand);
-        const bool taken = segment.Append(operand == "itself" ? segment : other);
-        EXPECT_EQ(taken ? Describe(segment) : "refused", row.after);
-        EXPECT_TRUE(taken || Describe(segment) == row.before);
-        EXPECT_TRUE(operand == "itself" || twin.Append(std::move(other)) == taken);
-        EXPECT_TRUE(operand == "itself" || Describe(other) == operand) << "a temporary is copied too";
+    for (const auto& row : kAppends) {
+        PeakDataSegment segment = Segment(row.segment), other = Segment(row.other);
+        const bool isItself = row.other == std::string("itself");
+        const bool taken = isItself ? segment.Append(segment) : segment.Append(std::move(other));
+        EXPECT_EQ(taken ? Describe(segment) : "refused", row.joined) << row.segment;
+        EXPECT_TRUE(taken || Describe(segment) == row.segment);
+        EXPECT_TRUE(isItself || Describe(other) == row.other) << "a temporary is copied too";
     }
+    for (const auto& row : kSplits)
+        EXPECT_EQ(Describe(Segment(row.segment).Split(row.offset)), row.pieces)
+            << row.segment << " at " << row.offset;
 }
 
 // What random edits do not ask of them.
@@ -117,13 +106,12 @@ TEST(MakePeaks, TakesTheExtremesOfEachBlock) {
             for (std::int64_t i = 0; i < count && blockSize > 0; ++i) {
                 if (i % blockSize == 0)
                     expected.emplace_back(HUGE_VALF, -HUGE_VALF);
-                PeakDatum& datum = expected.back();
-                datum = {std::fmin(datum.min, samples[static_cast<std::size_t>(1 + i)]),
-                         std::fmax(datum.max, samples[static_cast<std::size_t>(1 + i)])};
+                const float sample = samples[static_cast<std::size_t>(1 + i)];
+                expected.back() = {std::fmin(expected.back().min, sample),
+                                   std::fmax(expected.back().max, sample)};
             }
-            for (PeakDatum& datum : expected)
-                if (datum.min > datum.max)
-                    datum = PeakDatum();
+            std::replace(expected.begin(), expected.end(), PeakDatum(HUGE_VALF, -HUGE_VALF),
+                         PeakDatum()); // all NaN
             const PeakDataSegment peaks = kelaudiofile::MakePeaks(samples.data() + 1, count, blockSize);
             ASSERT_EQ(peaks.GetBlockSize(), blockSize);
             ASSERT_TRUE(std::equal(peaks.begin(), peaks.end(), expected.begin(), expected.end()))
