@@ -71,13 +71,15 @@ protected:
 
     /// Makes a call for each character. [ and ] begin and end "NAME", a digit adds that many bytes to it, M
     /// adds 33,333; s and S write 3 and 50,000 bytes of samples; . finishes the file and ! abandons it. From
-    /// - to + every system call fails.
+    /// - to + every system call fails, from ~ to + all but the next two.
     /// @return a letter for each: y and n for true and false, r for kWriteRefused, f for kWriteFailed.
     std::string Play(std::string_view inCalls, int inTries = 1) {
         std::string results;
         for (const char call : inCalls)
-            if (call == '-' || call == '+') {
-                faults::SystemCalls().failAt = call == '-' ? 0 : faults::kNever;
+            if (call == '+') {
+                faults::Disarm();
+            } else if (call == '-' || call == '~') {
+                faults::SystemCalls().failAt = faults::SystemCalls().calls + (call == '~' ? 2 : 0);
             } else {
                 results += Make(call);
                 for (int i = 1; i < inTries && results.back() != 'y'; ++i)

@@ -73,10 +73,12 @@ TEST_F(AiffWrite, OrdersOfCalls) {
         {"deleted as it is", "[3", "yy", Unfinished(file(0, header("NAME", 0).Add(three)))},
         {"samples after a failed finish", "-.s[3].+s.", "nfnnnnyy", file(1, Ssnd(three))},
         {"a metadatum after a failed finish", "-.[3].+3].", "nnnnnyyy", file(0, odd)},
+        {"what a failed write left goes with the end of its metadatum", "[~M+]", "yny",
+         Unfinished(file(0, header("NAME", 0)))},
         {"an empty metadatum after a failed finish", "-.[.+].", "nnnyy", file(0, empty)},
     };
     // clang-format on
-    faults::SystemCalls().mode = faults::System::Mode::kFailForGood;
+    faults::SystemCalls() = {.mode = faults::System::Mode::kFailForGood, .largestTransfer = 9999};
     for (const auto& row : kRows) {
         SCOPED_TRACE(row.name);
         EXPECT_EQ(Create(), 0);
