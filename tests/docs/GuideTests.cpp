@@ -78,7 +78,7 @@ TEST(Guide, WholePage) {
 
 TEST(Guide, ARecordingThatFillsItsDisk) {
     const testing_support::TemporaryFolder folder;
-    const testing_support::SmallDisk disk(folder.Path(""));
+    const testing_support::FileSizeLimit disk(1 << 20);
     const std::string path = folder.Path("a.wav").string();
     EXPECT_FALSE(Record(path, 48000, 2, [] { return Channels(2, std::vector<float>(1000)); }));
     EXPECT_EQ(Describe(*OpenWave(path)), "2 channels, 32 bits, 48000 Hz, 131062 frames")

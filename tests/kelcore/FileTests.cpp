@@ -1,8 +1,6 @@
 #include <csignal>
 #include <fcntl.h>
-#include <functional>
 #include <gtest/gtest.h>
-#include <map>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -44,7 +42,6 @@ protected:
     const TemporaryFolder mFolder;
     const faults::Scope mScope;
     const faults::System& mCalls = faults::SystemCalls();
-    static inline char mBuffer[3];
 };
 
 } // namespace
@@ -61,41 +58,40 @@ TEST_F(Files, ExistIfTheyAreRegular) {
 
 // A pipe must fail, too, and not wait for its other end.
 TEST_F(Files, SayWhatFailedAndWhy) {
-    const auto read = [](const File& file) { IPlatformByteStream(file, Flags(0)).ReadBlock(mBuffer, 1); };
-    const auto write = [](const File& file) { OPlatformByteStream(file, Flags(1)).WriteBlock("x", 1); };
+    using Call = void (*)(const File&);
     // clang-format off
-    const struct {
-        const char* what; std::function<void(const File&)> call; std::map<std::string_view, int> failures;
-    } kRows[] = {
-        {"find the size of", &File::Size, {{"nothing", ENOENT}, {"folder", EISDIR}, {kCut, EINVAL}}},
-        {"delete", &File::Delete, {{"nothing", ENOENT}, {kCut, EINVAL}}},
-        {"create", [](const File& file) { file.Create(false); }, {{"file", EEXIST}, {kCut, EINVAL}}},
-        {"create", [](const File& file) { file.Create(true); }, {{"folder", EISDIR}}},
-        {"create", &File::Created, {{"link", EEXIST}}},
-        {"open", read, {{"nothing", ENOENT}}},
-        {"open", write, {{"nothing", ENOENT}, {"pipe", ENXIO}}},
-        {"read", read, {{"folder", EISDIR}, {"pipe", ESPIPE}}},
-        {"read", [](const File& file) { Far(IPlatformByteStream(file, Flags(0))).ReadBlock(mBuffer, 1); }, {{"file", 0}}},
-        {"write", [](const File& file) { Far(OPlatformByteStream(file, Flags(1))).WriteBlock("x", 1); }, {{"file", EFBIG}}},
-        {"set the length of", [](const File& file) { OPlatformByteStream(file, Flags(1)).SetLength(1ull << 63); },
-         {{"file", EFBIG}}},
+    const Call size = [](const File& file) { file.Size(); };
+    const Call remove = [](const File& file) { file.Delete(); };
+    const Call create = [](const File& file) { file.Create(false); };
+    const Call keep = [](const File& file) { file.Created(); };
+    const Call write = [](const File& file) { OPlatformByteStream(file, Flags(1)).WriteBlock("x", 1); };
+    const Call empty = [](const File& file) { file.Create(true); };
+    const Call read = [](const File& file) { char byte; IPlatformByteStream(file, Flags(0)).ReadBlock(&byte, 1); };
+    const Call readFar = [](const File& file) { char byte; Far(IPlatformByteStream(file, Flags(0))).ReadBlock(&byte, 1); };
+    const Call writeFar = [](const File& file) { Far(OPlatformByteStream(file, Flags(1))).WriteBlock("x", 1); };
+    const Call setLength = [](const File& file) { OPlatformByteStream(file, Flags(1)).SetLength(1ull << 63); };
+    const struct { std::string_view name; Call call; const char* operation; int error; } kRows[] = {
+        {"nothing", size, "find the size of", ENOENT}, {"folder", size, "find the size of", EISDIR},
+        {kCut, size, "find the size of", EINVAL}, {"nothing", remove, "delete", ENOENT},
+        {kCut, remove, "delete", EINVAL}, {"file", create, "create", EEXIST}, {"link", keep, "create", EEXIST},
+        {kCut, create, "create", EINVAL}, {"folder", empty, "create", EISDIR},
+        {"nothing", read, "open", ENOENT}, {"folder", read, "read", EISDIR}, {"pipe", read, "read", ESPIPE},
+        {"nothing", write, "open", ENOENT}, {"pipe", write, "open", ENXIO}, {"file", writeFar, "write", EFBIG},
+        {"file", setLength, "set the length of", EFBIG}, {"file", readFar, "read", 0},
     };
     // clang-format on
-    for (const auto& row : kRows)
-        for (const auto& [name, error] : row.failures) {
-            const std::string path =
-                name == kCut ? mFolder.Path("file\\0x").string() : mFolder.Path(name).string();
-            const std::string message =
-                std::string("cannot ") + row.what + " '" + path +
-                "': " + (error == 0 ? "the file ends too early" : std::generic_category().message(error));
-            try {
-                row.call(At(name));
-                ADD_FAILURE() << message;
-            } catch (const file_exception& exception) {
-                EXPECT_EQ(exception.what(), message);
-                EXPECT_EQ(exception.SystemError(), error);
-            }
+    for (const auto& row : kRows) {
+        const std::string path = mFolder.Path(row.name == kCut ? "file\\0x" : row.name).string();
+        const std::string why =
+            row.error == 0 ? "the file ends too early" : std::generic_category().message(row.error);
+        try {
+            row.call(At(row.name));
+            ADD_FAILURE() << row.operation << path;
+        } catch (const file_exception& exception) {
+            EXPECT_EQ(exception.what(), std::string("cannot ") + row.operation + " '" + path + "': " + why);
+            EXPECT_EQ(exception.SystemError(), row.error);
         }
+    }
     EXPECT_EQ(At("link").Size(), 5u) << "nothing that failed changed anything";
     At("file").Create(true);
     EXPECT_EQ(At("link").Size(), 0u);
@@ -106,12 +102,12 @@ TEST_F(Files, SayWhatFailedAndWhy) {
 TEST_F(Files, AreReadAsOpenedWhateverTheirNamesBecome) {
     const File opened = At("file").Opened();
     IPlatformByteStream first(opened, Flags(0)), second(opened, Flags(0));
-    WriteFile(mFolder.Path("other"), ToBytes("678"));
-    Rename("other", "file");
+    Rename("link", "file");
+    char bytes[] = "---";
     first.CurPos(1);
-    first.ReadBlock(mBuffer, 1);
-    second.ReadBlock(mBuffer + 1, 2);
-    EXPECT_EQ(std::string(mBuffer, 3), "212") << "each stream at a place of its own";
+    first.ReadBlock(bytes, 1);
+    second.ReadBlock(bytes + 1, 2);
+    EXPECT_STREQ(bytes, "212") << "each stream at a place of its own";
     EXPECT_TRUE(opened.Size() == 5 && mCalls.opens == 1);
 }
 

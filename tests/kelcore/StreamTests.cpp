@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -78,23 +77,6 @@ TEST_F(InputStream, EveryReadGivesTheFilesBytes) {
                 at -= std::min<std::uint64_t>(at, random() % 9000); // back to what was in memory before
             }
         }
-    }
-}
-
-TEST_F(InputStream, CountsZeroBytes) {
-    Bytes content(200'000);
-    content[0] = content[150'003] = 1;
-    Write(content);
-    IPlatformByteStream stream(mFile, Flags(0));
-    // clang-format off
-    const std::array<std::uint64_t, 3> kRows[] = {
-        {0, 10, 0}, {1, 10, 10}, {1, 1'000'000, 150'002}, {149'990, 14, 13}, {150'004, 1'000'000, 49'996},
-        {200'000, 5, 0}, {199'999, 1, 1}, {5, 0, 0}};
-    // clang-format on
-    for (const auto& [position, limit, count] : kRows) {
-        stream.CurPos(position);
-        EXPECT_EQ(stream.CountZeroBytes(limit), count) << "at " << position;
-        EXPECT_EQ(stream.CurPos(), position);
     }
 }
 

@@ -12,19 +12,18 @@ namespace {
 
 Memory gMemory;
 
-void* Count(void* inMemory) {
-    if (inMemory == nullptr)
-        throw std::bad_alloc();
-    gMemory.liveBytes += static_cast<std::int64_t>(malloc_usable_size(inMemory));
-    gMemory.peakBytes = std::max(gMemory.peakBytes, gMemory.liveBytes);
-    return inMemory;
-}
-
-void Gate() {
+template <typename Allocate>
+void* Allocated(Allocate inAllocate) {
     if (gMemory.allocations++ == gMemory.failAt) {
         ++gMemory.fired;
         throw std::bad_alloc();
     }
+    void* const memory = inAllocate();
+    if (memory == nullptr)
+        throw std::bad_alloc();
+    gMemory.liveBytes += static_cast<std::int64_t>(malloc_usable_size(memory));
+    gMemory.peakBytes = std::max(gMemory.peakBytes, gMemory.liveBytes);
+    return memory;
 }
 
 void Release(void* inMemory) noexcept {
@@ -42,8 +41,7 @@ Memory& Heap() {
 } // namespace faults
 
 void* operator new(std::size_t inCount) {
-    faults::Gate();
-    return faults::Count(std::malloc(std::max<std::size_t>(inCount, 1)));
+    return faults::Allocated([=] { return std::malloc(std::max<std::size_t>(inCount, 1)); });
 }
 
 // The system's own forms for arrays and without exceptions come here by themselves, those of sanitizers do
@@ -60,12 +58,8 @@ void* operator new(std::size_t inCount, const std::nothrow_t&) noexcept {
 }
 
 void* operator new(std::size_t inCount, std::align_val_t inAlignment) {
-    faults::Gate();
-    void* memory = nullptr;
-    if (::posix_memalign(&memory, static_cast<std::size_t>(inAlignment), std::max<std::size_t>(inCount, 1)) !=
-        0)
-        memory = nullptr;
-    return faults::Count(memory);
+    const auto alignment = static_cast<std::size_t>(inAlignment);
+    return faults::Allocated([=] { return std::aligned_alloc(alignment, (inCount | (alignment - 1)) + 1); });
 }
 
 // clang-format off

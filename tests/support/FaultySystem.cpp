@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <limits>
 #include <sys/stat.h>
+#include <type_traits>
 #include <unistd.h>
 #include <utility>
 
@@ -26,20 +27,6 @@ namespace {
 
 System gSystem;
 
-enum class Verdict { kPassOn, kFail, kPretend };
-
-Verdict Gate(bool inChangesDisk) {
-    if (gSystem.outputOnly && !inChangesDisk)
-        return Verdict::kPassOn;
-    const auto number = gSystem.calls++;
-    if (number < gSystem.failAt || (gSystem.mode == System::Mode::kFailOnce && number != gSystem.failAt))
-        return Verdict::kPassOn;
-    ++gSystem.fired;
-    if (gSystem.mode != System::Mode::kStop)
-        return Verdict::kFail;
-    return inChangesDisk ? Verdict::kPretend : Verdict::kPassOn;
-}
-
 bool Interrupted() {
     static bool toggle = false;
     return gSystem.interrupt && (toggle = !toggle);
@@ -56,19 +43,24 @@ System& SystemCalls() {
 // Each function counts its calls, fails when it is told to, and otherwise passes the call on.
 namespace kelcore::system {
 
-using faults::Gate;
 using faults::gSystem;
-using faults::Verdict;
+using faults::System;
 
 namespace {
 
 /// @param inPretended  the result of a change that no longer reaches the disk.
 template <typename Call>
-auto Decorated(bool inChangesDisk, decltype(std::declval<Call>()()) inPretended, Call inCall) {
-    const Verdict verdict = Gate(inChangesDisk);
-    if (verdict == Verdict::kPassOn)
+std::invoke_result_t<Call> Decorated(bool inChangesDisk, std::invoke_result_t<Call> inPretended,
+                                     Call inCall) {
+    if (gSystem.outputOnly && !inChangesDisk)
         return inCall();
-    return verdict == Verdict::kPretend ? inPretended : -gSystem.error;
+    const auto number = gSystem.calls++;
+    if (number < gSystem.failAt || (gSystem.mode == System::Mode::kFailOnce && number != gSystem.failAt))
+        return inCall();
+    ++gSystem.fired;
+    if (gSystem.mode != System::Mode::kStop)
+        return -gSystem.error;
+    return inChangesDisk ? inPretended : inCall();
 }
 
 bool MadeHole(int inDescriptor, std::size_t inCount, std::uint64_t inPosition) {

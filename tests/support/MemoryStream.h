@@ -62,11 +62,9 @@ public:
     void WriteBlock(const void* inBytes, unsigned inCount) override {
         const auto* first = static_cast<const unsigned char*>(inBytes);
         bytes.insert(bytes.end(), first, first + inCount);
-        blocks.push_back(inCount);
     }
 
-    Bytes bytes;                  ///< all that was written
-    std::vector<unsigned> blocks; ///< the count of each write
+    Bytes bytes; ///< all that was written
 };
 
 } // namespace testing_support

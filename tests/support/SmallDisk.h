@@ -2,10 +2,7 @@
 
 #include <csignal>
 #include <cstdint>
-#include <filesystem>
-#include <optional>
 
-#include <sys/mount.h>
 #include <sys/resource.h>
 
 namespace testing_support {
@@ -26,25 +23,6 @@ public:
 
 private:
     ::rlimit mBefore{};
-};
-
-/// Puts a disk of 1 MiB in the place of a folder. Where it may not mount one, files are limited to that size.
-class SmallDisk {
-public:
-    explicit SmallDisk(const std::filesystem::path& inFolder) : mFolder(inFolder) {
-        if (::mount("none", mFolder.c_str(), "tmpfs", 0, "size=1m") != 0)
-            mLimit.emplace(1 << 20);
-    }
-    ~SmallDisk() {
-        if (!mLimit)
-            ::umount2(mFolder.c_str(), MNT_DETACH);
-    }
-    SmallDisk(const SmallDisk&) = delete;
-    SmallDisk& operator=(const SmallDisk&) = delete;
-
-private:
-    std::filesystem::path mFolder;
-    std::optional<FileSizeLimit> mLimit;
 };
 
 } // namespace testing_support
