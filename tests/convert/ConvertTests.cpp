@@ -49,16 +49,6 @@ void FillWithSamples(Byte* outBytes, std::size_t inByteCount, std::size_t inWidt
     }
 }
 
-/// Where a buffer lies in its pages: at so many bytes from the front, or against the back.
-constexpr std::size_t kBack = ~std::size_t{0};
-constexpr struct {
-    std::size_t source, destination;
-} kPlacings[] = {{0, kBack}, {kBack, 0}, {1, 64}, {32, 3}, {7, 13}};
-
-Byte* PlaceIn(GuardedBuffer& inBuffer, std::size_t inPlace, std::size_t inByteCount) {
-    return inPlace == kBack ? inBuffer.end() - inByteCount : inBuffer.begin() + inPlace;
-}
-
 std::vector<std::int32_t> Counts() {
     std::vector<std::int32_t> counts = {255, 511, 1000};
     for (std::int32_t count = 0; count <= 144; count += count == 80 ? 47 : 1)
@@ -81,19 +71,23 @@ INSTANTIATE_TEST_SUITE_P(Convert, EachWay, testing::Bool(),
 // where samples keep their width.
 TEST_P(EachWay, MatchesTheModelAndTouchesNothingElse) {
     constexpr std::size_t kRoom = 1000 * 64 * 8 + 128;
+    constexpr struct {
+        bool isSourceAtBack;
+        std::size_t source, destination; ///< bytes from the sides
+    } kPlacings[] = {{false, 0, 0}, {true, 0, 0}, {false, 1, 64}, {true, 32, 3}, {false, 7, 13}};
     GuardedBuffer source(kRoom), destination(kRoom), expected(kRoom);
     Random random(1);
     for (const Routine& routine : kRoutines)
         for (const std::int32_t channels : {1, 2, 3, 4, 5, 6, 7, 8, 9, 11, 12, 15, 16, 23, 24, 31, 64})
-            for (const std::int32_t count : Counts()) {
-                const Call call{routine, count, channels};
-                const std::size_t used = std::max(call.sourceReach, call.writtenReach) + 128;
-                for (const auto& placing : kPlacings) {
-                    Byte* in = PlaceIn(source, placing.source, call.sourceReach);
-                    Byte* out = PlaceIn(destination, placing.destination, call.writtenReach);
-                    Byte* from =
-                        placing.destination == kBack ? destination.end() - used : destination.begin();
-                    Byte* model = expected.begin() + (out - from);
+            for (const std::int32_t count : Counts())
+                for (const auto& [isSourceAtBack, sourceGap, gap] : kPlacings) {
+                    const Call call{routine, count, channels};
+                    const std::size_t used = std::max(call.sourceReach, call.writtenReach) + 128;
+                    Byte* const in = isSourceAtBack ? source.end() - call.sourceReach - sourceGap
+                                                    : source.begin() + sourceGap;
+                    Byte* const from = destination.At(!isSourceAtBack, used);
+                    Byte* out = isSourceAtBack ? from + gap : from + used - call.writtenReach - gap;
+                    Byte* const model = expected.begin() + (out - from);
                     FillWithSamples(in, call.sourceReach, routine.sourceBytes, random);
                     std::memset(from, 0xA5, used);
                     std::memset(expected.begin(), 0xA5, used);
@@ -105,9 +99,8 @@ TEST_P(EachWay, MatchesTheModelAndTouchesNothingElse) {
                         call.Run(in, out = in);
                     ASSERT_TRUE(same && std::memcmp(out, model, call.writtenReach) == 0)
                         << routine.name << ", " << count << " samples, " << channels << " channels, from "
-                        << placing.source << " to " << placing.destination << (same ? ", in place" : "");
+                        << sourceGap << " to " << gap << (same ? ", in place" : "");
                 }
-            }
 }
 
 // A host that has floating-point exceptions trapped dies of no sample that can be converted without. What
@@ -121,14 +114,12 @@ TEST_P(EachWay, RaisesNoMoreFlagsThanTheSteps) {
                 for (const std::int32_t count : {1, 300}) {
                     const Call call{routine, count, channels};
                     std::vector<Byte> source(call.sourceReach), written(call.writtenReach);
-                    const bool isWide = routine.sourceBytes == 8;
                     const std::uint64_t sample =
-                                            isWide ? std::bit_cast<std::uint64_t>(value)
-                                                   : std::bit_cast<std::uint32_t>(static_cast<float>(value)),
-                                        between = isWide ? 0x7FF0000000000001 : 0x7F800001;
+                        routine.sourceBytes == 8 ? std::bit_cast<std::uint64_t>(value)
+                                                 : std::bit_cast<std::uint32_t>(static_cast<float>(value));
                     for (std::size_t i = 0; i < source.size(); i += routine.sourceBytes)
-                        PutBits(&source[i], routine.sourceBytes, i % call.sourceStep == 0 ? sample : between,
-                                !routine.gathers);
+                        PutBits(&source[i], routine.sourceBytes,
+                                i % call.sourceStep == 0 ? sample : 0x7FF000007F800001, !routine.gathers);
                     std::feclearexcept(FE_ALL_EXCEPT);
                     call.RunModel(source.data(), written.data());
                     const int expected = std::fetestexcept(FE_ALL_EXCEPT);
@@ -140,60 +131,20 @@ TEST_P(EachWay, RaisesNoMoreFlagsThanTheSteps) {
                 }
 }
 
-/// A block's planes in a buffer: as many floats each, with a gap, some left out.
-std::vector<float*> PlanesIn(GuardedBuffer& inBuffer, const FrameBlock& inBlock, bool inAtBack,
-                             Random& ioRandom) {
-    const std::size_t gap = ioRandom.Below(40), stride = inBlock.frames * sizeof(float) + gap;
-    Byte* const first =
-        inAtBack ? inBuffer.end() - inBlock.channels * stride + gap : inBuffer.begin() + ioRandom.Below(64);
-    const bool takesAll = ioRandom.Below(2) == 0;
-    std::vector<float*> planes(inBlock.channels);
-    for (std::size_t c = 0; c < inBlock.channels; ++c)
-        if (takesAll || ioRandom.Below(4) != 0)
-            planes[c] = reinterpret_cast<float*>(first + c * stride);
-    return planes;
-}
-
-// Blocks of frames against the models of their samples, both ways: the bytes lie against a page that must not
-// be touched, or the planes, and all around them is kept.
 TEST_P(EachWay, BlocksMatchTheModelOfEachSample) {
-    constexpr std::size_t kRoom = 1 << 19;
-    GuardedBuffer bytes(kRoom), floats(kRoom), expected(kRoom);
     Random random(3);
+    const auto fill = [&](Byte* out, std::size_t byteCount, std::size_t width) {
+        FillWithSamples(out, byteCount, width, random);
+    };
     for (const FrameModel& model : kFrameModels)
-        for (const std::int32_t channels :
-             {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 13, 15, 16, 17, 19, 20, 33, 64})
+        for (const std::size_t channels : {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 13, 15, 16, 17, 19, 20, 33, 64})
             for (const std::int32_t frames : Counts()) {
-                const FrameBlock block{model, random.Below(2) == 0, std::size_t(frames),
-                                       std::size_t(channels)};
-                const std::size_t floatCount = block.frames * block.channels;
-                if (std::max(block.ByteCount(), floatCount * sizeof(float)) + block.channels * 40 >
-                    kRoom - 128)
-                    continue;
-                SCOPED_TRACE(testing::Message()
-                             << "coding " << static_cast<int>(model.coding) << " of " << model.bytes
-                             << " bytes, " << (block.isSpecial ? "big-endian or unsigned, " : "") << frames
-                             << " frames, " << channels << " channels");
-                const bool isAtBack = random.Below(2) == 0;
-                Byte* const in =
-                    isAtBack ? bytes.end() - block.ByteCount() : bytes.begin() + random.Below(64);
-                const auto planes = PlanesIn(floats, block, !isAtBack || channels % 2 == 0, random);
-                FillWithSamples(in, block.ByteCount(), block.Width(), random);
-                std::memset(floats.begin(), 0xA5, kRoom);
-                block.Decode(in, planes.data());
-                std::memcpy(expected.begin(), floats.begin(), kRoom);
-                std::memset(floats.begin(), 0xA5, kRoom);
-                DecodeFrames(block.Format(), in, planes.data(), frames, channels);
-                ASSERT_EQ(std::memcmp(floats.begin(), expected.begin(), kRoom), 0) << "decoded";
-
-                for (float* const plane : planes)
-                    if (plane)
-                        FillWithSamples(reinterpret_cast<Byte*>(plane), block.frames * sizeof(float),
-                                        sizeof(float), random);
-                std::memcpy(expected.begin(), bytes.begin(), kRoom);
-                block.Encode(planes.data(), expected.begin() + (in - bytes.begin()));
-                EncodeFrames(block.Format(), planes.data(), in, frames, channels);
-                ASSERT_EQ(std::memcmp(bytes.begin(), expected.begin(), kRoom), 0) << "encoded";
+                const FrameBlock block{model, random.Below(2) == 0, std::size_t(frames), channels};
+                const std::uint32_t leftOut = random.Below(2) == 0 ? 0 : random() & random();
+                ASSERT_EQ(Difference(block, leftOut, random.Below(2) == 0, fill), "")
+                    << "coding " << static_cast<int>(model.coding) << " of " << model.bytes << " bytes, "
+                    << (block.isSpecial ? "big-endian or unsigned, " : "") << frames << " frames, "
+                    << channels << " channels";
             }
 }
 
@@ -233,56 +184,47 @@ TEST(Convert, StepsBeyond32Bits) {
     }
 }
 
+/// Writes one sample as an integer.
+template <int kBytes>
+void Encode(const void* source, void* destination, std::int32_t, std::int32_t) {
+    const auto* const plane = static_cast<const float*>(source);
+    EncodeFrames({SampleCoding::kInteger, kBytes}, &plane, destination, 1, 1);
+}
+
 // The models rest on these numbers, the bits of samples in files and of floats.
 TEST(Convert, GivesTheseBits) {
     // clang-format off
-    const struct { const char *routine, *name; std::uint64_t from, to; } kRows[] = {
-        {"DeInterleave8Bit", "lowest", 0x80, 0xBF800000},
-        {"DeInterleave16Bit", "highest", 0x7FFF, 0x3F7FFE00},
-        {"DeInterleave32Bit", "highest rounds up", 0x7FFFFFFF, 0x3F800000},
-        {"DeInterleave32Bit", "tie to even", 0x40000040, 0x3F000000},
-        {"DeInterleave64Bit", "rounded twice", 0x400000BFFFFFFFFF, 0x3F000002},
-        {"DeInterleave32BitFloat_1", "signalling NaN", 0x7F800001, 0x7F800001},
-        {"DeInterleave32BitFloat_32768", "full scale", 0x47000000, 0x3F800000},
-        {"DeInterleave64BitFloat", "beyond floats", 0x7E37E43C8800759C, 0x7F800000},
-        {"Interleave32BitInteger", "full scale", 0x3F800000, 0x7FFFFFFF},
-        {"Interleave32BitInteger", "NaN", 0x7FC00000, 0x80000000},
-        {"Interleave32BitInteger", "product of -1.5", 0xB0400000, 0xFFFFFFFF},
-        {"Interleave64BitInteger", "full scale", 0x3F800000, 0x7FFFFFFFFFFFFC00},
-        {"Interleave64BitInteger", "negative NaN", 0xFFC00000, 0x8000000000000000},
-        {"Interleave32BitFloat_32768", "2, unclipped", 0x40000000, 0x47800000},
-        {"Interleave64BitFloat", "smallest float", 1, 0x36A0000000000000},
-        {"ConvertBetweenSigned8BitAudioAndUnsigned", "silence", 0, 0x80},
-    };
-    // clang-format on
-    for (const auto& row : kRows)
-        for (const Routine& routine : kRoutines)
-            if (std::strcmp(routine.name, row.routine) == 0) {
-                Byte from[8], to[8], expected[8];
-                PutBits(from, routine.sourceBytes, row.from, !routine.gathers);
-                PutBits(expected, routine.writtenBytes, row.to, routine.gathers);
-                routine.convert(from, to, 1, 1);
-                EXPECT_EQ(std::memcmp(to, expected, routine.writtenBytes), 0)
-                    << row.routine << ", " << row.name;
-            }
-}
-
-TEST(Convert, RoundsToTheNearestInteger) {
-    constexpr float kNaN = std::numeric_limits<float>::quiet_NaN(), kInfinity = HUGE_VALF;
-    // clang-format off
-    const struct { std::int32_t bytes; float value; std::uint32_t expected; } kRows[] = {
-        {1, 0.5f / 128, 0}, {1, 1.5f / 128, 2}, {1, -1.5f / 128, 0xFE}, {1, 1, 0x7F}, {1, -kInfinity, 0x80}, {1, kNaN, 0},
-        {2, 2.5f / 32768, 2}, {2, 0x1.fffffep-1f, 0x7FFF}, {2, -2, 0x8000}, {2, kInfinity, 0x7FFF}, {2, -kNaN, 0},
-        {3, 0x1.fffffap-1f, 0x7FFFFE}, {3, 1, 0x7FFFFF}, {3, -1, 0x800000}, {3, 1e30f, 0x7FFFFF},
+    const struct { const char* name; Convert convert; std::uint64_t from, to; std::size_t bytesInFile; bool decodes = true; } kRows[] = {
+        {"lowest", Gather<DeInterleave8Bit>, 0x80, 0xBF800000, 1},
+        {"highest", Gather<DeInterleave16Bit>, 0x7FFF, 0x3F7FFE00, 2},
+        {"highest rounds up", Gather<DeInterleave32Bit>, 0x7FFFFFFF, 0x3F800000, 4},
+        {"tie to even", Gather<DeInterleave32Bit>, 0x40000040, 0x3F000000, 4},
+        {"rounded twice", Gather<DeInterleave64Bit>, 0x400000BFFFFFFFFF, 0x3F000002, 8},
+        {"signalling NaN", Gather<DeInterleave32BitFloat_1>, 0x7F800001, 0x7F800001, 4},
+        {"full scale of 32768", Gather<DeInterleave32BitFloat_32768>, 0x47000000, 0x3F800000, 4},
+        {"beyond floats", Gather<DeInterleave64BitFloat>, 0x7E37E43C8800759C, 0x7F800000, 8},
+        {"32 bits of full scale", Interleave32BitInteger, 0x3F800000, 0x7FFFFFFF, 4, false},
+        {"32 bits of a NaN", Interleave32BitInteger, 0x7FC00000, 0x80000000, 4, false},
+        {"32 bits of a product of -1.5", Interleave32BitInteger, 0xB0400000, 0xFFFFFFFF, 4, false},
+        {"64 bits of full scale", Interleave64BitInteger, 0x3F800000, 0x7FFFFFFFFFFFFC00, 8, false},
+        {"64 bits of a negative NaN", Interleave64BitInteger, 0xFFC00000, 0x8000000000000000, 8, false},
+        {"2, unclipped", Interleave32BitFloat_32768, 0x40000000, 0x47800000, 4, false},
+        {"smallest float", Interleave64BitFloat, 1, 0x36A0000000000000, 8, false},
+        {"8 bits of 0.5 steps, to even", Encode<1>, 0x3B800000, 0, 1, false},
+        {"8 bits of 1.5 steps, to even", Encode<1>, 0x3C400000, 2, 1, false},
+        {"16 bits of 1", Encode<2>, 0x3F800000, 0x7FFF, 2, false},
+        {"16 bits of minus infinity", Encode<2>, 0xFF800000, 0x8000, 2, false},
+        {"16 bits of a NaN", Encode<2>, 0x7FC00000, 0, 2, false},
+        {"24 bits of almost 1", Encode<3>, 0x3F7FFFFD, 0x7FFFFE, 3, false},
     };
     // clang-format on
     for (const auto& row : kRows) {
-        Byte sample[3], expected[4];
-        PutBits(expected, 4, row.expected, false);
-        const float* const plane = &row.value;
-        EncodeFrames({SampleCoding::kInteger, row.bytes}, &plane, sample, 1, 1);
-        EXPECT_EQ(std::memcmp(sample, expected, static_cast<std::size_t>(row.bytes)), 0)
-            << row.value << " as " << row.bytes << " bytes";
+        const std::size_t toBytes = row.decodes ? sizeof(float) : row.bytesInFile;
+        Byte from[8], to[8], expected[8];
+        PutBits(from, row.decodes ? row.bytesInFile : sizeof(float), row.from, !row.decodes);
+        PutBits(expected, toBytes, row.to, row.decodes);
+        row.convert(from, to, 1, 1);
+        EXPECT_EQ(std::memcmp(to, expected, toBytes), 0) << row.name;
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <new>
 
 #include <sys/mman.h>
@@ -28,6 +29,12 @@ public:
 
     std::uint8_t* begin() { return mBegin; }
     std::uint8_t* end() { return mBegin + mSize; }
+    /// @return where that many bytes begin that lie against one side.
+    std::uint8_t* At(bool inBack, std::size_t inByteCount) { return inBack ? end() - inByteCount : mBegin; }
+
+    friend bool operator==(const GuardedBuffer& a, const GuardedBuffer& b) {
+        return a.mSize == b.mSize && std::memcmp(a.mBegin, b.mBegin, a.mSize) == 0;
+    }
 
 private:
     std::uint8_t *mMapped, *mBegin;

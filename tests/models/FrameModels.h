@@ -1,6 +1,10 @@
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "SampleModels.h"
+#include "convert/GuardedBuffer.h"
 #include "kelaudiofile/Frames.h"
 
 /// What DecodeFrames and EncodeFrames make of one sample: the models of the routines for single channels, and
@@ -79,6 +83,44 @@ struct FrameBlock {
         }
     }
 };
+
+/// Takes a block through the routines and the model, both ways. File and planes lie against pages that must
+/// not be touched, one at the front and one at the back, and what lies around them is kept.
+/// @param inLeftOut  a bit for each channel without a plane.
+/// @param inFill  puts that many bytes of samples of a width somewhere.
+/// @return what differs; empty if nothing does.
+template <typename Fill>
+std::string Difference(const FrameBlock& inBlock, std::uint64_t inLeftOut, bool inPlanesAtBack, Fill inFill) {
+    using testing_support::GuardedBuffer;
+    const std::size_t byteCount = inBlock.ByteCount(), planeBytes = inBlock.frames * sizeof(float), gap = 20,
+                      stride = planeBytes + gap, floatBytes = inBlock.channels * stride - gap;
+    GuardedBuffer bytes(byteCount), expectedBytes(byteCount), floats(floatBytes), expectedFloats(floatBytes);
+    for (GuardedBuffer* const buffer : {&bytes, &expectedBytes, &floats, &expectedFloats})
+        std::fill(buffer->begin(), buffer->end(), Byte{0xA5});
+    const auto planesIn = [&](GuardedBuffer& buffer) {
+        std::vector<float*> planes(inBlock.channels);
+        for (std::size_t c = 0; c < planes.size(); ++c)
+            if ((inLeftOut >> c % 32 & 1) == 0)
+                planes[c] = reinterpret_cast<float*>(buffer.At(inPlanesAtBack, floatBytes) + c * stride);
+        return planes;
+    };
+    Byte *const in = bytes.At(!inPlanesAtBack, byteCount), *const out =
+                                                               expectedBytes.At(!inPlanesAtBack, byteCount);
+    const auto frames = static_cast<std::int64_t>(inBlock.frames);
+    const auto channels = static_cast<std::int32_t>(inBlock.channels);
+    const auto planes = planesIn(floats);
+    inFill(in, byteCount, inBlock.Width());
+    DecodeFrames(inBlock.Format(), in, planes.data(), frames, channels);
+    inBlock.Decode(in, planesIn(expectedFloats).data());
+    if (floats != expectedFloats)
+        return "decoded";
+    for (float* const plane : planes)
+        if (plane)
+            inFill(reinterpret_cast<Byte*>(plane), planeBytes, sizeof(float));
+    EncodeFrames(inBlock.Format(), planes.data(), in, frames, channels);
+    inBlock.Encode(planes.data(), out);
+    return bytes == expectedBytes ? "" : "encoded";
+}
 
 /// @return whether a sample of the format is decoded as by a routine for bytes that may be converted first.
 inline bool IsDecodedBy(const SampleFormat& inFormat, DeinterleaveFunction inRoutine,

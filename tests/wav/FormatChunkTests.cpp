@@ -5,6 +5,7 @@
 
 #include "WaveFormatChunkWriter.h"
 #include "WaveTest.h"
+#include "kelaudiofile/ChannelMask.h"
 #include "kelaudiofile/WaveFormatChunkReader.h"
 #include "kelcore/debug.h"
 
@@ -26,18 +27,15 @@ std::string Describe(const Characteristics& inFormat) {
     std::ostringstream text;
     text << kStatus[inFormat.status] << kCategories[inFormat.formatCategory + 1] << ' ' << inFormat.formatTag
          << ", " << inFormat.numChannels << " x " << inFormat.bytesPerSample << " bytes, "
-         << inFormat.bitsPerSample << " bits";
+         << inFormat.bitsPerSample << " bits" << (inFormat.containerKind == 0 ? "" : ", container");
     if (inFormat.sampleRate != 48000)
         text << ", " << inFormat.sampleRate << " Hz";
     if (inFormat.validBitsPerSample != inFormat.bitsPerSample)
         text << ", valid " << inFormat.validBitsPerSample;
-    text << (inFormat.channelLayout.empty() ? "" : ", for");
-    for (const auto channel : inFormat.channelLayout)
-        text << ' ' << channel.Value();
-    text << (inFormat.extraFormatBytes.empty() ? "" : ", extra");
-    for (const int byte : inFormat.extraFormatBytes)
-        text << ' ' << byte;
-    text << (inFormat.containerKind == 0 ? "" : ", container");
+    for (const char* start = ", for "; const auto channel : inFormat.channelLayout)
+        text << std::exchange(start, " ") << channel.Value();
+    for (const char* start = ", extra "; const int byte : inFormat.extraFormatBytes)
+        text << std::exchange(start, " ") << byte;
     return text.str();
 }
 
@@ -77,7 +75,6 @@ const std::string kPlain = "PCM 1, 2 x 2 bytes, 16 bits", kNothing = "unknown 0,
 } // namespace
 
 TEST_F(FormatChunk, FieldsAndLengths) {
-    const Bytes extensible = FormatImage{.tag = kExtensible, .tail = ExtensibleTail(16, 3, 1)};
     const auto extended = [](Bytes bytes) { return FormatImage{.tail = std::move(bytes)}; };
     const auto wide = [](std::uint16_t validBits, std::uint32_t mask) {
         return FormatImage{kExtensible, 4, 48000, 16, 32, ExtensibleTail(validBits, mask, 1)};
@@ -89,7 +86,6 @@ TEST_F(FormatChunk, FieldsAndLengths) {
         {"15 bytes: half a field counts as none", Sized(15, FormatImage{.bits = 12}), kPlain},
         {"8 bytes: no block align", Sized(8), "PCM 1, 2 x 0 bytes, 0 bits"},
         {"1 byte: no tag", Sized(1), kNothing},
-        {"no byte", {}, kNothing},
         {"17 bytes: half an extension size", extended({1}), kPlain},
         {"20 bytes, an extension of 2", extended({2, 0, 7, 8}), kPlain + ", extra 7 8"},
         {"20 bytes, an extension of 3", extended({3, 0, 7, 8}), kPlain},
@@ -99,10 +95,15 @@ TEST_F(FormatChunk, FieldsAndLengths) {
          "PCM 1, -32768 x 65535 bytes, 524280 bits, 2147483649 Hz"},
         {"65,535 bits", FormatImage{.bits = 0xFFFF}, "PCM 1, 2 x 2 bytes, 65535 bits"},
         {"block align 7", FormatImage{.blockAlign = 7}, "PCM 1, 2 x 3 bytes, 16 bits"},
-        {"extensible, more bytes follow", Sized(60, extensible), "PCM 65534, 2 x 2 bytes, 16 bits, for 100 101"},
+        {"extensible, more bytes follow", Sized(60, FormatImage{.tag = kExtensible, .tail = ExtensibleTail(16, 3, 1)}),
+         "PCM 65534, 2 x 2 bytes, 16 bits, for 100 101"},
         {"extensible, 39 bytes: an unknown tag", Sized(39, FormatImage{.tag = kExtensible, .tail = {2, 0, 24, 0}}),
          "unknown 65534, 2 x 2 bytes, 16 bits, extra 24 0"},
         {"24 valid bits in 32", wide(24, 0x33), "PCM 65534, 4 x 4 bytes, 32 bits, valid 24, for 100 101 104 105"},
+        {"every position", FormatImage{kExtensible, 18, 48000, 18, 8, ExtensibleTail(8, 0x3FFFF, 1)},
+         "PCM 65534, 18 x 1 bytes, 8 bits, for 100 101 102 103 104 105 107 108 106 109 110 111 112 114 113 115 117 116"},
+        {"more positions than channels, one at least", FormatImage{kExtensible, 0, 48000, 2, 16, ExtensibleTail(16, 6, 1)},
+         "PCM 65534, 0 x 2 bytes, 16 bits, for 101"},
         {"65,535 valid bits, few positions", wide(0xFFFF, 0xFFFC0003),
          "PCM 65534, 4 x 4 bytes, 32 bits, valid 65535, for 100 101 0 0"},
     };
@@ -113,6 +114,10 @@ TEST_F(FormatChunk, FieldsAndLengths) {
 }
 
 TEST_F(FormatChunk, TagsAndSubformats) {
+    const auto coding = [&](std::uint16_t tag, const Bytes& tail = {}) {
+        const std::string text = Describe(Decode(FormatImage{.tag = tag, .tail = tail}));
+        return text.substr(0, text.find(' ' + std::to_string(tag)));
+    };
     // clang-format off
     const struct { std::uint16_t tag; const char *plain, *subformat, *ambisonic; } kTags[] = {
         {1, "PCM", "PCM", "Ambisonic PCM"}, {3, "float", "float", "Ambisonic float"}, {2, "ADPCM", "ADPCM", "unknown"},
@@ -120,19 +125,16 @@ TEST_F(FormatChunk, TagsAndSubformats) {
         {0x31, "GSM", "unknown", "unknown"}, {0x101, "unknown", "unknown", "unknown"},
     };
     // clang-format on
-    const auto expect = [&](const std::string& coding, std::uint16_t tag, const Bytes& tail) {
-        EXPECT_TRUE(Describe(Decode(FormatImage{.tag = tag, .tail = tail})).starts_with(coding + ' '))
-            << coding;
-    };
     for (const auto& row : kTags) {
-        expect(row.plain, row.tag, {});
-        expect(row.subformat, kExtensible, ExtensibleTail(16, 3, row.tag));
-        expect(row.ambisonic, kExtensible, ExtensibleTail(16, 3, row.tag, kAmbisonicGuidEnd));
+        EXPECT_EQ(coding(row.tag), row.plain);
+        EXPECT_EQ(coding(kExtensible, ExtensibleTail(16, 3, row.tag)), row.subformat) << row.tag;
+        EXPECT_EQ(coding(kExtensible, ExtensibleTail(16, 3, row.tag, kAmbisonicGuidEnd)), row.ambisonic)
+            << row.tag;
     }
-    for (std::size_t i = 0; i < kPlainGuidEnd.size(); ++i) { // every byte of a subformat counts
+    for (std::size_t i = 0; i < kPlainGuidEnd.size(); ++i) {
         Bytes end = kPlainGuidEnd;
         end[i] ^= 0x20;
-        expect("unknown", kExtensible, ExtensibleTail(16, 3, 1, end));
+        EXPECT_EQ(coding(kExtensible, ExtensibleTail(16, 3, 1, end)), "unknown") << "byte " << i;
     }
 }
 
@@ -171,7 +173,7 @@ Characteristics Record(const ChannelLayout& inLayout, Category inCategory = Char
 } // namespace
 
 TEST_F(FormatChunk, TheShortestFormThatSaysTheRecord) {
-    Characteristics wide = Record(kStereo), unplaced = Record(kStereo);
+    Characteristics wide = Record(kStereo), unplaced = Record({0, 0});
     wide.sampleRate = 0xFFFFFFFF;
     wide.numChannels = -3;
     wide.bytesPerSample = 0x7FFFFFFF;
@@ -182,18 +184,14 @@ TEST_F(FormatChunk, TheShortestFormThatSaysTheRecord) {
     // clang-format off
     const struct { const char* name; Characteristics record; std::string expected; } kCases[] = {
         {"stereo", Record(kStereo), "16: PCM 1, 2 x 3 bytes, 24 bits"},
-        {"mono", Record(kMono), "16: PCM 1, 1 x 3 bytes, 24 bits"},
-        {"5.1", Record(kFiveOne), "40: PCM 65534, 6" + fiveOne},
         {"one channel that is not the mono layout's", Record({100}), "40: PCM 65534, 1" + extensible + "100"},
         {"out of the mask's order", Record({100, 102, 101}), "16: PCM 1, 3 x 3 bytes, 24 bits"},
         {"a label without a bit", Record({100, 131}), "16: PCM 1, 2 x 3 bytes, 24 bits"},
         {"no layout", unplaced, "40: PCM 65534, 2" + extensible + "0 0"},
         {"float stereo", Record(kStereo, Characteristics::kWaveFormatFloat), "16: float 3, 2 x 3 bytes, 24 bits"},
-        {"float 5.1", Record(kFiveOne, Characteristics::kWaveFormatFloat), "40: float 65534, 6" + fiveOne},
         {"Ambisonic", Record(kAmbisonic, Characteristics::kWaveFormatAmbisonicPCM), "40: Ambisonic PCM 65534, 4" + extensible + "0 0 0 0"},
         {"Ambisonic float, some mask bits", Record({100, 134, 101}, Characteristics::kWaveFormatAmbisonicFloat), "40: Ambisonic float 65534, 3" + extensible + "100 0 0"},
         {"Ambisonic float in name, mono in layout", Record(kMono, Characteristics::kWaveFormatAmbisonicFloat), "16: float 3, 1 x 3 bytes, 24 bits"},
-        {"compressed is written as PCM", Record(kStereo, Characteristics::kWaveFormatMuLaw), "16: PCM 1, 2 x 3 bytes, 24 bits"},
         {"unknown is written as PCM", Record(kFiveOne, Characteristics::kWaveFormatUnknown), "40: PCM 65534, 6" + fiveOne},
         {"two extra bytes", Record(kStereo, Characteristics::kWaveFormatPCM, {1, 0}), "20: PCM 1, 2 x 3 bytes, 24 bits, extra 1 0"},
         {"three extra bytes, 5.1", Record(kFiveOne, Characteristics::kWaveFormatPCM, {7, 8, 9}), "43: PCM 65534, 6" + fiveOne},
@@ -210,25 +208,40 @@ TEST_F(FormatChunk, DebugSettingsForceAForm) {
     auto& settings = kelcore::debug::DebugDatabase::Instance();
     const auto specify = ToUTF8String("kelaudiofile.SpecifyWaveFormatStruct"),
                size = ToUTF8String("kelaudiofile.WaveFormatStructSize");
-    const auto written = [&](const char* specifyText, const char* sizeText) {
-        settings.SetEntry(specify, ToUTF8String(specifyText));
-        settings.SetEntry(size, ToUTF8String(sizeText));
-        const std::string text = Written(Record(kStereo, Characteristics::kWaveFormatPCM, {7, 8, 9}));
-        return text.substr(0, text.find(':'));
+    // clang-format off
+    const struct { const char *specify, *size, *written; } kCases[] = {
+        {"false", "40", "21:"}, {"True", "40", "21:"}, {"true ", "40", "21:"}, {"true", "14", "14:"}, {"true", "16", "16:"},
+        {"true", "18", "21:"}, {"true", "40", "43:"}, {"true", "40 bytes", "43:"}, {"true", "19", "3:"}, {"true", "17", "0:"},
+        {"true", "-40", "0:"}, {"true", "+40", "0:"}, {"true", " 40", "0:"}, {"true", "", "0:"}, {"true", "2147483648", "0:"},
     };
-    for (const char* text : {"false", "True", "true "})
-        EXPECT_EQ(written(text, "40"), "21") << text;
-    for (const char* text : {"17", "-40", "+40", " 40", "", "2147483648"})
-        EXPECT_EQ(written("true", text), "0") << text;
-    for (const auto& [text, expected] : {std::pair{"14", "14"},
-                                         {"16", "16"},
-                                         {"18", "21"},
-                                         {"40", "43"},
-                                         {"40 bytes", "43"},
-                                         {"19", "3"},
-                                         {"2147483647", "3"}})
-        EXPECT_EQ(written("true", text), expected) << text;
+    // clang-format on
+    const Characteristics record = Record(kStereo, Characteristics::kWaveFormatPCM, {7, 8, 9});
+    for (const auto& row : kCases) {
+        settings.SetEntry(specify, ToUTF8String(row.specify));
+        settings.SetEntry(size, ToUTF8String(row.size));
+        EXPECT_TRUE(Written(record).starts_with(row.written)) << row.specify << ", " << row.size;
+    }
     settings.RemoveEntry(size);
-    EXPECT_EQ(Written(Record(kStereo)).substr(0, 2), "16") << "the usual form without a size";
+    EXPECT_TRUE(Written(record).starts_with("21:")) << "the usual form without a size";
     settings.RemoveEntry(specify);
+}
+
+TEST(ChannelMask, OfLayoutsInOrderAndInAny) {
+    const struct {
+        ChannelLayout layout;
+        bool inOrder;
+        unsigned mask;
+        bool found;
+    } kCases[] = {{{}, true, 0, true},
+                  {{101, 100, 102}, false, 7, true},
+                  {{101, 100, 102}, true, 2, false},
+                  {{100, 100}, true, 1, true},
+                  {{100, 134, 101}, false, 3, false}};
+    for (const auto& row : kCases) {
+        unsigned mask = 0xFFFFFFFF;
+        EXPECT_EQ(
+            kelaudiofile::GetWaveFormatExtensibleChannelMaskFromChannelLayout(row.layout, mask, row.inOrder),
+            row.found);
+        EXPECT_EQ(mask, row.mask);
+    }
 }

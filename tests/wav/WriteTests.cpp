@@ -1,4 +1,5 @@
 #include <limits>
+#include <tuple>
 
 #include "WaveTest.h"
 #include "kelaudiofile/RiffChunkWriter.h"
@@ -17,20 +18,17 @@ class WaveFileWriting : public WaveTest {};
 } // namespace
 
 TEST_F(WaveFileWriting, FormatChunksOfTheCaller) {
-    const Bytes theirs = SampleBytes(0, 50), ours = FormatImage{0xFFFE, 0, 0, 0, 0, ExtensibleTail(0, 0, 1)};
-    for (const auto& [data, size] : {std::pair{theirs.data(), 50},
-                                     {theirs.data(), 5},
-                                     {theirs.data(), 0},
-                                     {theirs.data(), -3},
-                                     {nullptr, 5}}) {
+    const Bytes theirs = Filling(50), ours = FormatImage{0xFFFE, 0, 0, 0, 0, ExtensibleTail(0, 0, 1)};
+    for (const auto& [data, size, chunk] : {std::tuple{theirs.data(), 50, theirs},
+                                            {theirs.data(), 5, Filling(5)},
+                                            {theirs.data(), 0, ours},
+                                            {nullptr, 5, ours}}) {
         mError = {Error::kWriteFailed, 77};
         mFile.reset(WaveFile::OpenForCompessedWrite(mPathText, data, size, 3, mError, false));
         ASSERT_TRUE(mFile);
         EXPECT_TRUE(mError.code == Error::kWriteFailed && mError.formatTag == 77) << "left alone";
         EXPECT_TRUE(Write(*mFile, 0, {1, 2, 3}) == 0 && mFile->FinishSamples() && mFile->FinishWrite());
         EXPECT_TRUE(mFile->GetSampleType() == WaveFile::kNoSampleType && mFile->GetSampleCount() == 0);
-        const Bytes chunk =
-            data != nullptr && size > 0 ? SampleBytes(0, static_cast<std::size_t>(size)) : ours;
         EXPECT_EQ(File(), Image().Chunk("fmt ", chunk).Chunk("data", {1, 2, 3}).In("RIFF", "WAVE")) << size;
     }
 }
@@ -39,40 +37,39 @@ TEST_F(WaveFileWriting, FormatChunksOfTheCaller) {
 TEST_F(WaveFileWriting, SampleTypesReadBack) {
     const ChannelLayout stereo = kelmediatypes::CreateStereoChannelLayout(), ambisonic = {134, 135, 136, 137};
     using Kind = kelaudiofile::AudioCharacteristics;
-    const auto format = [](int type, int bytes, int bits, const ChannelLayout& layout, int channels = 2) {
-        return Format{48000, channels, bytes, bits, type, layout};
-    };
     // clang-format off
-    const struct { const char* name; Format format; int type, bits, category; } kCases[] = {
-        {"integers", {}, 1, 16, Kind::kWaveFormatPCM},
-        {"3, stereo", format(3, 4, 32, stereo), 3, 32, Kind::kWaveFormatPCM},
-        {"3, extensible", format(3, 4, 32, {}), 1, 32, Kind::kWaveFormatPCM},
-        {"4, stereo", format(4, 3, 16, stereo), 4, 32, Kind::kWaveFormatPCM},
-        {"4, extensible", format(4, 2, 16, {}), 4, 32, Kind::kWaveFormatPCM},
-        {"1, Ambisonic", format(1, 2, 16, ambisonic, 4), 1, 16, Kind::kWaveFormatAmbisonicPCM},
-        {"2, Ambisonic", format(2, 4, 32, ambisonic, 4), 2, 32, Kind::kWaveFormatAmbisonicFloat},
-        {"3 is never Ambisonic", format(3, 4, 32, ambisonic, 4), 3, 32, Kind::kWaveFormatPCM},
-        {"doubles", format(2, 8, 64, stereo), 2, 64, Kind::kWaveFormatFloat},
+    const struct { const char* name; int type, bytes, bits; ChannelLayout layout; int readType, readBits, category; } kCases[] = {
+        {"3, stereo", 3, 4, 32, stereo, 3, 32, Kind::kWaveFormatPCM},
+        {"3, extensible", 3, 4, 32, {0, 0}, 1, 32, Kind::kWaveFormatPCM},
+        {"4, stereo", 4, 3, 16, stereo, 4, 32, Kind::kWaveFormatPCM},
+        {"4, extensible", 4, 2, 16, {0, 0}, 4, 32, Kind::kWaveFormatPCM},
+        {"1, Ambisonic", 1, 2, 16, ambisonic, 1, 16, Kind::kWaveFormatAmbisonicPCM},
+        {"2, Ambisonic", 2, 4, 32, ambisonic, 2, 32, Kind::kWaveFormatAmbisonicFloat},
+        {"3 is never Ambisonic", 3, 4, 32, ambisonic, 3, 32, Kind::kWaveFormatPCM},
+        {"doubles", 2, 8, 64, stereo, 2, 64, Kind::kWaveFormatFloat},
     };
     // clang-format on
     for (const auto& row : kCases) {
         SCOPED_TRACE(row.name);
-        Handle file = Create(row.format);
-        ASSERT_TRUE(file);
+        const auto channels = static_cast<std::int32_t>(row.layout.size());
+        const bool hasLayout = row.layout != ChannelLayout({0, 0});
+        mFile = Create(
+            {48000, channels, row.bytes, row.bits, row.type, hasLayout ? row.layout : ChannelLayout()});
+        ASSERT_TRUE(mFile);
         const auto expect = [&](int type, int bits) {
-            EXPECT_TRUE(file->GetSampleType() == type && file->GetSampleBitDepth() == bits);
-            EXPECT_EQ(file->GetRiffAudioCharacteristics().formatCategory, row.category);
+            EXPECT_TRUE(mFile->GetSampleType() == type && mFile->GetSampleBitDepth() == bits);
+            EXPECT_EQ(mFile->GetRiffAudioCharacteristics().formatCategory, row.category);
         };
-        const bool isPacked = row.format.sampleType == 4; // while it is written: as the open stored it
-        expect(row.format.sampleType, isPacked ? 24 : row.format.bits);
-        EXPECT_EQ(file->GetBytesPerSample(), isPacked ? 4 : row.format.bytesPerSample);
-        EXPECT_EQ(file->GetRiffAudioCharacteristics().validBitsPerSample, file->GetSampleBitDepth());
-        EXPECT_EQ(file->GetChannelLayout(), row.format.channels == 2 ? stereo : ChannelLayout());
-        EXPECT_EQ(WriteSamples(*file, 0, 96), 0);
-        EXPECT_TRUE(file->FinishSamples() && file->FinishWrite());
-        file = Open();
-        expect(row.type, row.bits);
-        EXPECT_EQ(Read(*file, 0, 96), SampleBytes(0, 96));
+        const bool isPacked = row.type == 4; // while it is written: as the open stored it
+        expect(row.type, isPacked ? 24 : row.bits);
+        EXPECT_EQ(mFile->GetBytesPerSample(), isPacked ? 4 : row.bytes);
+        EXPECT_EQ(mFile->GetRiffAudioCharacteristics().validBitsPerSample, mFile->GetSampleBitDepth());
+        EXPECT_EQ(mFile->GetChannelLayout(), channels == 2 ? stereo : ChannelLayout());
+        EXPECT_EQ(WriteSamples(*mFile, 0, 96), 0);
+        EXPECT_TRUE(mFile->FinishSamples() && mFile->FinishWrite());
+        mFile = Open();
+        expect(row.readType, row.readBits);
+        EXPECT_EQ(Read(*mFile, 0, 96), SampleBytes(0, 96));
     }
 }
 
@@ -105,50 +102,47 @@ TEST_F(WaveFileWriting, OpensThatFail) {
 }
 
 TEST_F(WaveFileWriting, RefusedCallsChangeNothing) {
-    Handle file;
+    constexpr std::int64_t kHighest = std::numeric_limits<std::int64_t>::max();
     const auto refuses = [&](std::int64_t offset, std::int32_t count, const unsigned char* buffer = kByte) {
-        return !file->WriteSampleBytes(offset, count, buffer, mError) && mError.code == Error::kWriteRefused;
+        return !mFile->WriteSampleBytes(offset, count, buffer, mError) && mError.code == Error::kWriteRefused;
     };
     const auto refusesChunks = [&] {
-        return !file->StartMetadatumWrite(FourCC("LIST")) && !file->MetadatumWrite(kByte, 1);
+        return !mFile->StartMetadatumWrite(FourCC("LIST")) && !mFile->MetadatumWrite(kByte, 1);
     };
     const auto refusesAll = [&] {
-        return refuses(4, 2) && refusesChunks() && !file->FinishMetadatumWrite() && !file->FinishBlock() &&
-               !file->FinishSamples() && !file->FinishWrite();
+        return refuses(4, 2) && refusesChunks() && !mFile->FinishMetadatumWrite() && !mFile->FinishBlock() &&
+               !mFile->FinishSamples() && !mFile->FinishWrite();
     };
     for (const bool rf64 : {false, true}) {
         SCOPED_TRACE(rf64);
-        file = Create({.rf64 = rf64, .anyOrder = true});
-        EXPECT_TRUE(file->StartMetadatumWrite(FourCC("bext")) && !file->StartMetadatumWrite(FourCC("LIST")) &&
-                    refuses(0, 2))
-            << "a chunk inside another";
-        EXPECT_TRUE(file->FinishMetadatumWrite() && file->FinishMetadatumWrite())
-            << "the second has nothing to do";
-        EXPECT_TRUE(refuses(-1, 2) && refuses(2, -1) && refuses(2, 1, nullptr));
-        EXPECT_TRUE(refuses(std::numeric_limits<std::int64_t>::max(), 1));
-        EXPECT_EQ(Write(*file, 0, {1, 2}), 0);
+        mFile = Create({.rf64 = rf64, .anyOrder = true});
+        EXPECT_TRUE(mFile->StartMetadatumWrite(FourCC("bext")));
+        EXPECT_TRUE(!mFile->StartMetadatumWrite(FourCC("LIST")) && refuses(0, 2)) << "a chunk inside another";
+        EXPECT_TRUE(mFile->FinishMetadatumWrite() && mFile->FinishMetadatumWrite()) << "twice does no harm";
+        EXPECT_TRUE(refuses(-1, 2) && refuses(2, -1) && refuses(2, 1, nullptr) && refuses(kHighest, 1));
+        EXPECT_EQ(Write(*mFile, 0, {1, 2}), 0);
         EXPECT_TRUE(refusesChunks()) << "metadata in samples";
-        EXPECT_TRUE(file->FinishSamples() && !file->MetadatumWrite(kByte, -1) &&
-                    !file->MetadatumWrite(nullptr, 1));
+        EXPECT_TRUE(mFile->FinishSamples());
+        EXPECT_TRUE(!mFile->MetadatumWrite(kByte, -1) && !mFile->MetadatumWrite(nullptr, 1));
         EXPECT_TRUE(refuses(1, 1)) << "below what is closed";
-        Image chunks = Image()
-                           .Add(rf64 ? Reserved() : Bytes())
-                           .Chunk("fmt ", FormatImage())
-                           .Chunk("bext", {})
-                           .Chunk("data", {1, 2});
         if (rf64) {
             EXPECT_TRUE(refuses(2, 1)) << "RF64 has one data size";
         } else {
-            EXPECT_EQ(Write(*file, std::numeric_limits<std::int64_t>::max() - 1, {3}), 0);
-            EXPECT_TRUE(refuses(1, 1)) << "below the open chunk";
-            EXPECT_TRUE(file->FinishSamples());
-            chunks.Chunk("data", {3});
+            EXPECT_EQ(Write(*mFile, kHighest - 1, {3}), 0);
+            EXPECT_TRUE(refuses(1, 1) && mFile->FinishSamples()) << "below the open chunk";
         }
-        EXPECT_TRUE(file->FinishWrite() && refusesAll());
-        EXPECT_EQ(File(), chunks.In("RIFF", "WAVE"));
+        EXPECT_TRUE(mFile->FinishWrite() && refusesAll());
+        const Image end = rf64 ? Image() : Image().Chunk("data", {3});
+        EXPECT_EQ(File(), Image()
+                              .Add(rf64 ? Reserved() : Bytes())
+                              .Chunk("fmt ", FormatImage())
+                              .Chunk("bext", {})
+                              .Chunk("data", {1, 2})
+                              .Add(end)
+                              .In("RIFF", "WAVE"));
     }
-    file = Open();
-    EXPECT_TRUE(file && refusesAll());
+    mFile = Open();
+    EXPECT_TRUE(mFile && refusesAll());
 }
 
 TEST_F(WaveFileWriting, RandomCallsGiveTheFileAndTheResultsOfTheModel) {
@@ -161,8 +155,11 @@ TEST_F(WaveFileWriting, RandomCallsGiveTheFileAndTheResultsOfTheModel) {
 
 // The chunk writer by itself.
 
-class ChunkWriting : public WaveFileWriting {
+class ChunkWriting : public WaveTest {
 protected:
+    void Open(bool inReserves, bool inAnyOrder = false) {
+        mWriter.Initialize(mFolder.File("file"), FourCC("TEST"), inReserves, inAnyOrder);
+    }
     void Chunk(std::uint32_t inId, const Bytes& inData, std::uint64_t inStart, std::uint64_t inEnd = 0) {
         EXPECT_EQ(mWriter.StartChunk(inId), inStart);
         mWriter.GetByteStream()->WriteBlock(inData.data(), static_cast<unsigned>(inData.size()));
@@ -178,7 +175,7 @@ TEST_F(ChunkWriting, ChunksAndCheckpoints) {
     mWriter.EndBlock(1);
     mWriter.EndFile(1);
     EXPECT_FALSE(mFolder.File("file").Exists()) << "a closed writer does no file work";
-    mWriter.Initialize(mFolder.File("file"), FourCC("TEST"), false, true);
+    Open(false, true);
     Chunk(FourCC("none"), {}, 12);
     Chunk(FourCC("data"), {1, 2, 3, 4, 5}, 20); // fourteen bytes on
     mWriter.EndBlock(0);
@@ -194,26 +191,22 @@ TEST_F(ChunkWriting, ChunksAndCheckpoints) {
 
 TEST_F(ChunkWriting, AResetWriterIsAsNew) {
     Put(Bytes(60, 'x'));
-    mWriter.Initialize(mFolder.File("file"), FourCC("WAVE"), true, false);
+    Open(true);
     mWriter.StartChunk(FourCC("LIST"));
     mWriter.Reset(); // delivers, and repairs no header
-    const Image written = Image().Header("RIFF", 0).Text("WAVE").Add(Reserved()).Header("LIST", 0);
+    const Image written = Image().Header("RIFF", 0).Text("TEST").Add(Reserved()).Header("LIST", 0);
     EXPECT_EQ(File(), Image(written).Fill(4, 'x')) << "not emptied";
-    mWriter.Initialize(mFolder.File("again"), FourCC("WAVE"), false, false); // nothing reserved this time
-    mWriter.StartChunk(FourCC("data"));
-    mWriter.EndChunk(12, 20 + kLimit); // a size for RF64, without the bytes
-    mWriter.EndFile(0);
-    EXPECT_EQ(testing_support::ReadFile(mFolder.Path("again")),
-              Image().Header("data", 0xFFFFFFFF).In("RIFF", "WAVE"));
-    mWriter.Initialize(mFolder.File("large"), FourCC("WAVE"), true, false);
-    mWriter.StartChunk(FourCC("data"));
-    mWriter.EndChunk(48, 56 + kLimit);
-    mWriter.EndFile(0);
-    EXPECT_EQ(testing_support::ReadFilePart(mFolder.Path("large"), 0, 4), Image().Text("RF64"));
+    for (const bool reserves : {false, true}) { // a size for RF64, without the bytes
+        std::filesystem::remove(mPath);
+        Open(reserves);
+        Chunk(FourCC("data"), {}, reserves ? 48 : 12, 56 + kLimit);
+        mWriter.EndFile(0);
+        EXPECT_EQ(Part(0, 4), Image().Text(reserves ? "RF64" : "RIFF"));
+    }
 }
 
 TEST_F(ChunkWriting, ReportsWhatWasNotDeliveredAtTheEnd) {
-    mWriter.Initialize(mFolder.File("file"), FourCC("WAVE"), false, false);
+    Open(false);
     mWriter.SetFrameBytes(1000);
     mWriter.Flush();
     mWriter.GetByteStream()->WriteBlock("lost", 4);
@@ -221,5 +214,5 @@ TEST_F(ChunkWriting, ReportsWhatWasNotDeliveredAtTheEnd) {
     EXPECT_THROW(mWriter.EndFile(0), kelcore::filesupport::file_exception);
     EXPECT_FALSE(mWriter.IsInitialized());
     EXPECT_EQ(faults::SystemCalls().closes, 1u);
-    EXPECT_EQ(File(), Image().Text("lost").In("RIFF", "WAVE")) << "the second attempt went well";
+    EXPECT_EQ(File(), Image().Text("lost").In("RIFF", "TEST")) << "the second attempt went well";
 }
