@@ -41,19 +41,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     FUZZ_REQUIRE(sample == contents.samples.end());
 
     const auto path = fuzz::Folder().PathText("copy");
-    const auto writes = [&] {
+    bool isWritten = false;
+    for (const std::uint64_t room : {std::uint64_t{size} / 2, std::uint64_t{1} << 30}) {
+        const testing_support::FileSizeLimit limit(room);
         const std::unique_ptr<WaveFile> copy(
             WaveFile::OpenForWrite(path, file->GetSampleRate(), file->GetNumChannels(),
                                    file->GetBytesPerSample(), file->GetSampleBitDepth(),
                                    file->GetSampleType(), file->GetChannelLayout(), size % 2, error, false));
-        const bool isWritten = copy && contents.WriteTo(*copy);
-        return copy && copy->FinishBlock() && copy->FinishSamples() && copy->FinishWrite() && isWritten;
-    };
-    {
-        const testing_support::FileSizeLimit limit(size / 2);
-        writes();
+        isWritten = copy && contents.WriteTo(*copy);
+        isWritten = copy && copy->FinishBlock() && copy->FinishSamples() && copy->FinishWrite() && isWritten;
     }
-    FUZZ_REQUIRE(writes());
+    FUZZ_REQUIRE(isWritten);
     const std::unique_ptr<WaveFile> read(WaveFile::OpenForRead(path, error, false));
     const fuzz::Contents copied(*read, testing_support::ReadFile(fuzz::Folder().Path("copy")));
     FUZZ_REQUIRE(copied.metadata == contents.metadata && copied.samples == contents.samples);

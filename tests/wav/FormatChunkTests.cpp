@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <sstream>
 
-#include "WaveFormatChunkWriter.h"
 #include "WaveTest.h"
 #include "kelaudiofile/ChannelMask.h"
 #include "kelaudiofile/WaveFormatChunkReader.h"
@@ -50,13 +49,9 @@ protected:
         return WaveFormatChunkReader(mFolder.File("file"), chunk, inData.size() % 2 == 1)
             .GetAudioCharacteristics();
     }
-    /// Writes a record. @return size and meaning of its chunk.
-    std::string Written(const Characteristics& inRecord) {
-        std::filesystem::remove(mPath);
-        kelaudiofile::RiffChunkWriter writer;
-        writer.Initialize(mFolder.File("file"), FourCC("WAVE"), false, false);
-        WriteWaveFormatChunk(writer, inRecord);
-        writer.EndFile(0);
+    /// Ends the file that is written. @return size and meaning of its chunk.
+    std::string Written() {
+        EXPECT_TRUE(mFile->FinishWrite());
         const RiffChunkReader scan(mFolder.File("file"), false);
         const auto& chunks = scan.GetFileInfo().chunks;
         const WaveFormatChunkReader reader(mFolder.File("file"), scan.GetFileInfo(), false);
@@ -149,99 +144,84 @@ TEST_F(FormatChunk, ChunksThatCannotBeRead) {
     EXPECT_EQ(faults::SystemCalls().calls, 0u) << "without a format chunk the file is not touched";
 }
 
-namespace {
-
-using Category = Characteristics::WaveFormatCategory;
-const ChannelLayout kMono = {102}, kStereo = {100, 101}, kFiveOne = {100, 101, 102, 103, 104, 105},
-                    kAmbisonic = {134, 135, 136, 137};
-
-/// 48 kHz with 3 bytes of which 20 bits are valid.
-Characteristics Record(const ChannelLayout& inLayout, Category inCategory = Characteristics::kWaveFormatPCM,
-                       const Bytes& inExtra = {}) {
-    return {.sampleRate = 48000,
-            .numChannels = static_cast<std::int32_t>(inLayout.size()),
-            .bytesPerSample = 3,
-            .bitsPerSample = 24,
-            .formatCategory = inCategory,
-            .formatTag = 99, // plays no part
-            .validBitsPerSample = 20,
-            .channelLayout = inLayout,
-            .extraFormatBytes = inExtra,
-            .containerKind = 77}; // nor does this
-}
-
-} // namespace
-
+// What it says while the file is written, and what the sample type is known by when it is read again.
 TEST_F(FormatChunk, TheShortestFormThatSaysTheRecord) {
-    Characteristics wide = Record(kStereo), unplaced = Record({0, 0});
-    wide.sampleRate = 0xFFFFFFFF;
-    wide.numChannels = -3;
-    wide.bytesPerSample = 0x7FFFFFFF;
-    wide.bitsPerSample = 0x12345678;
-    unplaced.channelLayout.clear();
-    const std::string extensible = " x 3 bytes, 24 bits, valid 20, for ",
-                      fiveOne = extensible + "100 101 102 103 104 105";
+    const ChannelLayout stereo = {100, 101}, fiveOne = {100, 101, 102, 103, 104, 105},
+                        ambisonic = {134, 135, 136, 137};
+    const auto format = [](int type, std::int32_t bytes, std::int32_t bits, const ChannelLayout& layout) {
+        return Format{48000, static_cast<std::int32_t>(layout.size()), bytes, bits, type, layout};
+    };
     // clang-format off
-    const struct { const char* name; Characteristics record; std::string expected; } kCases[] = {
-        {"stereo", Record(kStereo), "16: PCM 1, 2 x 3 bytes, 24 bits"},
-        {"one channel that is not the mono layout's", Record({100}), "40: PCM 65534, 1" + extensible + "100"},
-        {"out of the mask's order", Record({100, 102, 101}), "16: PCM 1, 3 x 3 bytes, 24 bits"},
-        {"a label without a bit", Record({100, 131}), "16: PCM 1, 2 x 3 bytes, 24 bits"},
-        {"no layout", unplaced, "40: PCM 65534, 2" + extensible + "0 0"},
-        {"float stereo", Record(kStereo, Characteristics::kWaveFormatFloat), "16: float 3, 2 x 3 bytes, 24 bits"},
-        {"Ambisonic", Record(kAmbisonic, Characteristics::kWaveFormatAmbisonicPCM), "40: Ambisonic PCM 65534, 4" + extensible + "0 0 0 0"},
-        {"Ambisonic float, some mask bits", Record({100, 134, 101}, Characteristics::kWaveFormatAmbisonicFloat), "40: Ambisonic float 65534, 3" + extensible + "100 0 0"},
-        {"Ambisonic float in name, mono in layout", Record(kMono, Characteristics::kWaveFormatAmbisonicFloat), "16: float 3, 1 x 3 bytes, 24 bits"},
-        {"unknown is written as PCM", Record(kFiveOne, Characteristics::kWaveFormatUnknown), "40: PCM 65534, 6" + fiveOne},
-        {"two extra bytes", Record(kStereo, Characteristics::kWaveFormatPCM, {1, 0}), "20: PCM 1, 2 x 3 bytes, 24 bits, extra 1 0"},
-        {"three extra bytes, 5.1", Record(kFiveOne, Characteristics::kWaveFormatPCM, {7, 8, 9}), "43: PCM 65534, 6" + fiveOne},
-        {"numbers too wide for their fields", wide, "16: PCM 1, -3 x 3 bytes, 22136 bits, 4294967295 Hz"},
+    const struct { const char* name; Format format; std::string chunk; int type = 1, bits = 24; } kCases[] = {
+        {"stereo", format(1, 3, 24, stereo), "16: PCM 1, 2 x 3 bytes, 24 bits"},
+        {"one channel that is not the mono layout's", format(1, 3, 24, {100}), "40: PCM 65534, 1 x 3 bytes, 24 bits, for 100"},
+        {"5.1", format(1, 3, 24, fiveOne), "40: PCM 65534, 6 x 3 bytes, 24 bits, for 100 101 102 103 104 105"},
+        {"out of the mask's order", format(1, 3, 24, {100, 102, 101}), "16: PCM 1, 3 x 3 bytes, 24 bits"},
+        {"a label without a bit", format(1, 3, 24, {100, 131}), "16: PCM 1, 2 x 3 bytes, 24 bits"},
+        {"no layout", {48000, 2, 3, 24, 1, {}}, "40: PCM 65534, 2 x 3 bytes, 24 bits, for 0 0"},
+        {"numbers too wide for their fields", {-1, -3, 0x7FFFFFFF, 0x12345678, 1, stereo}, "16: PCM 1, -3 x 3 bytes, 22136 bits, 4294967295 Hz", 1, 22136},
+        {"doubles", format(2, 8, 64, stereo), "16: float 3, 2 x 8 bytes, 64 bits", 2, 64},
+        {"Ambisonic", format(1, 2, 16, ambisonic), "40: Ambisonic PCM 65534, 4 x 2 bytes, 16 bits, for 0 0 0 0", 1, 16},
+        {"Ambisonic floats", format(2, 4, 32, ambisonic), "40: Ambisonic float 65534, 4 x 4 bytes, 32 bits, for 0 0 0 0", 2, 32},
+        {"floats of 32768", format(3, 4, 32, stereo), "20: PCM 1, 2 x 4 bytes, 32 bits, extra 1 0", 3, 32},
+        {"floats of 32768, extensible: lost", {48000, 2, 4, 32, 3, {}}, "42: PCM 65534, 2 x 4 bytes, 32 bits, for 0 0", 1, 32},
+        {"floats of 32768 are never Ambisonic", format(3, 4, 32, ambisonic), "20: PCM 1, 4 x 4 bytes, 32 bits, extra 1 0", 3, 32},
+        {"floats of 8388608, packed", format(4, 3, 16, stereo), "16: PCM 1, 2 x 4 bytes, 24 bits", 4, 32},
+        {"floats of 8388608, extensible", {48000, 2, 2, 16, 4, {}}, "40: PCM 65534, 2 x 4 bytes, 24 bits, for 0 0", 4, 32},
     };
     // clang-format on
-    for (const auto& row : kCases)
-        EXPECT_EQ(Written(row.record), row.expected) << row.name;
+    for (const auto& row : kCases) {
+        SCOPED_TRACE(row.name);
+        mFile = Create(row.format);
+        ASSERT_TRUE(mFile);
+        const bool isPacked = row.format.sampleType == 4; // while it is written: as the open stored it
+        EXPECT_EQ(mFile->GetSampleType(), row.format.sampleType);
+        EXPECT_EQ(mFile->GetSampleBitDepth(), isPacked ? 24 : row.format.bits);
+        EXPECT_EQ(mFile->GetBytesPerSample(), isPacked ? 4 : row.format.bytesPerSample);
+        EXPECT_EQ(mFile->GetRiffAudioCharacteristics().validBitsPerSample, mFile->GetSampleBitDepth());
+        EXPECT_EQ(Written(), row.chunk);
+        mFile = Open();
+        ASSERT_TRUE(mFile);
+        EXPECT_TRUE(mFile->GetSampleType() == row.type && mFile->GetSampleBitDepth() == row.bits);
+    }
 }
 
-// Of a stereo record with three extra bytes.
+// Of a stereo file with two extra bytes.
 TEST_F(FormatChunk, DebugSettingsForceAForm) {
     using kelcore::ToUTF8String;
     auto& settings = kelcore::debug::DebugDatabase::Instance();
     const auto specify = ToUTF8String("kelaudiofile.SpecifyWaveFormatStruct"),
                size = ToUTF8String("kelaudiofile.WaveFormatStructSize");
+    const auto written = [&] {
+        mFile = Create({.bytesPerSample = 4, .sampleType = 3});
+        return Written();
+    };
     // clang-format off
     const struct { const char *specify, *size, *written; } kCases[] = {
-        {"false", "40", "21:"}, {"True", "40", "21:"}, {"true ", "40", "21:"}, {"true", "14", "14:"}, {"true", "16", "16:"},
-        {"true", "18", "21:"}, {"true", "40", "43:"}, {"true", "40 bytes", "43:"}, {"true", "19", "3:"}, {"true", "17", "0:"},
+        {"false", "40", "20:"}, {"True", "40", "20:"}, {"true ", "40", "20:"}, {"true", "14", "14:"}, {"true", "16", "16:"},
+        {"true", "18", "20:"}, {"true", "40", "42:"}, {"true", "40 bytes", "42:"}, {"true", "19", "2:"}, {"true", "17", "0:"},
         {"true", "-40", "0:"}, {"true", "+40", "0:"}, {"true", " 40", "0:"}, {"true", "", "0:"}, {"true", "2147483648", "0:"},
     };
     // clang-format on
-    const Characteristics record = Record(kStereo, Characteristics::kWaveFormatPCM, {7, 8, 9});
     for (const auto& row : kCases) {
         settings.SetEntry(specify, ToUTF8String(row.specify));
         settings.SetEntry(size, ToUTF8String(row.size));
-        EXPECT_TRUE(Written(record).starts_with(row.written)) << row.specify << ", " << row.size;
+        EXPECT_TRUE(written().starts_with(row.written)) << row.specify << ", " << row.size;
     }
     settings.RemoveEntry(size);
-    EXPECT_TRUE(Written(record).starts_with("21:")) << "the usual form without a size";
+    EXPECT_TRUE(written().starts_with("20:")) << "the usual form without a size";
     settings.RemoveEntry(specify);
 }
 
+// clang-format off
 TEST(ChannelMask, OfLayoutsInOrderAndInAny) {
-    const struct {
-        ChannelLayout layout;
-        bool inOrder;
-        unsigned mask;
-        bool found;
-    } kCases[] = {{{}, true, 0, true},
-                  {{101, 100, 102}, false, 7, true},
-                  {{101, 100, 102}, true, 2, false},
-                  {{100, 100}, true, 1, true},
-                  {{100, 134, 101}, false, 3, false}};
+    const struct { ChannelLayout layout; bool inOrder; unsigned mask; bool found; } kCases[] = {
+        {{}, true, 0, true}, {{101, 100, 102}, false, 7, true}, {{101, 100, 102}, true, 2, false}, {{100, 100}, true, 1, true},
+        {{100, 134, 101}, false, 3, false}};
     for (const auto& row : kCases) {
         unsigned mask = 0xFFFFFFFF;
-        EXPECT_EQ(
-            kelaudiofile::GetWaveFormatExtensibleChannelMaskFromChannelLayout(row.layout, mask, row.inOrder),
-            row.found);
+        EXPECT_EQ(kelaudiofile::GetWaveFormatExtensibleChannelMaskFromChannelLayout(row.layout, mask, row.inOrder), row.found);
         EXPECT_EQ(mask, row.mask);
     }
 }
+// clang-format on

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <map>
 
 #include "WaveTest.h"
 #include "models/ScanModel.h"
@@ -28,16 +27,6 @@ protected:
 };
 
 } // namespace
-
-TEST_F(Scan, FilesThatAreNoWaveFiles) {
-    const char* const kNothing = "failed riff=0 form=0";
-    EXPECT_EQ(Result(), kNothing);
-    std::filesystem::create_directory(mPath);
-    EXPECT_EQ(Result(), kNothing);
-    Expect("another form", Riff("RIFF", "AVI ").Chunk("LIST", Filling(4)), "form=541677121 LIST 4@12");
-    Expect("another magic", Riff("FORM"), "not RIFF riff=0 form=0");
-    Expect("11 bytes of another magic", Riff("FORM").Cut(11), kNothing);
-}
 
 // clang-format off
 TEST_F(Scan, SizesOfDs64) {
@@ -96,7 +85,7 @@ Bytes RandomImage(testing_support::Random& ioRandom) {
         constexpr std::uint64_t kSizes[] = {0, 0, 1, 8, 0x7FFFFFFF, 0xFFFFFFFF, 1ull << 63, ~0ull};
         return ioRandom.Below(4) != 0 ? ioRandom.Below(24) : any(kSizes);
     };
-    Image image = Riff(any(std::array{"RIFF", "RF64", "BW64"}));
+    Image image = Riff(any(std::array{"RIFF", "RF64", "BW64", "FORM"}));
     if (ioRandom.Below(2) == 0) {
         Ds64Image ds64 = {.riffSize = ioRandom.Next64(), .dataSize = size()};
         for (std::uint32_t rows = ioRandom.Below(4); rows > 0; --rows)
@@ -125,14 +114,9 @@ Bytes RandomImage(testing_support::Random& ioRandom) {
 
 TEST_F(Scan, AgreesWithTheModelOnRandomImages) {
     testing_support::Random random(2);
-    std::map<std::string, int> counts;
     for (int i = 0; i < 20'000; ++i) {
         const Bytes image = RandomImage(random);
         Put(image);
-        const std::string expected = models::ScanModel(image).Result();
-        ASSERT_EQ(Result(), expected) << "image " << i << testing::PrintToString(image);
-        for (const char* text : {"@", "!", "failed"})
-            counts[text] += expected.find(text) != std::string::npos;
+        ASSERT_EQ(Result(), models::ScanModel(image).Result()) << i << testing::PrintToString(image);
     }
-    EXPECT_TRUE(counts["@"] > 500 && counts["!"] > 500 && counts["failed"] > 500) << "they reach all rules";
 }

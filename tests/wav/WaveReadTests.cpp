@@ -80,7 +80,6 @@ TEST_F(WaveRead, WhatTheFormatMeans) {
         {{}, DeInterleave16Bit, "250 x 2 bytes, 16 bit int: 100 101"},
         {mono(1, 3, 24), DeInterleave24Bit, "334 x 3 bytes, 24 bit int: 102"},
         {mono(1, 3, 20), nullptr, "334 x 3 bytes, 20 bit int: 102"},
-        {mono(1, 4, 17), DeInterleave32Bit, "250 x 4 bytes, 17 bit int: 102"},
         {mono(3, 4, 24), DeInterleave32BitFloat_1, "250 x 4 bytes, 24 bit float: 102"},
         {mono(1, 8, 64), DeInterleave64Bit, "125 x 8 bytes, 64 bit int: 102"},
         {mono(3, 8, 64), DeInterleave64BitFloat, "125 x 8 bytes, 64 bit float: 102"},
@@ -89,7 +88,6 @@ TEST_F(WaveRead, WhatTheFormatMeans) {
         {mono(1, 4, 32, one), DeInterleave32BitFloat_32768, "250 x 4 bytes, 32 bit float of 32768: 102"},
         {mono(1, 8, 32, one), DeInterleave64BitFloat, "125 x 8 bytes, 32 bit float of 32768: 102"},
         {mono(1, 4, 32, {2, 0, 0, 0}), DeInterleave32Bit, "250 x 4 bytes, 32 bit int: 102"},
-        {mono(1, 4, 32, {2, 0, 1, 1}), DeInterleave32Bit, "250 x 4 bytes, 32 bit int: 102"},
         {mono(1, 4, 32, {3, 0, 1, 0, 0}), DeInterleave32Bit, "250 x 4 bytes, 32 bit int: 102"},
         // No block align, and channel counts that make no sense
         {mono(1, 0, 16), DeInterleave16Bit, "501 x 2 bytes, 16 bit int: 102"},
@@ -97,10 +95,8 @@ TEST_F(WaveRead, WhatTheFormatMeans) {
         {{.channels = 0}, DeInterleave32Bit, "0 x 4 bytes, 16 bit int:"},
         {{.channels = 0xFFFF}, DeInterleave32Bit, "-250 x 4 bytes, 16 bit int:"},
         // Layouts
-        {Extensible(2, 0x600, 1), DeInterleave16Bit, "250 x 2 bytes, 16 bit int: 109 110"},
         {ambisonic(3, 3, 3), DeInterleave16Bit, "167 x 2 bytes, 16 bit float: 134 135 136"},
         {ambisonic(5, 0x3F), DeInterleave16Bit, "100 x 2 bytes, 16 bit int: 134 135 136 103 104"},
-        {ambisonic(6, 0x3F), DeInterleave16Bit, "83 x 2 bytes, 16 bit int: 134 135 136 137 104 105"},
         {ambisonic(0x8000, 4), DeInterleave16Bit, "0 x 2 bytes, 16 bit int: 102"},
     };
     // clang-format on
@@ -143,25 +139,24 @@ TEST_F(WaveRead, RangesThatAreRefused) {
     const auto file = Open(Wave().Chunk("data", Filling(1499)).Chunk("LIST", Filling(50)));
     ASSERT_NE(file, nullptr);
     unsigned char byte = 0x11;
-    const auto noSamples = [&](std::int64_t offset, std::int64_t count) {
-        return !file->ReadSampleBytes(offset, count, &byte);
+    const auto reads = [&](std::int64_t offset, std::int64_t count) {
+        return file->ReadSampleBytes(offset, count, &byte);
     };
-    const auto noChunk = [&](std::int64_t offset, std::int64_t count) {
-        return !file->ReadMetadataChunk(0, offset, count, &byte);
+    const auto readsChunk = [&](std::int64_t offset, std::int64_t count, std::int32_t index = 0) {
+        return file->ReadMetadataChunk(index, offset, count, &byte);
     };
-    EXPECT_TRUE(noSamples(1499, 1) && noSamples(INT64_MAX, 1) && noSamples(INT64_MAX, INT64_MAX));
-    EXPECT_TRUE(noSamples(-1, 1) && noSamples(0, -1) && noSamples(INT64_MIN, 2));
-    EXPECT_TRUE(noChunk(1, 58) && noChunk(58, 1) && noChunk(59, 0) && noChunk(1, INT64_MAX));
-    EXPECT_TRUE(noChunk(INT64_MAX, INT64_MAX) && noChunk(-1, 1) && noChunk(0, -1));
+    EXPECT_FALSE(reads(1499, 1) || reads(INT64_MAX, 1) || reads(INT64_MAX, INT64_MAX));
+    EXPECT_FALSE(reads(-1, 1) || reads(0, -1) || reads(INT64_MIN, 2));
+    EXPECT_FALSE(readsChunk(1, 58) || readsChunk(58, 1) || readsChunk(59, 0) || readsChunk(1, INT64_MAX));
+    EXPECT_FALSE(readsChunk(INT64_MAX, INT64_MAX) || readsChunk(-1, 1) || readsChunk(0, -1));
     EXPECT_FALSE(file->ReadSampleBytes(0, 0, nullptr) || file->ReadMetadataChunk(0, 0, 1, nullptr));
     std::uint32_t id = 1;
     std::int64_t size = 2;
     double position = 3;
     for (const std::int32_t index : {-1, 1, INT32_MIN, INT32_MAX})
-        EXPECT_FALSE(file->GetMetadataInfo(index, id, size, position) ||
-                     file->ReadMetadataChunk(index, 0, 1, &byte));
+        EXPECT_FALSE(file->GetMetadataInfo(index, id, size, position) || readsChunk(0, 1, index));
     EXPECT_TRUE(byte == 0x11 && id == 1 && size == 2 && position == 3);
-    EXPECT_TRUE(file->ReadSampleBytes(INT64_MAX, 0, &byte) && file->ReadMetadataChunk(0, 58, 0, &byte));
+    EXPECT_TRUE(reads(INT64_MAX, 0) && readsChunk(58, 0));
     EXPECT_TRUE(mLog.empty()) << "nothing of this is a failed read";
 }
 
@@ -189,17 +184,9 @@ TEST_F(WaveRead, AllDataChunksAreOneRun) {
 TEST_F(WaveRead, MetadataAndTheirPositions) {
     const Image list = Image().Chunk("LIST", Filling(8)), bext = Image().Chunk("bext", Filling(24));
     const Bytes data = Filling(40), junk = Filling(12);
-    const Image all = Riff()
-                          .Add(list)
-                          .Chunk("JUNQ", {1})
-                          .Chunk("fmt ", FormatImage())
-                          .Chunk("data", data)
-                          .Add(bext)
-                          .Chunk("FLLR", junk)
-                          .Chunk("data", data)
-                          .Chunk("JUNK", junk)
-                          .Add(list)
-                          .Chunk("fmt ", junk);
+    Image all =
+        Riff().Add(list).Chunk("JUNQ", {1}).Chunk("fmt ", FormatImage()).Chunk("data", data).Add(bext);
+    all.Chunk("FLLR", junk).Chunk("data", data).Chunk("JUNK", junk).Add(list).Chunk("fmt ", junk);
     const auto size = static_cast<double>(all.Size());
     // clang-format off
     const struct { const char* name; Bytes image; std::vector<Metadatum> metadata; } kCases[] = {
@@ -237,38 +224,36 @@ TEST_F(WaveRead, SuspendedFilesThatAreGoneOrShrank) {
 // Failed reads are logged. A count that lost its upper bits would be served from what is in memory already,
 // without a call that can fail.
 TEST_F(WaveRead, FailedReadsAndCountsBeyond32Bits) {
-    const faults::System dead = {.failAt = 0, .mode = faults::System::Mode::kFailForGood};
-    const auto expectLogged = [&](const std::string& function) {
-        ASSERT_FALSE(mLog.empty());
-        const std::string reason = ": cannot read '" + mPath.string() + "': ";
-        EXPECT_TRUE(mLog.back().starts_with("kelaudiofile::WaveFile::Impl::" + function + reason))
-            << mLog.back();
-    };
-    const Image image = Riff("RF64")
-                            .Chunk("ds64", Ds64Image{.dataSize = kLimit + 16})
-                            .Chunk("fmt ", FormatImage())
-                            .Header("data", 0xFFFFFFFF);
-    const std::uint64_t end = image.Size() + kLimit + 16;
-    const auto file = Open(image, end);
+    const Image start =
+        Riff("RF64")
+            .Chunk("ds64", Ds64Image{.dataSize = kLimit + 16, .rows = {{FourCC("LIST"), 3 * kGiB}}})
+            .Chunk("fmt ", FormatImage())
+            .Header("data", 0xFFFFFFFF);
+    const std::uint64_t end = start.Size() + kLimit + 16;
+    Put(start, end);
+    testing_support::PatchFile(mPath, end - 8, Image().Add(Filling(8)).Header("LIST", 0xFFFFFFFF));
+    std::filesystem::resize_file(mPath, end + 8 + 3 * kGiB);
+    const auto file = Open();
     ASSERT_NE(file, nullptr);
     EXPECT_EQ(file->GetSampleCount(), static_cast<std::int64_t>(kLimit / 4 + 4));
-    testing_support::PatchFile(mPath, end - 8, Filling(8));
     EXPECT_EQ(Read(*file, kLimit + 8, 8), Filling(8));
     Bytes buffer(100);
-    for (const std::int64_t count : {std::int64_t{1} << 31, std::int64_t{1} << 32, INT64_MAX}) {
+    const auto expectLogged = [&](const std::string& function, auto read) {
         faults::SystemCalls() = {};
         EXPECT_TRUE(file->ReadSampleBytes(0, 100, buffer.data()));
-        faults::SystemCalls() = dead;
-        EXPECT_FALSE(file->ReadSampleBytes(0, count, buffer.data())) << count;
-        expectLogged("ReadSampleBytes");
-    }
+        faults::SystemCalls() = {.failAt = 0, .mode = faults::System::Mode::kFailForGood};
+        mLog.assign(1, "");
+        EXPECT_FALSE(read());
+        EXPECT_TRUE(mLog.back().starts_with("kelaudiofile::WaveFile::Impl::" + function + ": cannot read '" +
+                                            mPath.string() + "': "))
+            << mLog.back();
+    };
+    for (const std::int64_t count : {std::int64_t{1} << 31, std::int64_t{1} << 32, INT64_MAX})
+        expectLogged("ReadSampleBytes", [&] { return file->ReadSampleBytes(0, count, buffer.data()); });
     // A metadata chunk is read in one piece or not at all.
-    faults::SystemCalls() = {};
-    const auto large = Open(Wave().Header("LIST", 3 * kGiB), 44 + 3 * kGiB);
-    ASSERT_NE(large, nullptr);
-    faults::SystemCalls() = dead;
-    EXPECT_FALSE(large->ReadMetadataChunk(0, 0, std::int64_t{1} << 31, buffer.data()));
-    EXPECT_EQ(mLog.size(), 3u) << "refused before it is tried";
-    EXPECT_FALSE(large->ReadMetadataChunk(0, 0, (std::int64_t{1} << 31) - 1, buffer.data()));
-    expectLogged("ReadMetadataChunk");
+    const auto reads = [&](std::int64_t count) {
+        return file->ReadMetadataChunk(0, 0, count, buffer.data());
+    };
+    expectLogged("ReadMetadataChunk", [&] { return reads((std::int64_t{1} << 31) - 1); });
+    EXPECT_TRUE(!reads(std::int64_t{1} << 31) && mLog.size() == 2) << "refused before it is tried";
 }

@@ -33,46 +33,6 @@ TEST_F(WaveFileWriting, FormatChunksOfTheCaller) {
     }
 }
 
-// What each sample type is known by when it is read again.
-TEST_F(WaveFileWriting, SampleTypesReadBack) {
-    const ChannelLayout stereo = kelmediatypes::CreateStereoChannelLayout(), ambisonic = {134, 135, 136, 137};
-    using Kind = kelaudiofile::AudioCharacteristics;
-    // clang-format off
-    const struct { const char* name; int type, bytes, bits; ChannelLayout layout; int readType, readBits, category; } kCases[] = {
-        {"3, stereo", 3, 4, 32, stereo, 3, 32, Kind::kWaveFormatPCM},
-        {"3, extensible", 3, 4, 32, {0, 0}, 1, 32, Kind::kWaveFormatPCM},
-        {"4, stereo", 4, 3, 16, stereo, 4, 32, Kind::kWaveFormatPCM},
-        {"4, extensible", 4, 2, 16, {0, 0}, 4, 32, Kind::kWaveFormatPCM},
-        {"1, Ambisonic", 1, 2, 16, ambisonic, 1, 16, Kind::kWaveFormatAmbisonicPCM},
-        {"2, Ambisonic", 2, 4, 32, ambisonic, 2, 32, Kind::kWaveFormatAmbisonicFloat},
-        {"3 is never Ambisonic", 3, 4, 32, ambisonic, 3, 32, Kind::kWaveFormatPCM},
-        {"doubles", 2, 8, 64, stereo, 2, 64, Kind::kWaveFormatFloat},
-    };
-    // clang-format on
-    for (const auto& row : kCases) {
-        SCOPED_TRACE(row.name);
-        const auto channels = static_cast<std::int32_t>(row.layout.size());
-        const bool hasLayout = row.layout != ChannelLayout({0, 0});
-        mFile = Create(
-            {48000, channels, row.bytes, row.bits, row.type, hasLayout ? row.layout : ChannelLayout()});
-        ASSERT_TRUE(mFile);
-        const auto expect = [&](int type, int bits) {
-            EXPECT_TRUE(mFile->GetSampleType() == type && mFile->GetSampleBitDepth() == bits);
-            EXPECT_EQ(mFile->GetRiffAudioCharacteristics().formatCategory, row.category);
-        };
-        const bool isPacked = row.type == 4; // while it is written: as the open stored it
-        expect(row.type, isPacked ? 24 : row.bits);
-        EXPECT_EQ(mFile->GetBytesPerSample(), isPacked ? 4 : row.bytes);
-        EXPECT_EQ(mFile->GetRiffAudioCharacteristics().validBitsPerSample, mFile->GetSampleBitDepth());
-        EXPECT_EQ(mFile->GetChannelLayout(), channels == 2 ? stereo : ChannelLayout());
-        EXPECT_EQ(WriteSamples(*mFile, 0, 96), 0);
-        EXPECT_TRUE(mFile->FinishSamples() && mFile->FinishWrite());
-        mFile = Open();
-        expect(row.readType, row.readBits);
-        EXPECT_EQ(Read(*mFile, 0, 96), SampleBytes(0, 96));
-    }
-}
-
 TEST_F(WaveFileWriting, QueriesOfAFileThatIsWritten) {
     const Handle file = Create({.channels = 3, .layout = {100, 101, 102}});
     ASSERT_TRUE(file);
