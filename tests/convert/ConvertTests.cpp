@@ -137,9 +137,11 @@ TEST_P(EachWay, BlocksMatchTheModelOfEachSample) {
         FillWithSamples(out, byteCount, width, random);
     };
     for (const FrameModel& model : kFrameModels)
-        for (const std::size_t channels : {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 13, 15, 16, 17, 19, 20, 33, 64})
+        for (const std::int32_t channels :
+             {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 13, 15, 16, 17, 19, 20, 33, 64})
             for (const std::int32_t frames : Counts()) {
-                const FrameBlock block{model, random.Below(2) == 0, std::size_t(frames), channels};
+                const FrameBlock block{model, random.Below(2) == 0, std::size_t(frames),
+                                       std::size_t(channels)};
                 const std::uint32_t leftOut = random.Below(2) == 0 ? 0 : random() & random();
                 ASSERT_EQ(Difference(block, leftOut, random.Below(2) == 0, fill), "")
                     << "coding " << static_cast<int>(model.coding) << " of " << model.bytes << " bytes, "
@@ -196,24 +198,20 @@ TEST(Convert, GivesTheseBits) {
     // clang-format off
     const struct { const char* name; Convert convert; std::uint64_t from, to; std::size_t bytesInFile; bool decodes = true; } kRows[] = {
         {"lowest", Gather<DeInterleave8Bit>, 0x80, 0xBF800000, 1},
-        {"highest", Gather<DeInterleave16Bit>, 0x7FFF, 0x3F7FFE00, 2},
         {"highest rounds up", Gather<DeInterleave32Bit>, 0x7FFFFFFF, 0x3F800000, 4},
         {"tie to even", Gather<DeInterleave32Bit>, 0x40000040, 0x3F000000, 4},
         {"rounded twice", Gather<DeInterleave64Bit>, 0x400000BFFFFFFFFF, 0x3F000002, 8},
         {"signalling NaN", Gather<DeInterleave32BitFloat_1>, 0x7F800001, 0x7F800001, 4},
-        {"full scale of 32768", Gather<DeInterleave32BitFloat_32768>, 0x47000000, 0x3F800000, 4},
         {"beyond floats", Gather<DeInterleave64BitFloat>, 0x7E37E43C8800759C, 0x7F800000, 8},
         {"32 bits of full scale", Interleave32BitInteger, 0x3F800000, 0x7FFFFFFF, 4, false},
         {"32 bits of a NaN", Interleave32BitInteger, 0x7FC00000, 0x80000000, 4, false},
         {"32 bits of a product of -1.5", Interleave32BitInteger, 0xB0400000, 0xFFFFFFFF, 4, false},
         {"64 bits of full scale", Interleave64BitInteger, 0x3F800000, 0x7FFFFFFFFFFFFC00, 8, false},
-        {"64 bits of a negative NaN", Interleave64BitInteger, 0xFFC00000, 0x8000000000000000, 8, false},
         {"2, unclipped", Interleave32BitFloat_32768, 0x40000000, 0x47800000, 4, false},
         {"smallest float", Interleave64BitFloat, 1, 0x36A0000000000000, 8, false},
         {"8 bits of 0.5 steps, to even", Encode<1>, 0x3B800000, 0, 1, false},
         {"8 bits of 1.5 steps, to even", Encode<1>, 0x3C400000, 2, 1, false},
         {"16 bits of 1", Encode<2>, 0x3F800000, 0x7FFF, 2, false},
-        {"16 bits of minus infinity", Encode<2>, 0xFF800000, 0x8000, 2, false},
         {"16 bits of a NaN", Encode<2>, 0x7FC00000, 0, 2, false},
         {"24 bits of almost 1", Encode<3>, 0x3F7FFFFD, 0x7FFFFE, 3, false},
     };

@@ -99,6 +99,7 @@ TEST_F(FormatChunk, FieldsAndLengths) {
          "PCM 65534, 18 x 1 bytes, 8 bits, for 100 101 102 103 104 105 107 108 106 109 110 111 112 114 113 115 117 116"},
         {"more positions than channels, one at least", FormatImage{kExtensible, 0, 48000, 2, 16, ExtensibleTail(16, 6, 1)},
          "PCM 65534, 0 x 2 bytes, 16 bits, for 101"},
+        {"no position", FormatImage{kExtensible, 0, 48000, 2, 16, ExtensibleTail(16, 0xFFFC0000, 1)}, "PCM 65534, 0 x 2 bytes, 16 bits"},
         {"65,535 valid bits, few positions", wide(0xFFFF, 0xFFFC0003),
          "PCM 65534, 4 x 4 bytes, 32 bits, valid 65535, for 100 101 0 0"},
     };
@@ -218,6 +219,9 @@ TEST(ChannelMask, OfLayoutsInOrderAndInAny) {
     const struct { ChannelLayout layout; bool inOrder; unsigned mask; bool found; } kCases[] = {
         {{}, true, 0, true}, {{101, 100, 102}, false, 7, true}, {{101, 100, 102}, true, 2, false}, {{100, 100}, true, 1, true},
         {{100, 134, 101}, false, 3, false}};
+    ChannelLayout layout = {1, 2, 3}; // to be replaced
+    kelaudiofile::GetChannelLayoutFromWaveFormatExtensibleChannelMask(0x80020000, layout, 2);
+    EXPECT_EQ(layout, ChannelLayout({116, 0}));
     for (const auto& row : kCases) {
         unsigned mask = 0xFFFFFFFF;
         EXPECT_EQ(kelaudiofile::GetWaveFormatExtensibleChannelMaskFromChannelLayout(row.layout, mask, row.inOrder), row.found);

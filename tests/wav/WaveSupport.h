@@ -99,13 +99,6 @@ struct Format {
     bool anyOrder = false; ///< the stream flag
 };
 
-/// The short form of the chunk that is written for a format.
-inline Bytes FormatChunk(const Format& inFormat) {
-    const auto low = [](std::int32_t number) { return static_cast<std::uint16_t>(number); };
-    return FormatImage{1, low(inFormat.channels), static_cast<std::uint32_t>(inFormat.sampleRate),
-                       low(inFormat.channels * inFormat.bytesPerSample), low(inFormat.bits)};
-}
-
 inline Handle Create(const kelcore::UTF8String& inPath, const Format& inFormat, Error& outError) {
     return Handle(WaveFile::OpenForWrite(inPath, inFormat.sampleRate, inFormat.channels,
                                          inFormat.bytesPerSample, inFormat.bits,

@@ -12,12 +12,7 @@ namespace {
 
 /// Samples of one byte.
 Format OfBytes(std::int32_t inChannels, bool inRf64, bool inAnyOrder) {
-    return {.channels = inChannels,
-            .bytesPerSample = 1,
-            .bits = 8,
-            .layout = {102},
-            .rf64 = inRf64,
-            .anyOrder = inAnyOrder};
+    return {48000, inChannels, 1, 8, WaveFile::kIntegerSamples, {102}, inRf64, inAnyOrder};
 }
 
 /// Records in odd blocks with many checkpoints, past the places where plain RIFF begins another `data` chunk

@@ -70,7 +70,7 @@ TEST_F(WaveFileWriting, RefusedCallsChangeNothing) {
         return !mFile->StartMetadatumWrite(FourCC("LIST")) && !mFile->MetadatumWrite(kByte, 1);
     };
     const auto refusesAll = [&] {
-        return refuses(4, 2) && refusesChunks() && !mFile->FinishMetadatumWrite() && !mFile->FinishBlock() &&
+        return refuses(0, 2) && refusesChunks() && !mFile->FinishMetadatumWrite() && !mFile->FinishBlock() &&
                !mFile->FinishSamples() && !mFile->FinishWrite();
     };
     for (const bool rf64 : {false, true}) {
