@@ -55,7 +55,7 @@ inline constexpr int kAifcBytes = 23; // with an empty description
 } // namespace comm
 
 namespace ssnd {
-inline constexpr int kOffset = 0, kBlockSize = 4, kSamples = 8;
+inline constexpr int kOffset = 0, kSamples = 8; // a block size lies between them; nobody uses it
 } // namespace ssnd
 
 namespace fver {

@@ -181,7 +181,7 @@ private:
 
     std::int64_t startOffset = 0;
     PeakDataSegmentVector segments;
-    PeakDatum reservedDatum;
+    PeakDatum reservedDatum; ///< part of the layout: copied, and otherwise unused
 };
 
 /// Stands at a datum of a PeakData, or at the end. It keeps no pointer to its container and is valid until

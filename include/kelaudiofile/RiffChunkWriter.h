@@ -88,7 +88,7 @@ private:
     // Destroyed in the opposite order: the buffer goes first, so that its bytes reach the file.
     std::unique_ptr<kelcore::filesupport::OPlatformByteStream> mPlatformStream;
     std::unique_ptr<kelcore::filesupport::OBufferedByteStream> mBufferedStream;
-    std::uint64_t mRiffSizeOffset = 0;
+    std::uint64_t mRiffSizeOffset = 0; ///< where the stream put the RIFF size; 0 in a closed writer
     bool mDs64Reserved = false;
     std::uint32_t mCurrentChunkID = 0;
     std::int64_t mDataChunkSize = 0;

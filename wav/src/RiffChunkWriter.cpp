@@ -200,6 +200,7 @@ void RiffChunkWriter::WriteDs64(std::uint64_t inRiffSize, std::int64_t sampleCou
 }
 
 void RiffChunkWriter::EndFile(std::int64_t sampleCount) {
+    // The writer must come out closed even if the headers cannot be written, and closing may fail in turn.
     const AtExit close([this] {
         kelcore::detail::FunctionalStatistic(true, false);
         kelcore::config::ExecuteTopLevelFunction(kelcore::config::OneTimeFunction([this] { Reset(); }),

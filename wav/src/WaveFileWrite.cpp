@@ -127,7 +127,7 @@ bool WaveFile::Impl::StartWriting(const File& inFile, const AudioCharacteristics
             WriteWaveFormatChunk(chunkWriter, inRecord);
     });
     if (!started) {
-        Attempt([this] { chunkWriter.EndFile(0); });
+        Attempt([this] { chunkWriter.EndFile(0); }); // closes the file, with sizes that fit what is there
         outError.code = Error::kOpenForWriteFailed;
     }
     return started;

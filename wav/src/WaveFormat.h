@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 #include "kelaudiofile/WaveFormatChunkReader.h"
 
@@ -18,15 +19,15 @@ inline constexpr std::size_t kGuidSecond = 4, kGuidThird = 6, kGuidLast = 8; // 
 inline constexpr std::int32_t kBasicBytes = 14, kShortBytes = 16, kExtendedBytes = 18, kExtensibleBytes = 40;
 inline constexpr std::int64_t kLargestChunk = 65536;
 
-inline constexpr std::uint16_t kExtensibleTag = 0xFFFE;
+inline constexpr std::uint16_t kIntegerTag = 0x01, kFloatTag = 0x03, kExtensibleTag = 0xFFFE;
 
 struct TagRow {
     std::uint16_t tag;
     AudioCharacteristics::WaveFormatCategory category;
 };
 inline constexpr std::array kTags = {
-    TagRow{0x01, AudioCharacteristics::kWaveFormatPCM},
-    TagRow{0x03, AudioCharacteristics::kWaveFormatFloat},
+    TagRow{kIntegerTag, AudioCharacteristics::kWaveFormatPCM},
+    TagRow{kFloatTag, AudioCharacteristics::kWaveFormatFloat},
     TagRow{0x02, AudioCharacteristics::kWaveFormatADPCM},
     TagRow{0x11, AudioCharacteristics::kWaveFormatIMAADPCM},
     TagRow{0x06, AudioCharacteristics::kWaveFormatALaw},
@@ -34,10 +35,40 @@ inline constexpr std::array kTags = {
     TagRow{0x31, AudioCharacteristics::kWaveFormatGSM610},
 };
 
+/// The pieces that a GUID is made of, read from its text while compiling.
+struct GuidPieces {
+    std::uint32_t first;
+    std::uint16_t second, third;
+    std::array<std::uint8_t, 8> last;
+};
+
+constexpr std::uint64_t HexDigit(char inCharacter) {
+    return static_cast<std::uint64_t>(inCharacter <= '9' ? inCharacter - '0'
+                                                         : (inCharacter | 0x20) - 'a' + 10);
+}
+
+constexpr GuidPieces PiecesOf(std::string_view inText) {
+    std::uint64_t halves[2] = {};
+    std::size_t digits = 0;
+    for (const char character : inText)
+        if (character != '-') {
+            std::uint64_t& half = halves[digits++ / 16];
+            half = half << 4 | HexDigit(character);
+        }
+    GuidPieces pieces{static_cast<std::uint32_t>(halves[0] >> 32),
+                      static_cast<std::uint16_t>(halves[0] >> 16),
+                      static_cast<std::uint16_t>(halves[0]),
+                      {}};
+    for (std::size_t i = 0; i < pieces.last.size(); ++i)
+        pieces.last[i] = static_cast<std::uint8_t>(halves[1] >> (56 - 8 * i));
+    return pieces;
+}
+
 inline constexpr std::size_t kGuidTextLength = 36;
 struct SubformatRow {
     const char* guid;
     AudioCharacteristics::WaveFormatCategory category;
+    GuidPieces pieces = PiecesOf(guid);
 };
 inline constexpr std::array kSubformats = {
     SubformatRow{"00000001-0000-0010-8000-00aa00389b71", AudioCharacteristics::kWaveFormatPCM},

@@ -60,9 +60,9 @@ AudioCharacteristics::WaveFormatCategory CategoryOfTag(std::uint32_t inTag) {
 }
 
 AudioCharacteristics::WaveFormatCategory CategoryOfSubformat(const Guid& inSubformat) {
-    for (const auto& row : waveformat::kSubformats)
-        if (Guid(row.guid, waveformat::kGuidTextLength) == inSubformat)
-            return row.category;
+    for (const auto& [text, category, guid] : waveformat::kSubformats)
+        if (Guid(guid.first, guid.second, guid.third, guid.last) == inSubformat)
+            return category;
     return AudioCharacteristics::kWaveFormatUnknown;
 }
 

@@ -1,6 +1,7 @@
 #include "WaveFormatChunkWriter.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <string>
 #include <system_error>
@@ -38,11 +39,11 @@ Coding CodingOf(AudioCharacteristics::WaveFormatCategory inCategory) {
     switch (inCategory) {
     case AudioCharacteristics::kWaveFormatFloat:
     case AudioCharacteristics::kWaveFormatAmbisonicFloat:
-        return {3, SubformatOf(inCategory)};
+        return {waveformat::kFloatTag, SubformatOf(inCategory)};
     case AudioCharacteristics::kWaveFormatAmbisonicPCM:
-        return {1, SubformatOf(inCategory)};
+        return {waveformat::kIntegerTag, SubformatOf(inCategory)};
     default:
-        return {1, SubformatOf(AudioCharacteristics::kWaveFormatPCM)};
+        return {waveformat::kIntegerTag, SubformatOf(AudioCharacteristics::kWaveFormatPCM)};
     }
 }
 
@@ -56,8 +57,8 @@ bool IsMonoOrStereo(const kelmediatypes::ChannelLayout& inLayout) {
            inLayout == kelmediatypes::CreateMonoChannelLayout();
 }
 
-/// Ambisonic subformats need the extensible form even though their channels have no mask bits. A layout that
-/// the mask cannot say is left out, and so is one that the channel count says already.
+/// Ambisonic subformats need the extensible form even though their channels have no mask bits. The layout is
+/// left out if the mask cannot express it, or if the channel count implies it.
 std::int32_t ShortestForm(const AudioCharacteristics& inRecord, bool inMaskSaysLayout) {
     const bool needsMask =
         (inMaskSaysLayout || IsAmbisonic(inRecord.formatCategory)) && !IsMonoOrStereo(inRecord.channelLayout);
@@ -66,7 +67,8 @@ std::int32_t ShortestForm(const AudioCharacteristics& inRecord, bool inMaskSaysL
     return inRecord.extraFormatBytes.empty() ? waveformat::kShortBytes : waveformat::kExtendedBytes;
 }
 
-std::int32_t FormAsked(std::int32_t inShortest) {
+/// @return the size that the debug settings force, else the one given.
+std::int32_t SizeAsked(std::int32_t inShortest) {
     const DebugDatabase& database = DebugDatabase::Instance();
     if (!ReadDebugBool(database, ToUTF8String("kelaudiofile.SpecifyWaveFormatStruct"), false))
         return inShortest;
@@ -103,42 +105,33 @@ void FillExtensible(Byte* out, const AudioCharacteristics& inRecord, std::uint32
     std::copy(last.begin(), last.end(), guid + waveformat::kGuidLast);
 }
 
-/// @return the chunk's data in the form of this size.
-std::vector<Byte> BuildData(const AudioCharacteristics& inRecord, std::int32_t inForm, std::uint32_t inMask) {
+bool IsForm(std::int32_t inSize) {
+    constexpr std::array kForms = {waveformat::kBasicBytes, waveformat::kShortBytes,
+                                   waveformat::kExtendedBytes, waveformat::kExtensibleBytes};
+    return std::find(kForms.begin(), kForms.end(), inSize) != kForms.end();
+}
+
+/// @param inSize  of a form: the fields that do not lie inside it are cut off.
+std::vector<Byte> BuildForm(const AudioCharacteristics& inRecord, std::int32_t inSize, std::uint32_t inMask) {
     const auto& extra = inRecord.extraFormatBytes;
     const Coding coding = CodingOf(inRecord.formatCategory);
-    const bool extensible = inForm == waveformat::kExtensibleBytes;
+    const bool isExtensible = inSize == waveformat::kExtensibleBytes;
+    const auto size = static_cast<std::size_t>(inSize);
     std::vector<Byte> data(extra.size() + static_cast<std::size_t>(waveformat::kExtensibleBytes));
-    FillBasics(data.data(), inRecord, extensible ? waveformat::kExtensibleTag : coding.tag);
-
-    std::size_t formBytes = 0;
-    bool takesExtra = false;
-    switch (inForm) {
-    case waveformat::kBasicBytes:
-    case waveformat::kShortBytes:
-        formBytes = static_cast<std::size_t>(inForm);
-        break;
-    case waveformat::kExtendedBytes:
-        StoreLittle16(&data[waveformat::kExtensionSize], static_cast<std::uint16_t>(extra.size()));
-        formBytes = waveformat::kExtendedBytes;
-        takesExtra = true;
-        break;
-    case waveformat::kExtensibleBytes:
-        StoreLittle16(
-            &data[waveformat::kExtensionSize],
-            static_cast<std::uint16_t>(extra.size() + waveformat::kExtensibleBytes - waveformat::kExtension));
+    FillBasics(data.data(), inRecord, isExtensible ? waveformat::kExtensibleTag : coding.tag);
+    StoreLittle16(&data[waveformat::kExtensionSize],
+                  static_cast<std::uint16_t>(extra.size() + size - waveformat::kExtension));
+    if (isExtensible)
         FillExtensible(data.data(), inRecord, inMask, coding.subformat);
-        formBytes = waveformat::kExtensibleBytes;
-        takesExtra = true;
-        break;
-    default:
-        takesExtra = inForm > waveformat::kExtendedBytes;
-        break;
-    }
-    data.resize(formBytes);
-    if (takesExtra)
+    data.resize(size);
+    if (inSize >= waveformat::kExtendedBytes)
         data.insert(data.end(), extra.begin(), extra.end());
     return data;
+}
+
+/// A size that is no form's comes only from a debug setting. @return the extension bytes alone, or nothing.
+std::vector<Byte> BuildWithoutForm(const AudioCharacteristics& inRecord, std::int32_t inSize) {
+    return inSize > waveformat::kExtendedBytes ? inRecord.extraFormatBytes : std::vector<Byte>();
 }
 
 } // namespace
@@ -147,8 +140,9 @@ void WriteWaveFormatChunk(RiffChunkWriter& writer, const AudioCharacteristics& c
     unsigned int mask = 0;
     const bool maskSaysLayout =
         GetWaveFormatExtensibleChannelMaskFromChannelLayout(characteristics.channelLayout, mask, true);
-    const std::int32_t form = FormAsked(ShortestForm(characteristics, maskSaysLayout));
-    const std::vector<Byte> data = BuildData(characteristics, form, mask);
+    const std::int32_t size = SizeAsked(ShortestForm(characteristics, maskSaysLayout));
+    const std::vector<Byte> data =
+        IsForm(size) ? BuildForm(characteristics, size, mask) : BuildWithoutForm(characteristics, size);
 
     const std::uint64_t chunkStart = writer.StartChunk(WaveFormatChunkReader::GetChunkID());
     writer.GetByteStream()->WriteBlock(data.data(), static_cast<unsigned>(data.size()));

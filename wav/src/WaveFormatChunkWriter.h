@@ -6,10 +6,9 @@
 
 namespace kelaudiofile {
 
-/// Writes a whole `fmt ` chunk at the writer's position, in the shortest form that says what the record says.
-/// The tag is derived from the category; status, format tag and container kind play no part. Nothing in the
-/// record is refused: a category that is not written as such is written as PCM. What the stream throws passes
-/// through.
+/// Writes a whole `fmt ` chunk at the writer's position, in the shortest form that expresses the record. The
+/// tag is derived from the category; status, format tag and container kind are ignored. No record is refused:
+/// a category without a form of its own is written as PCM. What the stream throws passes through.
 ///
 /// Two debug settings force a form: with "kelaudiofile.SpecifyWaveFormatStruct" at "true",
 /// "kelaudiofile.WaveFormatStructSize" is the size of the structure: 14, 16, 18 or 40. Other sizes below 18
