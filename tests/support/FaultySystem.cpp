@@ -125,6 +125,10 @@ int SetLength(int inDescriptor, std::uint64_t inLength) noexcept {
     return Decorated(true, 0, [&] { return shipped::SetLength(inDescriptor, inLength); });
 }
 
+int Sync(int inDescriptor, Synced inSynced) noexcept {
+    return Decorated(true, 0, [&] { return shipped::Sync(inDescriptor, inSynced); });
+}
+
 std::int64_t NextData(int inDescriptor, std::uint64_t inPosition) noexcept {
     return Decorated(false, -EINVAL, [&]() -> std::int64_t {
         return gSystem.findsHoles ? shipped::NextData(inDescriptor, inPosition) : -EINVAL;

@@ -7,6 +7,8 @@ namespace kelcore::filesupport {
 
 namespace {
 
+constexpr std::string_view kSync = "bring to the device";
+
 template <typename Call>
 auto Uninterrupted(Call inCall) {
     auto result = inCall();
@@ -40,6 +42,28 @@ std::uint64_t OpenFile::Length() const {
 void OpenFile::SetLength(std::uint64_t inLength) const {
     OrThrow(Uninterrupted([&] { return system::SetLength(mDescriptor, inLength); }), "set the length of",
             mPath);
+}
+
+void OpenFile::Sync() const {
+    if (mSyncFailure == 0)
+        mSyncFailure = -Uninterrupted([this] {
+            return system::Sync(mDescriptor, mFolderSynced ? system::Synced::kBytes : system::Synced::kAll);
+        });
+    OrThrow(-mSyncFailure, kSync, mPath);
+    if (!mFolderSynced)
+        SyncFolderOf(mPath);
+    mFolderSynced = true;
+}
+
+void SyncFolderOf(const UTF8String& inPath) {
+    const std::size_t slash = inPath.rfind('/');
+    UTF8String folder = ToUTF8String(".");
+    if (slash != UTF8String::npos)
+        folder = inPath.substr(0, std::max<std::size_t>(slash, 1));
+    const int descriptor = Open(folder, system::Access::kRead);
+    const int result = Uninterrupted([&] { return system::Sync(descriptor, system::Synced::kBytes); });
+    system::Close(descriptor);
+    OrThrow(result, kSync, folder);
 }
 
 std::uint64_t OpenFile::HoleAt(std::uint64_t inPosition) const {

@@ -36,6 +36,10 @@ public:
     std::uint64_t Length() const;
     void SetLength(std::uint64_t inLength) const;
 
+    /// Brings the file to the device; the first time with its entry in its folder. Once it has failed, it
+    /// fails again for the same reason.
+    void Sync() const;
+
     /// @return how many bytes from a position on are a hole, which reads as zeros; 0 if the system cannot
     /// tell.
     std::uint64_t HoleAt(std::uint64_t inPosition) const;
@@ -53,6 +57,11 @@ public:
 private:
     UTF8String mPath;
     int mDescriptor;
+    mutable bool mFolderSynced = false;
+    mutable int mSyncFailure = 0; ///< the system's reason; 0 if no sync of the file has failed
 };
+
+/// Brings the entries of the folder that holds a file to the device.
+void SyncFolderOf(const UTF8String& inPath);
 
 } // namespace kelcore::filesupport

@@ -24,6 +24,14 @@ inline constexpr std::size_t kLargestTransfer = 1u << 30;
 std::int64_t LengthOf(int inDescriptor) noexcept;
 int SetLength(int inDescriptor, std::uint64_t inLength) noexcept;
 
+/// What a sync brings to the device: the bytes of a file with the length that they need, or its times, owner
+/// and permissions too. The entries of a folder count as its bytes.
+enum class Synced { kBytes, kAll };
+
+/// Returns when the device has kept everything that the system holds for it, its own cache included where it
+/// can be asked to. After a failure the system may have dropped what it could not write.
+int Sync(int inDescriptor, Synced inSynced) noexcept;
+
 /// Where the first byte lies, from a position on, that is not in a hole of the file.
 /// @return a position; -ENXIO if nothing but a hole follows; another error where the system cannot tell.
 std::int64_t NextData(int inDescriptor, std::uint64_t inPosition) noexcept;

@@ -75,6 +75,21 @@ int SetLength(int inDescriptor, std::uint64_t inLength) noexcept {
     return ::ftruncate(inDescriptor, static_cast<off_t>(inLength)) < 0 ? -errno : 0;
 }
 
+// Where there is F_FULLFSYNC, fsync alone leaves the bytes in the cache of the device; but not every file
+// system takes it.
+int Sync(int inDescriptor, [[maybe_unused]] Synced inSynced) noexcept {
+#if defined(F_FULLFSYNC)
+    if (::fcntl(inDescriptor, F_FULLFSYNC) != -1)
+        return 0;
+    if (errno != ENOTSUP && errno != EINVAL && errno != ENOTTY)
+        return -errno;
+#elif defined(_POSIX_SYNCHRONIZED_IO) && _POSIX_SYNCHRONIZED_IO > 0
+    if (inSynced == Synced::kBytes)
+        return ::fdatasync(inDescriptor) < 0 ? -errno : 0;
+#endif
+    return ::fsync(inDescriptor) < 0 ? -errno : 0;
+}
+
 // The position of the descriptor moves, which no read or write here uses.
 std::int64_t NextData([[maybe_unused]] int inDescriptor, std::uint64_t inPosition) noexcept {
     if (!FitsOffset(inPosition))

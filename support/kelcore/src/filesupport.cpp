@@ -76,6 +76,10 @@ void File::MoveTo(const UTF8String& inNewPath) const {
     OrThrow(system::Rename(SystemPath(mPath), SystemPath(inNewPath)), "rename", mPath);
 }
 
+void File::SyncFolder() const {
+    SyncFolderOf(mPath);
+}
+
 File File::Opened() const {
     File opened = *this;
     opened.mOpenFile = std::make_shared<OpenFile>(mPath, system::Access::kRead);

@@ -20,6 +20,10 @@ void OPlatformByteStream::SetLength(std::uint64_t inLength) {
     mFile->SetLength(inLength);
 }
 
+void OPlatformByteStream::Sync() {
+    mFile->Sync();
+}
+
 void OPlatformByteStream::WriteBlock(const void* inBytes, unsigned inCount) {
     mFile->Write(static_cast<const unsigned char*>(inBytes), inCount, mPosition);
 }
@@ -72,6 +76,11 @@ void OBufferedByteStream::Flush() {
         throw;
     }
     Delivered(mWaiting);
+}
+
+void OBufferedByteStream::Sync(OPlatformByteStream& ioWrapped) {
+    Flush();
+    ioWrapped.Sync();
 }
 
 void OBufferedByteStream::Delivered(unsigned inCount) {

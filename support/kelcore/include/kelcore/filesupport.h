@@ -90,6 +90,11 @@ public:
     /// @throws file_exception
     void MoveTo(const UTF8String& inNewPath) const;
 
+    /// Brings the entries of the folder that holds the file to the device, so that its name outlives a power
+    /// cut. The folder must be readable.
+    /// @throws file_exception
+    void SyncFolder() const;
+
     /// Opens the file once for several input streams, each of which would else open it for itself. The
     /// descriptor is closed with the last copy of the result and the last stream made of one.
     /// @return the file with a descriptor, for streams and Size. @throws file_exception
@@ -203,6 +208,14 @@ public:
     /// @throws file_exception
     void SetLength(std::uint64_t inLength);
 
+    /// Brings everything written so far to the device, with the length that it needs; the first time also all
+    /// else that the system keeps about the file, and its name in its folder, which must be readable.
+    ///
+    /// A sync of the file that fails does so for good: the system may have dropped what it could not write,
+    /// and would not say so again. Then this call throws each time, for the same reason.
+    /// @throws file_exception
+    void Sync();
+
 private:
     std::shared_ptr<const OpenFile> mFile;
     std::uint64_t mPosition = 0;
@@ -233,6 +246,11 @@ public:
 
     /// Delivers what waits; after an exception the rest of it still waits.
     void Flush();
+
+    /// Delivers what waits, and brings the wrapped stream's file to the device.
+    /// @param ioWrapped  the wrapped stream.
+    /// @throws file_exception, also again after a sync that failed: see OPlatformByteStream::Sync
+    void Sync(OPlatformByteStream& ioWrapped);
 
     /// Delivers what waits and from now on hands every block straight through, so that a block that was taken
     /// has reached the wrapped stream. @throws what the wrapped stream throws; then nothing has changed
