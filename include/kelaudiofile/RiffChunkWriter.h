@@ -67,6 +67,10 @@ public:
     /// From now on hands every block to the system at once. Not exported. Nothing happens on a closed writer.
     KELAUDIOFILE_HIDDEN void WriteThrough();
 
+    /// Delivers what waits as Flush does, and brings the file to the device. Not exported. Nothing happens on
+    /// a closed writer.
+    KELAUDIOFILE_HIDDEN void Sync();
+
     /// Closes without any work on the headers.
     void Reset();
 

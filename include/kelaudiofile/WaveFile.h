@@ -259,6 +259,25 @@ public:
     /// after FinishSamples, the sizes count what did reach the file, and never less than before.
     bool FinishBlock();
 
+    /// A checkpoint that outlives a power cut. When it returns true, everything written so far is on the
+    /// device and counted by its sizes there: whatever then happens to this machine, the file reads back
+    /// complete up to here, as far as the device keeps what it has confirmed. What was written afterwards may
+    /// be missing, cut short or garbled, also where a size counts it.
+    ///
+    /// It waits for the device twice, a fraction of a millisecond to tens of them. The first call also brings
+    /// the file's name to the device, for which its folder must be readable; a relative path is looked up
+    /// again then.
+    ///
+    /// One gap is left to a device that can tear a write between two sectors: a `data` size that lies across
+    /// a multiple of 512 bytes in the file, which is so where the chunk's header begins 505 to 507 bytes
+    /// after one. A "JUNK" chunk in front of it moves it.
+    /// @return false if the file is not open for writing, or if writing failed; then what FinishBlock says
+    /// holds, and it may be called again. False also if the device could not be written to. The system may
+    /// have dropped what was on its way then, and would not say so again: each later call returns false too,
+    /// and only what the last call that returned true covered is safe. Go on in a new file, on another device
+    /// if there is one.
+    bool FinishBlockOnDisk();
+
     /// Completes the file and closes it. It does not end a chunk that is open: without FinishSamples it
     /// returns true and leaves the `data` size of the last FinishBlock. Without any, that is 0, and most
     /// other programs see an empty file.

@@ -163,6 +163,12 @@ void RiffChunkWriter::Flush() {
         mBufferedStream->RemoveFailedWrites(*mPlatformStream);
 }
 
+void RiffChunkWriter::Sync() {
+    Flush();
+    if (mBufferedStream)
+        mBufferedStream->Sync(*mPlatformStream);
+}
+
 void RiffChunkWriter::WriteThrough() {
     if (mBufferedStream)
         mBufferedStream->StopGathering();

@@ -18,6 +18,10 @@ struct KELAUDIOFILE_HIDDEN WaveFileAccess {
     /// From now on, blocks that a file open for writing has taken have reached the system.
     /// @return false if what was written before could not be delivered.
     static bool WriteThrough(WaveFile& ioFile);
+
+    /// Before samples are written: puts a filler chunk in front of each `data` chunk whose size would lie
+    /// across two sectors of a disk.
+    static void KeepSizesWhole(WaveFile& ioFile);
 };
 
 } // namespace kelaudiofile

@@ -33,6 +33,7 @@ struct KELAUDIOFILE_HIDDEN WaveFile::Impl {
     std::uint64_t dataChunkStart = 0;    ///< sample byte offset that the `data` chunk's first byte stands for
     std::int64_t nextSampleByte = 0;     ///< where the last block ended
     std::int64_t earlierSampleBytes = 0; ///< in the `data` chunks before the current one
+    bool keepsSizesWhole = false;        ///< no size of a `data` chunk lies across two sectors
     bool dataChunkEnded = false;         ///< FinishSamples has ended a `data` chunk, and none was begun since
     std::uint64_t brokenChunk = 0;       ///< header of a chunk whose end failed, while its size is wrong
     std::uint64_t brokenChunkEnd = 0;    ///< where its data ends

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <array>
 #include <limits>
 #include <utility>
 
@@ -6,6 +7,7 @@
 #include "WaveFileAccess.h"
 #include "WaveFileImpl.h"
 #include "WaveFormatChunkWriter.h"
+#include "bytes/ByteOrder.h"
 #include "chunks/Attempt.h"
 
 namespace kelaudiofile {
@@ -61,6 +63,17 @@ void WriteChunk(RiffChunkWriter& ioWriter, std::uint32_t inId, const std::uint8_
     const std::uint64_t chunkStart = ioWriter.StartChunk(inId);
     ioWriter.GetByteStream()->WriteBlock(inData, static_cast<unsigned>(inSize));
     ioWriter.EndChunk(chunkStart, 0);
+}
+
+/// A disk that loses power may have written one of two neighbouring sectors: half a size would be any size.
+void KeepNextSizeWhole(OByteStream& ioStream) {
+    constexpr std::uint64_t kSectorBytes = 512, kSizeBytes = 4;
+    if ((ioStream.CurPos() + riff::chunk::kSize) % kSectorBytes <= kSectorBytes - kSizeBytes)
+        return;
+    std::array<bytes::Byte, 2 * riff::chunk::kHeaderBytes> filler{};
+    bytes::StoreLittle32(&filler[riff::chunk::kId], riff::kJunkId);
+    bytes::StoreLittle32(&filler[riff::chunk::kSize], filler.size() - riff::chunk::kHeaderBytes);
+    ioStream.WriteBlock(filler.data(), static_cast<unsigned>(filler.size()));
 }
 
 } // namespace
@@ -137,6 +150,10 @@ bool WaveFileAccess::WriteThrough(WaveFile& ioFile) {
     return Attempt([&] { ioFile.mImpl->chunkWriter.WriteThrough(); });
 }
 
+void WaveFileAccess::KeepSizesWhole(WaveFile& ioFile) {
+    ioFile.mImpl->keepsSizesWhole = true;
+}
+
 bool WaveFile::WriteSampleBytes(std::int64_t inOffset, std::int32_t inByteCount, const std::uint8_t* inBuffer,
                                 ExtendedErrorInfo& outError) {
     outError.code = Error::kNoError;
@@ -187,6 +204,8 @@ void WaveFile::Impl::WriteBlock(std::int64_t inOffset, std::int32_t inByteCount,
 
 void WaveFile::Impl::StartDataChunk(std::int64_t inOffset) {
     MendBrokenChunk();
+    if (keepsSizesWhole)
+        KeepNextSizeWhole(*chunkWriter.GetByteStream());
     dataChunkHandle = chunkWriter.StartChunk(GetWaveDataIdentifier());
     earlierSampleBytes += static_cast<std::int64_t>(DataChunkBytes());
     dataChunkStart = static_cast<std::uint64_t>(inOffset);
@@ -236,77 +255,6 @@ std::int64_t WaveFile::Impl::FrameBytes() const {
 std::int64_t WaveFile::Impl::FramesWritten() const {
     const std::int64_t bytes = earlierSampleBytes + static_cast<std::int64_t>(DataChunkBytes());
     return FrameBytes() == 0 ? 0 : bytes / FrameBytes();
-}
-
-bool WaveFile::FinishBlock() {
-    Impl& impl = *mImpl;
-    if (!impl.chunkWriter.IsInitialized())
-        return false;
-    const bool delivered = Attempt([&impl] {
-        if (impl.dataChunkHandle == 0) {
-            impl.MendBrokenChunk();
-            impl.chunkWriter.Flush();
-        } else {
-            impl.EndDataChunk();
-            impl.chunkWriter.GetByteStream()->CurPos(
-                impl.EndOfSamples()); // delivers a pad byte, and goes back over it
-        }
-    });
-    const bool counted = Attempt([&impl] { impl.chunkWriter.EndBlock(impl.FramesWritten()); });
-    return delivered && counted;
-}
-
-bool WaveFile::FinishSamples() {
-    Impl& impl = *mImpl;
-    if (!impl.chunkWriter.IsInitialized())
-        return false;
-    if (impl.dataChunkHandle == 0)
-        return Attempt([&impl] { impl.MendBrokenChunk(); });
-    impl.dataChunkEnded = true;
-    return impl.EndForGood(impl.dataChunkHandle, impl.EndOfSamples());
-}
-
-bool WaveFile::StartMetadatumWrite(std::uint32_t inChunkID) {
-    Impl& impl = *mImpl;
-    if (!impl.chunkWriter.IsInitialized() || impl.dataChunkHandle != 0 || impl.metadatumChunkHandle != 0)
-        return false;
-    return Attempt([&] {
-        impl.MendBrokenChunk();
-        impl.metadatumChunkHandle = impl.chunkWriter.StartChunk(inChunkID);
-    });
-}
-
-bool WaveFile::MetadatumWrite(const std::uint8_t* inBuffer, std::int32_t inByteCount) {
-    Impl& impl = *mImpl;
-    if (!impl.chunkWriter.IsInitialized() || impl.dataChunkHandle != 0)
-        return false;
-    if (inByteCount < 0 || (inBuffer == nullptr && inByteCount != 0))
-        return false;
-    return Attempt([&] {
-        impl.MendBrokenChunk();
-        impl.chunkWriter.GetByteStream()->WriteBlock(inBuffer, static_cast<unsigned>(inByteCount));
-    });
-}
-
-bool WaveFile::FinishMetadatumWrite() {
-    Impl& impl = *mImpl;
-    if (!impl.chunkWriter.IsInitialized())
-        return false;
-    if (impl.metadatumChunkHandle == 0)
-        return Attempt([&impl] { impl.MendBrokenChunk(); });
-    return impl.EndForGood(impl.metadatumChunkHandle, impl.chunkWriter.GetByteStream()->CurPos());
-}
-
-bool WaveFile::FinishWrite() {
-    Impl& impl = *mImpl;
-    if (!impl.chunkWriter.IsInitialized())
-        return false;
-    const bool mended = Attempt([&impl] { impl.MendBrokenChunk(); });
-    if (!mended) // the failure may have passed, and the end of the file would deliver what no size counts
-        Attempt([&impl] { impl.MendBrokenChunk(); });
-    const bool ended = Attempt([&impl] { impl.chunkWriter.EndFile(impl.FramesWritten()); });
-    impl.brokenChunk = 0;
-    return mended && ended;
 }
 
 } // namespace kelaudiofile
