@@ -37,8 +37,10 @@ struct KELAUDIOFILE_HIDDEN AudioWriter::Impl {
     bool EndChunk(bool inIsWhole, AudioError& outError);
     bool EndOpenChunk(AudioError& outError);
     bool CopyChunk(const AudioChunk& inChunk, AudioError& outError);
-    bool Complete(AudioError& outError);
-    bool Rename(AudioError& outError) const;
+    bool Complete(Durability inDurability, AudioError& outError);
+    bool CompleteWave(WaveFile& ioWave, Durability inDurability) const;
+    bool CompleteAiff(AiffFile& ioAiff, Durability inDurability) const;
+    bool Rename(Durability inDurability, AudioError& outError) const;
 };
 
 } // namespace kelaudiofile

@@ -92,6 +92,8 @@ std::unique_ptr<AudioWriter> AudioWriter::Create(std::string_view inPath, Contai
         FailForSystem(outError, AudioError::kWriteFailed, impl->writtenPath, "it cannot be created");
         return nullptr;
     }
+    if (WaveFile* const wave = impl->Wave(); wave != nullptr && inOptions.durable)
+        WaveFileAccess::KeepSizesWhole(*wave);
     return std::unique_ptr<AudioWriter>(new AudioWriter(std::move(impl)));
 }
 

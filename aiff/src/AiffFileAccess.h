@@ -16,6 +16,9 @@ struct KELAUDIOFILE_HIDDEN AiffFileAccess {
     /// From now on, blocks that a file open for writing has taken have reached the system.
     /// @return false if what was written before could not be delivered.
     static bool WriteThrough(AiffFile& ioFile);
+
+    /// FinishWrite is to bring the file to the device before it returns; it throws if it cannot.
+    static void SyncWhenFinished(AiffFile& ioFile);
 };
 
 } // namespace kelaudiofile

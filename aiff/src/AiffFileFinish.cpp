@@ -40,13 +40,20 @@ void AiffFile::Impl::CompleteMetadatum() {
 
 void AiffFile::Impl::Complete() {
     try {
+        SyncIfAsked(); // the samples first, then what counts them
         CompleteSizes();
         bufferedStream->Flush(); // destruction would lose the failure to deliver the last bytes
         bufferedStream->RemoveFailedWrites(*writeStream);
+        SyncIfAsked();
     } catch (...) {
         chunks::Attempt([this] { CountDelivered(); });
         throw;
     }
+}
+
+void AiffFile::Impl::SyncIfAsked() {
+    if (syncsWhenFinished)
+        bufferedStream->Sync(*writeStream);
 }
 
 // Past the buffer, where what could not be delivered still waits. Unless that reaches the end of the file, it

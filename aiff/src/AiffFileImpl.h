@@ -32,6 +32,7 @@ struct KELAUDIOFILE_HIDDEN AiffFile::Impl {
     std::int64_t ssndChunkPosition = 0;
     std::int64_t metadatumPosition = 0;
     std::uint32_t metadatumID = 0;
+    bool syncsWhenFinished = false;
 
     /// @name Writing
     /// @{
@@ -43,6 +44,7 @@ struct KELAUDIOFILE_HIDDEN AiffFile::Impl {
     void CompleteMetadatum();
     void Complete();
     void CompleteSizes();
+    void SyncIfAsked();
     void CountDelivered();
     bool HasSsnd() const;
     std::uint32_t FramesOf(std::int64_t inSampleBytes) const;

@@ -136,6 +136,10 @@ bool AiffFileAccess::WriteThrough(AiffFile& ioFile) {
     return impl.bufferedStream && Attempt([&] { impl.bufferedStream->StopGathering(); });
 }
 
+void AiffFileAccess::SyncWhenFinished(AiffFile& ioFile) {
+    ioFile.mImpl->syncsWhenFinished = true;
+}
+
 bool AiffFile::WriteSampleBytes(std::int64_t inOffset, std::int32_t inByteCount, const void* inBuffer,
                                 ExtendedErrorInfo& outError) {
     outError.code = ExtendedErrorInfo::kNoError;

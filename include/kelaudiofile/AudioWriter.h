@@ -12,6 +12,16 @@
 
 namespace kelaudiofile {
 
+/// What a checkpoint or a finished file outlives.
+enum class Durability : std::int32_t {
+    /// The death of this process. What was written is with the system, which takes up to half a minute or so
+    /// to bring it to the disk, in an order of its own: a power cut in that time can leave any of it out.
+    kProcess = 0,
+    /// A power cut and a crash of the system too, as far as the disk keeps what it has confirmed. Waits for
+    /// the disk twice: fractions of a millisecond to tens of them.
+    kMachine = 1,
+};
+
 /// Choices of a writer that most hosts leave alone.
 struct WriterOptions {
     /// A wave file becomes RF64 in place when it passes 4 GiB; false: it stays RIFF and continues in further
@@ -22,6 +32,10 @@ struct WriterOptions {
     bool replaceWhenFinished = false;
     /// An AIFF file of integers is written little-endian ("sowt"), which some programs misread.
     bool littleEndianAiff = false;
+    /// A wave file is laid out for checkpoints that outlive the machine: a filler chunk goes in front of the
+    /// audio where the size of that would lie across two sectors of a disk, of which a power cut may leave
+    /// one unwritten. It syncs nothing by itself; see Durability::kMachine.
+    bool durable = false;
 };
 
 /// Writes a wave or AIFF file from planes of floats or from bytes.
@@ -94,20 +108,34 @@ public:
     /// @return false at the first chunk that could not be read or written; the ones before it are there.
     bool CopyChunks(AudioReader& ioReader, Side inSide, AudioError& outError);
 
-    /// Makes everything taken so far survive the death of this process. Wave files only: an AIFF file has
-    /// no size of its samples until Finish.
+    /// Makes everything taken so far outlive this process, or this machine too. Wave files only: an AIFF file
+    /// has no size of its samples until Finish.
+    ///
+    /// With kMachine, what was written after the last checkpoint of that kind may be missing, cut short or
+    /// garbled after a power cut, also where a kProcess one has counted it. Once the disk could not be
+    /// written to, the system may have dropped what was on its way, and would not say so again: then every
+    /// later call with kMachine fails too. What the last one that worked covered is safe; go on in a new
+    /// file, on another disk if there is one.
+    /// @param inDurability  what it is to outlive; kMachine wants WriterOptions::durable.
     /// @param outError  set if the call fails.
     /// @return false for an AIFF file, a finished one, or after a failed write; what the previous checkpoint
-    /// counted is then still safe.
+    /// of the same kind counted is then still safe.
+    bool Checkpoint(Durability inDurability, AudioError& outError);
+    /// As Checkpoint with kProcess.
     bool Checkpoint(AudioError& outError);
     /// Ends the audio, completes the headers and closes the file. After a failure the file is closed with
     /// every frame that reached the disk.
     ///
     /// With replaceWhenFinished, it replaces the old file, after a failed Write too: to keep the old one
     /// then, call Discard or leave the rest to the destructor.
+    /// @param inDurability  what the finished file is to outlive. With kMachine and replaceWhenFinished, the
+    /// new file is on the disk before it takes the name of the old one, so that a power cut leaves one of the
+    /// two, whole; if it cannot be brought there, the old one stays.
     /// @param outError  set if the call fails.
     /// @return whether the file is complete under its name. After a failure no call but the destructor is
     /// left.
+    bool Finish(Durability inDurability, AudioError& outError);
+    /// As Finish with kProcess.
     bool Finish(AudioError& outError);
     /// Gives the file up: closes it and deletes what was written. With replaceWhenFinished, an old file
     /// stays.
