@@ -71,6 +71,10 @@ public:
     /// a closed writer.
     KELAUDIOFILE_HIDDEN void Sync();
 
+    /// Before the EndChunk of a `data` chunk whose size comes to need `ds64`: brings that header to the
+    /// device. Nothing happens for a chunk that is smaller, or that needed it before. Not exported.
+    KELAUDIOFILE_HIDDEN void SyncSwitch(std::int64_t inDataSize, std::int64_t sampleCount);
+
     /// Closes without any work on the headers.
     void Reset();
 

@@ -169,6 +169,17 @@ void RiffChunkWriter::Sync() {
         mBufferedStream->Sync(*mPlatformStream);
 }
 
+// A size field that says "elsewhere" would let the chunk reach to the end of the file until the header is
+// there.
+void RiffChunkWriter::SyncSwitch(std::int64_t inDataSize, std::int64_t sampleCount) {
+    constexpr auto kLimit = static_cast<std::int64_t>(riff::kLimit32);
+    if (!mDs64Reserved || inDataSize < kLimit || mDataChunkSize >= kLimit)
+        return;
+    mDataChunkSize = inDataSize;
+    UpdateHeaders(sampleCount);
+    Sync();
+}
+
 void RiffChunkWriter::WriteThrough() {
     if (mBufferedStream)
         mBufferedStream->StopGathering();

@@ -23,15 +23,17 @@ bool WaveFile::FinishBlock() {
     return delivered && counted;
 }
 
-// The sizes may reach the device before what was written ahead of them, so what they count goes first. The
-// RF64 header is safe in any order after that: whichever of its writes are missing, the size in force reaches
-// at least as far as the last one that was confirmed.
+// The sizes may reach the device before what was written ahead of them, so what they count goes first.
 bool WaveFile::FinishBlockOnDisk() {
     Impl& impl = *mImpl;
-    const auto sync = [&impl] { return Attempt([&impl] { impl.chunkWriter.Sync(); }); };
-    const bool kept = sync();
+    const bool kept = Attempt([&impl] {
+        impl.chunkWriter.Sync();
+        if (impl.dataChunkHandle != 0)
+            impl.chunkWriter.SyncSwitch(static_cast<std::int64_t>(impl.DataChunkBytes()),
+                                        impl.FramesWritten());
+    });
     const bool counted = FinishBlock();
-    return kept && counted && sync();
+    return kept && counted && Attempt([&impl] { impl.chunkWriter.Sync(); });
 }
 
 bool WaveFile::FinishSamples() {
