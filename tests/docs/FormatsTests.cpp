@@ -11,8 +11,7 @@
 
 namespace {
 
-using kelaudiofile::AiffFile;
-using kelaudiofile::WaveFile;
+using namespace kelaudiofile;
 using testing_support::Bytes;
 using testing_support::TemporaryFolder;
 
@@ -41,48 +40,44 @@ void ExpectDumped(const std::string& inName, const std::filesystem::path& inPath
     EXPECT_EQ(std::filesystem::file_size(inPath), end);
 }
 
-std::unique_ptr<WaveFile> CreateWave(const TemporaryFolder& inFolder, int inRate,
-                                     const kelmediatypes::ChannelLayout& inLayout, bool inRf64) {
-    WaveFile::ExtendedErrorInfo error;
-    return std::unique_ptr<WaveFile>(
-        WaveFile::OpenForWrite(inFolder.PathText("a.wav"), inRate, static_cast<int>(inLayout.size()), 2, 16,
-                               WaveFile::kIntegerSamples, inLayout, inRf64, error, inRf64));
-}
-
-bool Write(WaveFile& ioFile, std::int64_t inOffset, const Bytes& inBytes) {
-    WaveFile::ExtendedErrorInfo error;
-    return ioFile.WriteSampleBytes(inOffset, static_cast<std::int32_t>(inBytes.size()), inBytes.data(),
-                                   error);
+std::unique_ptr<AudioWriter> Create(const TemporaryFolder& inFolder, Container inContainer,
+                                    const AudioFormat& inFormat) {
+    AudioError error;
+    WriterOptions options;
+    options.rf64 = false;
+    return AudioWriter::Create(inFolder.Path("file").string(), inContainer, inFormat, options, error);
 }
 
 TEST(Formats, RiffWave) {
     const TemporaryFolder folder;
-    const auto file = CreateWave(folder, 44100, kelmediatypes::CreateStereoChannelLayout(), false);
-    ASSERT_TRUE(file && Write(*file, 0, {1, 0, 0xFF, 0xFF, 0xFF, 0x7F, 0, 0x80}) && file->FinishSamples());
-    ASSERT_TRUE(file->StartMetadatumWrite(0x65746F6E) &&
-                file->MetadatumWrite(reinterpret_cast<const std::uint8_t*>("abc"), 3) &&
-                file->FinishMetadatumWrite() && file->FinishWrite());
-    ExpectDumped("riff", folder.Path("a.wav"));
+    AudioError error;
+    const auto file = Create(folder, Container::kWave, {44100, 2, {SampleCoding::kInteger, 2}, {}});
+    ASSERT_TRUE(file && file->WriteRaw("\1\0\xFF\xFF\xFF\x7F\0\x80", 2, error) &&
+                file->WriteChunk(ChunkId("note"), "abc", 3, error) && file->Finish(error));
+    ExpectDumped("riff", folder.Path("file"));
 }
 
 TEST(Formats, Rf64AfterTheSwitch) {
     const TemporaryFolder folder;
-    const auto file = CreateWave(folder, 48000, kelmediatypes::CreateMonoChannelLayout(), true);
-    ASSERT_TRUE(file && Write(*file, 0, {1, 0, 2, 0}) && file->FinishBlock());
-    ExpectDumped("rf64-before", folder.Path("a.wav"));
-    ASSERT_TRUE(Write(*file, 0xFFFFFFFC, {3, 0, 4, 0}) && file->FinishSamples() && file->FinishWrite());
-    ExpectDumped("rf64", folder.Path("a.wav"));
+    WaveFile::ExtendedErrorInfo error;
+    const std::unique_ptr<WaveFile> file(
+        WaveFile::OpenForWrite(folder.PathText("file"), 48000, 1, 2, 16, WaveFile::kIntegerSamples,
+                               kelmediatypes::CreateMonoChannelLayout(), true, error, true));
+    const auto write = [&](std::int64_t inOffset, const char* inBytes) {
+        return file->WriteSampleBytes(inOffset, 4, reinterpret_cast<const std::uint8_t*>(inBytes), error);
+    };
+    ASSERT_TRUE(file && write(0, "\1\0\2") && file->FinishBlock());
+    ExpectDumped("rf64-before", folder.Path("file"));
+    ASSERT_TRUE(write(0xFFFFFFFC, "\3\0\4") && file->FinishSamples() && file->FinishWrite());
+    ExpectDumped("rf64", folder.Path("file"));
 }
 
 TEST(Formats, AiffC) {
     const TemporaryFolder folder;
-    AiffFile::ExtendedErrorInfo error;
-    const std::unique_ptr<AiffFile> file(
-        AiffFile::OpenForWrite(folder.PathText("a.aif"), 48000, 1, 32, AiffFile::kFloatSamples,
-                               kelmediatypes::CreateMonoChannelLayout(), error));
-    const unsigned char samples[] = {0x3F, 0, 0, 0, 0xBF, 0x80, 0, 0};
-    ASSERT_TRUE(file && file->WriteSampleBytes(0, 8, samples, error) && file->FinishWrite(false, error));
-    ExpectDumped("aiff-c", folder.Path("a.aif"));
+    AudioError error;
+    const auto file = Create(folder, Container::kAiff, {48000, 1, {SampleCoding::kFloat_1, 4}, {}});
+    ASSERT_TRUE(file && file->WriteRaw("\x3F\0\0\0\xBF\x80\0", 2, error) && file->Finish(error));
+    ExpectDumped("aiff-c", folder.Path("file"));
 }
 
 TEST(Formats, PeakStream) {
@@ -90,16 +85,12 @@ TEST(Formats, PeakStream) {
     if (*reinterpret_cast<const unsigned char*>(&one) != 1)
         GTEST_SKIP() << "the page shows the stream of a little-endian machine";
     const TemporaryFolder folder;
-    kelaudiofile::PeakData peaks;
+    PeakData peaks;
     peaks.Append(0, 256, {{-0.5f, 0.5f}, {-1.0f, 0.25f}});
     peaks.Append(512, 44, {{0.0f, 1.0f}});
-    {
-        folder.File("a.peaks").Create(false);
-        kelcore::filesupport::OPlatformByteStream stream(folder.File("a.peaks"),
-                                                         kelcore::utility::Flags<unsigned>());
-        peaks.WriteToStream(stream);
-    }
-    ExpectDumped("peaks", folder.Path("a.peaks"));
+    peaks.WriteToStream(*std::make_unique<kelcore::filesupport::OPlatformByteStream>(
+        folder.File("file").Created(), kelcore::utility::Flags<unsigned>()));
+    ExpectDumped("peaks", folder.Path("file"));
 }
 
 } // namespace

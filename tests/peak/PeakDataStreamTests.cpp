@@ -4,14 +4,13 @@
 
 #include "Describe.h"
 #include "StreamLimits.h"
-#include "support/Sweep.h"
+#include "support/Faults.h"
 
 using namespace kelcore::filesupport;
 using namespace testing_support;
 
 namespace {
 
-using Flags = kelcore::utility::Flags<unsigned>;
 
 const char kThree[] = "from 1000 | 1000 256: 1 2 3 | 2000 44: 4 | 3000 212: 5 6";
 
@@ -100,29 +99,4 @@ TEST(PeakStream, WhatNoRecordCanHoldIsNotWritten) {
     EXPECT_THROW(RequireStorableDatums(1u << 29), kelcore::config::kel_exception);
     EXPECT_NO_THROW(RequireStorableSegments(0xFFFFFFFF));
     EXPECT_THROW(RequireStorableSegments(std::uint64_t{1} << 32), kelcore::config::kel_exception);
-}
-
-// Whatever call of the system or of the heap fails: the exception comes out, and nothing leaks. A failed
-// close alone, the last call, is nothing that reading or writing can still answer.
-TEST(PeakStream, EveryFaultComesOut) {
-    const TemporaryFolder folder;
-    const File file = folder.File("peaks");
-    file.Create(false);
-    const auto data = Timeline(kThree);
-    for (const bool writes : {true, false}) {
-        std::uint64_t thrown = 0;
-        const auto run = [&] {
-            try {
-                if (writes)
-                    data->WriteToStream(*std::make_unique<OPlatformByteStream>(file, Flags(0)));
-                else
-                    PeakData().LoadFromStream(*std::make_unique<IPlatformByteStream>(file, Flags(0)));
-            } catch (const std::exception&) { // file_exception or std::bad_alloc
-                ++thrown;
-            }
-        };
-        const std::uint64_t calls = faults::SweepCalls({}, run);
-        EXPECT_EQ(std::exchange(thrown, 0), calls - 1);
-        EXPECT_EQ(faults::SweepAllocations(run), thrown);
-    }
 }
