@@ -269,22 +269,34 @@ TEST_F(AudioFiles, DigestsGoByWhatIsHeard) {
     }
 }
 
-TEST_F(AudioFiles, PeaksAreThoseOfAllFramesAtOnce) {
+// NaN here and there in one channel, and long runs of it in the other, which count as 0.
+TEST_F(AudioFiles, PeaksAreTheExtremesOfEachBlock) {
     Planes planes = Signal(2, 20000);
+    for (std::size_t frame = 3; frame < 20000; frame += 7)
+        planes[0][frame] = NAN;
     std::fill_n(planes[1].begin() + 8000, 1500, NAN);
     ASSERT_TRUE(Writer("file", kWave, Format(4, kFloat_1))->Write(Pointers(planes).data(), 20000, error));
     auto reader = Reader("file");
-    for (const std::int64_t block : {1, 256, 300, 8191, 9000, 30000}) {
+    for (const unsigned block : {1u, 2u, 7u, 15u, 16u, 17u, 64u, 300u, 8191u, 9000u, 30000u}) {
         const auto timelines = MakePeaks(*reader, block, {}, error);
         ASSERT_EQ(timelines.size(), 2u);
         for (std::size_t channel = 0; channel < 2; ++channel) {
-            const PeakDataSegment peaks = kelaudiofile::MakePeaks(planes[channel].data(), 20000, block);
-            EXPECT_TRUE(std::equal(timelines[channel]->begin(), timelines[channel]->end(), peaks.begin(),
-                                   peaks.end()))
+            PeakDatumVector expected;
+            for (std::size_t frame = 0; frame < 20000; ++frame) {
+                if (frame % block == 0)
+                    expected.emplace_back(HUGE_VALF, -HUGE_VALF);
+                const float sample = planes[channel][frame];
+                expected.back() = {std::fmin(expected.back().min, sample),
+                                   std::fmax(expected.back().max, sample)};
+            }
+            std::replace(expected.begin(), expected.end(), PeakDatum(HUGE_VALF, -HUGE_VALF), PeakDatum());
+            EXPECT_TRUE(std::equal(expected.begin(), expected.end(), timelines[channel]->begin(),
+                                   timelines[channel]->end()))
                 << "channel " << channel << ", blocks of " << block;
             EXPECT_EQ(timelines[channel]->GetDuration(), 20000);
         }
     }
+    EXPECT_EQ(kelaudiofile::MakePeaks(planes[0].data(), 20000, 0).size(), 0u);
     EXPECT_TRUE(MakePeaks(*reader, 0, {}, error).empty());
     ExpectError(kBadArgument);
 }

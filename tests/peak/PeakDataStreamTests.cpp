@@ -11,7 +11,6 @@ using namespace testing_support;
 
 namespace {
 
-
 const char kThree[] = "from 1000 | 1000 256: 1 2 3 | 2000 44: 4 | 3000 212: 5 6";
 
 Bytes StreamOf(const std::string& inTimeline) {

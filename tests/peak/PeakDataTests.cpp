@@ -1,11 +1,6 @@
-#include <algorithm>
-#include <cmath>
-#include <limits>
-
 #include <gtest/gtest.h>
 
 #include "Describe.h"
-#include "kelaudiofile/MakePeaks.h"
 
 using namespace testing_support;
 
@@ -92,29 +87,4 @@ TEST(PeakDataIterator, FindsSilenceInSegmentsWithoutDatums) {
     EXPECT_EQ((*std::as_const(*data).Find(5)).max + (*data->Find(5)).max, 0);
     EXPECT_EQ((*(data->begin() + 1)).max, 2) << "counted moves pass over them";
     EXPECT_TRUE(data->begin() + 3 == data->end() && (*(data->end() - 3)).max == 1);
-}
-
-// Every length and place of samples, with NaN between them, against a comparison of one after the other.
-TEST(MakePeaks, TakesTheExtremesOfEachBlock) {
-    constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
-    std::vector<float> samples(301);
-    for (std::size_t i = 0; i < samples.size(); ++i)
-        samples[i] = i % 7 == 3 || (i > 40 && i < 48) ? kNaN : static_cast<float>(i * 7919 % 1009) - 500.0f;
-    for (std::int64_t blockSize : {0, 1, 2, 7, 15, 16, 17, 64, 100, 1000})
-        for (std::int64_t count = 0; count <= 300; ++count) {
-            PeakDatumVector expected;
-            for (std::int64_t i = 0; i < count && blockSize > 0; ++i) {
-                if (i % blockSize == 0)
-                    expected.emplace_back(HUGE_VALF, -HUGE_VALF);
-                const float sample = samples[static_cast<std::size_t>(1 + i)];
-                expected.back() = {std::fmin(expected.back().min, sample),
-                                   std::fmax(expected.back().max, sample)};
-            }
-            std::replace(expected.begin(), expected.end(), PeakDatum(HUGE_VALF, -HUGE_VALF),
-                         PeakDatum()); // all NaN
-            const PeakDataSegment peaks = kelaudiofile::MakePeaks(samples.data() + 1, count, blockSize);
-            ASSERT_EQ(peaks.GetBlockSize(), blockSize);
-            ASSERT_TRUE(std::equal(peaks.begin(), peaks.end(), expected.begin(), expected.end()))
-                << count << " samples in blocks of " << blockSize;
-        }
 }

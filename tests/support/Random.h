@@ -7,8 +7,6 @@ namespace testing_support {
 /// Repeatable numbers (splitmix64), the same on every platform.
 class Random {
 public:
-    using result_type = std::uint32_t;
-
     explicit Random(std::uint64_t inSeed) : mState(inSeed) {}
 
     std::uint64_t Next64() {
@@ -20,9 +18,6 @@ public:
     std::uint32_t operator()() { return static_cast<std::uint32_t>(Next64() >> 32); }
     /// @return a number below inLimit.
     std::uint32_t Below(std::uint32_t inLimit) { return (*this)() % inLimit; }
-
-    static constexpr std::uint32_t min() { return 0; }
-    static constexpr std::uint32_t max() { return 0xFFFFFFFF; }
 
 private:
     std::uint64_t mState;
