@@ -20,6 +20,9 @@ inline Bytes operator+(Bytes inFirst, const Bytes& inSecond) {
 inline Bytes Big32(std::uint64_t inValue) {
     return BigImage().U32(inValue);
 }
+inline BigImage Header(std::string_view inId, std::uint64_t inSize) {
+    return BigImage().Header(inId, inSize);
+}
 inline Bytes Chunk(std::string_view inId, const Bytes& inData) {
     return BigImage().Chunk(inId, inData);
 }

@@ -29,32 +29,23 @@ protected:
     void FillDisk(int inBits, const Bytes& inBlock, std::int64_t inRoom, bool inStaysFull);
 };
 
-// Chunks lie so far apart that each needs a read of its own.
+// Chunks lie so far apart that each needs a read of its own. The calls: does it exist, its size, open, FORM,
+// its size again, the headers of COMM, CHAN and SSND, COMM, SSND, CHAN, samples, metadata; then none fails.
 TEST_F(AiffFaults, EverySystemCallOfReading) {
-    const std::string untouched = std::to_string(kUntouched);
-    // clang-format off
-    const struct { const char* call; std::string once, forGood; } kCalls[] = { // what can be read if it fails
-        {"does it exist", "1", "1"}, {"its size", untouched, untouched}, {"open", untouched, untouched},
-        {"FORM", "2", "2"}, {"its size again", "3", "3"}, {"header of COMM", "3", "3"},
-        {"header of CHAN", "3", "3"}, {"header of SSND", "3", "3"}, {"COMM", "4", "4"}, {"SSND", "5", "5"},
-        {"CHAN", "SM", ""}, {"samples", "LM", "L"}, {"metadata", "LS", "LS"}, {"none", "LSM", "LSM"},
-    };
-    // clang-format on
     const Bytes comm = Chunk("COMM", Comm{.channels = 3, .frames = 2000}.Data()),
                 anno = Chunk("ANNO", Bytes(20000));
     const Bytes chan = Chunk("CHAN", Big32(0x10000) + Big32(7));
     WriteFile(mPath, Form("AIFF", anno + comm + anno + chan + anno + Ssnd(Counting(12000))));
-    for (const auto mode : {System::Mode::kFailOnce, System::Mode::kFailForGood}) {
-        const std::uint64_t calls = faults::SweepCalls({.mode = mode}, [&, row = kCalls]() mutable {
-            EXPECT_EQ(Read(12000, 20008), mode == System::Mode::kFailOnce ? row->once : row->forGood)
-                << row->call;
-            ++row;
-        });
-        EXPECT_EQ(calls, std::size(kCalls) - 1);
-    }
+    std::string once(100, ' '), forGood = once; // what can be read if a call fails
+    once.clear();
+    forGood.clear();
+    faults::SweepCalls({.mode = System::Mode::kFailOnce}, [&] { once += Read(12000, 20008) + " "; });
+    faults::SweepCalls({.mode = System::Mode::kFailForGood}, [&] { forGood += Read(12000, 20008) + " "; });
+    EXPECT_EQ(once, "1 -77 -77 2 3 3 3 3 4 5 SM LM LS LSM ");
+    EXPECT_EQ(forGood, "1 -77 -77 2 3 3 3 3 4 5  L LS LSM ");
 }
 
-TEST_F(AiffFaults, EveryAllocation) {
+TEST_F(AiffFaults, EveryAllocationOfWriting) {
     faults::SweepAllocations([&, format = Format{.bits = 32, .type = 3, .layout = ChannelLayout(100, 100)}] {
         bool worked = false;
         try {
@@ -66,17 +57,6 @@ TEST_F(AiffFaults, EveryAllocation) {
         mFile.reset();
         EXPECT_EQ(worked, !faults::Fired());
     });
-    std::string codes(100, '-'); // of each run
-    faults::SweepAllocations([&, at = codes.begin()]() mutable {
-        const std::int32_t code = Open();
-        *at++ = code == kUntouched ? 'u' : static_cast<char>('0' + code);
-        EXPECT_EQ(mFile != nullptr, !faults::Fired());
-        mFile.reset();
-        mError = {};
-    });
-    // Before the walk; the stream's first window; the list of chunks; what comes after, or nothing failed.
-    codes.erase(std::unique(codes.begin(), codes.end()), codes.end());
-    EXPECT_EQ(codes, "u230-");
 }
 
 // Wherever the process stops there is no file yet, an empty one, or one with all samples or none; and until

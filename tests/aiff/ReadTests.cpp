@@ -50,9 +50,6 @@ TEST_F(AiffRead, HeadersAndChunks) {
     const auto formatOf = [&](const char* inForm, const Bytes& inComm) {
         return Form(inForm, Chunk("COMM", inComm) + samples);
     };
-    const auto header = [](const char* inId, std::uint64_t inSize) {
-        return BigImage().Header(inId, inSize);
-    };
     const Bytes twice = samples + Ssnd(Bytes(32, 9)) + Chunk("FVER", Big32(1)) + Chunk("CHAN", {});
     const Bytes metadata = Chunk("NAME", {7}) + Chunk("ANNO", {}) + samples + Chunk("\1\2\3\4", {7});
     const Bytes anno = Chunk("ANNO", {});
@@ -71,13 +68,13 @@ TEST_F(AiffRead, HeadersAndChunks) {
         {"runs of empty chunks, and what breaks them",
          Aiff({}, Bytes(24) + anno + anno + Chunk("FVER", {}) + anno + samples + Bytes(24)),
          "4 of 16 from 1 " + zeros + zeros + zeros + "ANNO ANNO ANNO " + zeros + zeros.substr(0, 4)},
-        {"a header up to the very end is not listed", Aiff({}, samples + header("ANNO", 0)), "4 of 16 from 1"},
-        {"odd chunk without a pad byte hides the next", Aiff({}, header("ANNO", 1).Fill(1) + samples), "error 5"},
-        {"format of 17 bytes", Form("AIFF", header("COMM", 17).Add(comm) + samples), "error 4"},
+        {"a header up to the very end is not listed", Aiff({}, samples + Header("ANNO", 0)), "4 of 16 from 1"},
+        {"odd chunk without a pad byte hides the next", Aiff({}, Header("ANNO", 1).Fill(1) + samples), "error 5"},
+        {"format of 17 bytes", Form("AIFF", Header("COMM", 17).Add(comm) + samples), "error 4"},
         {"AIFC, format of 22 bytes", formatOf("AIFC", comm + ToBytes("NONE")), "error 4"},
         {"format of 65536 bytes", formatOf("AIFF", comm + Bytes(65536 - 18)), "4 of 16 from 1"},
         {"format of 65537 bytes", formatOf("AIFF", comm + Bytes(65537 - 18)), "error 4"},
-        {"format cut by the end", Form("AIFF", header("COMM", ~0u).Add(Comm{.frames = 0}.Data())), "0 of 0 from 0"},
+        {"format cut by the end", Form("AIFF", Header("COMM", ~0u).Add(Comm{.frames = 0}.Data())), "0 of 0 from 0"},
         {"fewer frames than there are", Aiff({.frames = 3}, samples), "3 of 16 from 1"},
         {"more frames than there are", Aiff({.frames = 0xFFFFFFFF}, samples), "4 of 16 from 1"},
         {"skipped bytes", Aiff({}, Ssnd(Counting(16), 6)), "2 of 10 from 7"},

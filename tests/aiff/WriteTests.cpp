@@ -48,9 +48,6 @@ TEST_F(AiffWrite, OrdersOfCalls) {
     const auto file = [](std::uint32_t inFrames, const Bytes& inChunks) {
         return Aiff({.channels = 1, .frames = inFrames}, Chan({}) + inChunks);
     };
-    const auto header = [](const char* inId, std::uint64_t inSize) {
-        return BigImage().Header(inId, inSize);
-    };
     const Bytes three = Counting(3), odd = Chunk("NAME", three), empty = Chunk("NAME", {});
     const Bytes six = Ssnd(three + three), ssnd = Bytes(8) + three;
     // clang-format off
@@ -60,17 +57,17 @@ TEST_F(AiffWrite, OrdersOfCalls) {
         {"metadata, then samples", "[3][4]ss.", "yyyyyyyyy", file(3, odd + Chunk("NAME", Counting(4)) + six)},
         {"empty metadata", "[][0].", "yyyyyy", file(0, empty + empty)},
         {"samples in an open metadatum", "[3s2].", "yyyyyy",
-         file(1, header("NAME", 24).Add(three) + header("SSND", 11).Add(ssnd) + Counting(2))},
-        {"a metadatum left open", "[3.", "yyy", file(0, header("NAME", 0).Add(three))},
+         file(1, Header("NAME", 24).Add(three) + Header("SSND", 11).Add(ssnd) + Counting(2))},
+        {"a metadatum left open", "[3.", "yyy", file(0, Header("NAME", 0).Add(three))},
         {"one metadatum at a time, before samples", "]3[[3]s[3]s.", "nnynyyynnnyy", file(3, odd + six)},
         {"nothing after the end", "s.s[3].!", "yyrnnnyy", file(1, Ssnd(three))},
-        {"abandoned", "s!.", "yyy", Unfinished(file(0, header("SSND", 0).Add(ssnd)))},
+        {"abandoned", "s!.", "yyy", Unfinished(file(0, Header("SSND", 0).Add(ssnd)))},
         {"abandoned on a full disk", "s-.!+.", "ynyy", Unfinished(file(0, {}))},
-        {"deleted as it is", "[3", "yy", Unfinished(file(0, header("NAME", 0).Add(three)))},
+        {"deleted as it is", "[3", "yy", Unfinished(file(0, Header("NAME", 0).Add(three)))},
         {"samples after a failed finish", "-.s[3].+s.", "nfnnnnyy", file(1, Ssnd(three))},
         {"a metadatum after a failed finish", "-.[3].+3].", "nnnnnyyy", file(0, odd)},
         {"what a failed write left goes with the end of its metadatum", "[~M+]", "yny",
-         Unfinished(file(0, header("NAME", 0)))},
+         Unfinished(file(0, Header("NAME", 0)))},
         {"an empty metadatum after a failed finish", "-.[.+].", "nnnyy", file(0, empty)},
     };
     // clang-format on
