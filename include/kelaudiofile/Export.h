@@ -1,7 +1,6 @@
 #pragma once
 
-/// Marks what leaves the shared library; everything else is hidden, and so is what a class
-/// that leaves keeps for itself.
+/// Marks exported names. Everything else is hidden, including the private parts of exported classes.
 #if defined(_WIN32)
 #define KELAUDIOFILE_EXPORT
 #define KELAUDIOFILE_HIDDEN

@@ -14,7 +14,7 @@ namespace detail {
 
 struct BlockRun;
 
-/// The offset of a block's start. Wraps around at the ends of 64 bits, as all offset arithmetic here does.
+/// Returns the offset where a block starts. Wraps around at 64 bits, as all offset arithmetic here does.
 constexpr std::int64_t BlockOffset(std::int64_t inStartOffset, std::uint64_t inIndex,
                                    std::int64_t inBlockSize) noexcept {
     return static_cast<std::int64_t>(static_cast<std::uint64_t>(inStartOffset) +
@@ -23,27 +23,27 @@ constexpr std::int64_t BlockOffset(std::int64_t inStartOffset, std::uint64_t inI
 
 } // namespace detail
 
-/// The lowest and the highest value of one block.
+/// The lowest and highest value of one block.
 struct KELAUDIOFILE_VISIBLE_TYPE PeakDatum {
     float min; ///< the lowest value of the block
     float max; ///< the highest value of the block
 
-    /// Silence: 0.0 and 0.0.
+    /// Makes a silent datum: 0.0 and 0.0.
     constexpr PeakDatum() noexcept : min(0.0f), max(0.0f) {}
-    /// Checks nothing: a minimum above the maximum is stored as given.
+    /// Stores both values unchecked, even a minimum above the maximum.
     constexpr PeakDatum(float inMin, float inMax) noexcept : min(inMin), max(inMax) {}
 };
 
-// Streams carry datums as they lie in memory.
+// Streams contain datums as they are laid out in memory.
 static_assert(sizeof(PeakDatum) == 2 * sizeof(float) && std::is_trivially_copyable<PeakDatum>::value &&
                   std::is_standard_layout<PeakDatum>::value,
               "a datum is two floats and nothing else");
 
-/// Compares as floats do: 0.0 equals -0.0, and a datum with a NaN differs from every datum, itself included.
+/// Compares as floats do: 0.0 equals -0.0, and a datum with a NaN differs from every datum, including itself.
 constexpr bool operator==(const PeakDatum& a, const PeakDatum& b) noexcept {
     return a.min == b.min && a.max == b.max;
 }
-/// Whether the two do not compare equal.
+/// Returns whether the two do not compare equal.
 constexpr bool operator!=(const PeakDatum& a, const PeakDatum& b) noexcept {
     return !(a == b);
 }
@@ -55,90 +55,90 @@ using PeakDatumVector = std::vector<PeakDatum, kelcore::allocator::STLAllocator<
 /// Segments in order of offset.
 using PeakDataSegmentVector = std::vector<PeakDataSegment, kelcore::allocator::STLAllocator<PeakDataSegment>>;
 
-/// A run of blocks of one size with one datum each. Block k covers the offsets from GetStartOffset() + k *
-/// GetBlockSize() up to, and not including, the start of the next.
+/// A run of blocks of equal size with one datum each. Block k covers the offsets from GetStartOffset() + k *
+/// GetBlockSize() up to, but not including, the start of the next block.
 ///
 /// Offsets and block sizes are positions and lengths on the host's timeline, in the host's unit. No value is
-/// refused: a block size of 0 or below and a segment without datums can be stored. Sums of offsets that leave
-/// 64 bits wrap around.
+/// rejected: a block size of 0 or less and a segment without datums can be stored. Sums of offsets that
+/// exceed 64 bits wrap around.
 ///
-/// Nothing here reports an error; a failed allocation passes through as std::bad_alloc, and file_exception in
-/// the two stream operations. One thread at a time while a segment changes.
+/// Errors are reported by exceptions only: std::bad_alloc, and in the two stream operations file_exception
+/// and what they document. One thread at a time while a segment is being changed.
 class KELAUDIOFILE_EXPORT PeakDataSegment {
 public:
-    /// Offset 0, block size 0, no datums.
+    /// Makes a segment with offset 0, block size 0 and no datums.
     PeakDataSegment() noexcept;
-    /// Nothing is checked.
-    /// @param inStartOffset  of the first block.
-    /// @param inBlockSize  of every block, in offset units.
-    /// @param inData  the datums, which are copied: the caller's vector keeps its contents.
+    /// Makes a segment from its parts, which are not checked.
+    /// @param inStartOffset  the offset of the first block.
+    /// @param inBlockSize  the length of every block, in offset units.
+    /// @param inData  the datums, which are copied; the caller's vector keeps its contents.
     PeakDataSegment(std::int64_t inStartOffset, std::int64_t inBlockSize, PeakDatumVector&& inData);
 
     /// Copies the datums.
     PeakDataSegment(const PeakDataSegment& inOther);
-    /// Takes the datums over and leaves inOther without any; its offset and block size stay.
+    /// Moves the datums and leaves inOther without any; its offset and block size stay.
     PeakDataSegment(PeakDataSegment&& inOther) noexcept;
-    /// Copies the datums. Copying to itself changes nothing.
+    /// Copies the datums. Self-assignment has no effect.
     PeakDataSegment& operator=(const PeakDataSegment& inOther);
-    /// As the move constructor. Moving to itself changes nothing.
+    /// Like the move constructor. Self-assignment has no effect.
     PeakDataSegment& operator=(PeakDataSegment&& inOther) noexcept;
     ~PeakDataSegment();
 
-    /// The offset of the first block.
+    /// Returns the offset of the first block.
     std::int64_t GetStartOffset() const noexcept { return startOffset; }
-    /// Moves the segment; its blocks stay as they are.
+    /// Moves the segment without changing its blocks.
     void SetStartOffset(std::int64_t inOffset) noexcept { startOffset = inOffset; }
-    /// The offset behind the last block.
+    /// Returns the offset where the last block ends.
     std::int64_t GetEndOffset() const noexcept {
         return detail::BlockOffset(startOffset, data.size(), blockSize);
     }
-    /// The length of every block, in offset units.
+    /// Returns the length of every block, in offset units.
     std::int64_t GetBlockSize() const noexcept { return blockSize; }
 
-    /// The number of datums.
+    /// Returns the number of datums.
     std::uint64_t size() const noexcept { return data.size(); }
-    /// The datum of the first block; valid until datums move in memory.
+    /// Returns the datum of the first block; valid until datums move in memory.
     PeakDatumVector::iterator begin() noexcept { return data.begin(); }
-    /// Behind the datum of the last block.
+    /// Returns the position after the last datum.
     PeakDatumVector::iterator end() noexcept { return data.end(); }
-    /// As above, of a segment that must not change.
+    /// As above, for a constant segment.
     PeakDatumVector::const_iterator begin() const noexcept { return data.begin(); }
-    /// As above, of a segment that must not change.
+    /// As above, for a constant segment.
     PeakDatumVector::const_iterator end() const noexcept { return data.end(); }
 
-    /// Adds copies of another segment's datums behind this one's own. inOther stays as it is, in both forms.
-    /// @return false, and nothing changed, unless both have one block size and inOther starts where this
-    /// ends.
+    /// Appends copies of another segment's datums. inOther keeps its datums, in both overloads.
+    /// @return false, leaving this segment unchanged, unless both have the same block size and inOther starts
+    ///        where this segment ends.
     bool Append(const PeakDataSegment& inOther);
-    /// The same: a temporary is copied too.
+    /// As above: a temporary is copied too.
     bool Append(const PeakDataSegment&& inOther);
 
-    /// Copies the datums from inFirst up to, and not including, inLast.
-    /// @param inFirst, inLast  stand in this segment, inLast not before inFirst.
+    /// Copies the datums from inFirst up to, but not including, inLast.
+    /// @param inFirst, inLast  iterators of this segment, inLast not before inFirst.
     /// @return a segment at inFirst's offset, with this block size; without datums for an empty range.
     PeakDataSegment GetRange(PeakDatumVector::const_iterator inFirst,
                              PeakDatumVector::const_iterator inLast) const;
 
-    /// Cuts a copy of the segment in two. A block that the cut falls into becomes two, each with the whole
-    /// block's datum, whose block sizes add up to the block's.
-    /// @return the 2 to 4 pieces in order of offset: what lies before the cut block, its two halves, and what
-    /// lies behind it. They touch, and none is empty. No pieces if inOffset does not lie inside the segment;
-    /// a segment with a block size of 0 or below has no inside. Segments of 2^32 datums or more are not
-    /// supported.
+    /// Splits a copy of the segment in two. A block that contains the split point becomes two blocks, each
+    /// with the whole block's datum, whose sizes add up to the original size.
+    /// @return the 2 to 4 pieces in order of offset: what precedes the split block, its two halves, and what
+    ///        follows it. They touch, and none is empty. Without pieces if inOffset is not inside the
+    ///        segment; a segment with a block size of 0 or less has no inside. Segments of 2^32 datums or
+    ///        more are not supported.
     PeakDataSegmentVector Split(std::int64_t inOffset) const;
 
-    /// Replaces block size and datums by those of the segment record at the stream's position, and leaves the
-    /// position behind it. The start offset stays. A record is an image in the machine's own byte order: the
-    /// number of datums (32 bits), the block size (64 bits), then the datums.
+    /// Replaces block size and datums with those of the segment record at the stream's position, and leaves
+    /// the position after it. The start offset stays. A record is an image in native byte order: the number
+    /// of datums (32 bits), the block size (64 bits), then the datums.
     ///
-    /// Nothing is checked but what protects memory: where datums would take more than 16 MiB and the rest of
-    /// the stream cannot hold them, or where no record can hold that many (2^29), std::bad_alloc is thrown
-    /// before memory is asked for. After an exception the fields hold what had been read.
+    /// Only what protects memory is checked: std::bad_alloc is thrown, before memory is requested, if the
+    /// datums would take more than 16 MiB and the rest of the stream is too short for them, or if there are
+    /// 2^29 or more, which no record can hold. After an exception the fields hold what had been read.
     void LoadFromStream(kelcore::filesupport::IPlatformByteStream& inStream);
 
-    /// Writes the segment record at the stream's position and leaves the position behind it.
-    /// @throws kel_exception for 2^29 datums or more, before anything is written: the record cannot hold
-    /// them.
+    /// Writes the segment record at the stream's position and leaves the position after it.
+    /// @throws kel_exception for 2^29 datums or more, which the record cannot hold, before anything is
+    ///        written.
     void WriteToStream(kelcore::filesupport::OPlatformByteStream& outStream) const;
 
 private:

@@ -10,17 +10,17 @@
 
 namespace kelaudiofile {
 
-/// The format of a wave file, as its `fmt ` chunk says it or as a host wants it written.
+/// The format of a wave file, as stored in its `fmt ` chunk or as requested for writing.
 struct AudioCharacteristics {
-    /// How the reading of the chunk went.
+    /// The outcome of reading the chunk.
     enum ChunkReadStatus : std::int32_t {
-        kChunkReadOK = 0,     ///< the record is filled in, whatever it says
+        kChunkReadOK = 0,     ///< the record is filled in, whatever its values
         kChunkNotFound = 1,   ///< there is no `fmt ` chunk
         kChunkTooLarge = 2,   ///< the chunk is larger than 65,536 bytes
-        kChunkReadFailed = 3, ///< the chunk could not be read; also the status of a fresh record
+        kChunkReadFailed = 3, ///< the chunk could not be read; also the status of a new record
     };
 
-    /// How samples are coded. Compressed codings are recognised, not decoded.
+    /// How samples are coded. Compressed codings are recognised but not decoded.
     enum WaveFormatCategory : std::int32_t {
         kWaveFormatUnknown = -1,       ///< any other tag or subformat
         kWaveFormatPCM = 0,            ///< tag 1
@@ -30,58 +30,63 @@ struct AudioCharacteristics {
         kWaveFormatALaw = 4,           ///< tag 6
         kWaveFormatMuLaw = 5,          ///< tag 7
         kWaveFormatGSM610 = 6,         ///< tag 0x31; has no subformat
-        kWaveFormatAmbisonicPCM = 7,   ///< by its subformat alone
-        kWaveFormatAmbisonicFloat = 8, ///< by its subformat alone
+        kWaveFormatAmbisonicPCM = 7,   ///< by its subformat only
+        kWaveFormatAmbisonicFloat = 8, ///< by its subformat only
     };
 
-    ChunkReadStatus status = kChunkReadFailed; ///< how the reading of the chunk went
+    ChunkReadStatus status = kChunkReadFailed; ///< the outcome of reading the chunk
     std::uint32_t sampleRate = 0;              ///< frames per second
-    std::int32_t numChannels = 0; ///< read as a signed 16-bit number, so a broken file can make it negative
+
+    /// Read as a signed 16-bit number, so a broken file can make it negative.
+    std::int32_t numChannels = 0;
     std::int32_t bytesPerSample = 0;                        ///< bytes of one channel's sample
     std::int32_t bitsPerSample = 0;                         ///< container bits of one sample
     WaveFormatCategory formatCategory = kWaveFormatUnknown; ///< how samples are coded
     std::uint32_t formatTag = 0;         ///< 0xFFFE for every extensible chunk, whatever the subformat
-    std::int32_t validBitsPerSample = 0; ///< bits of a sample that carry meaning
-    kelmediatypes::ChannelLayout
-        channelLayout; ///< from the channel mask; empty for all but extensible chunks
-    std::vector<std::uint8_t> extraFormatBytes; ///< extension bytes of a chunk that is not extensible
+    std::int32_t validBitsPerSample = 0; ///< the bits of a sample that carry meaning
+
+    /// From the channel mask; empty unless the chunk is extensible.
+    kelmediatypes::ChannelLayout channelLayout;
+
+    std::vector<std::uint8_t> extraFormatBytes; ///< the extension of a chunk that is not extensible
     std::uint32_t containerKind = 0;            ///< 0 when read; for writing 1 is plain RIFF, 2 allows RF64
 };
 
-/// Finds and decodes the `fmt ` chunk of a wave file (WAVE_FORMAT_EXTENSIBLE included). Every chunk of a
-/// legal size gives a record; a chunk shorter than its fields has zeros for what is missing. Nothing is
-/// thrown: see the record's status. In the chunk only the channel count is signed; block align, bits and
-/// valid bits are unsigned.
+/// Finds and decodes the `fmt ` chunk of a wave file, WAVE_FORMAT_EXTENSIBLE included.
+///
+/// Every chunk of a legal size gives a record; fields that a short chunk lacks are 0. Nothing is thrown: see
+/// the status of the record. Of the chunk's fields only the channel count is read as signed; block align,
+/// bits and valid bits are unsigned.
 ///
 /// One thread at a time per object.
 class KELAUDIOFILE_EXPORT WaveFormatChunkReader {
 public:
-    /// Reads the first `fmt ` chunk of a scanned file. Without one the file is not touched.
-    /// @param inFile  the path of the file, taken by value.
+    /// Reads the first `fmt ` chunk of a scanned file. If there is none, the file is not touched.
+    /// @param inFile  the path of the file, passed by value.
     /// @param inFileInfo  what RiffChunkReader found in it.
-    /// @param inStreamFlag  handed to the input stream, which is open during the call only.
+    /// @param inStreamFlag  passed to the input stream, which is open during the call only.
     WaveFormatChunkReader(kelcore::filesupport::File inFile, const RiffChunkReader::RiffFileInfo& inFileInfo,
                           bool inStreamFlag);
 
     /// Reads one chunk, whatever its id.
-    /// @param inFile  the path of the file, taken by value.
+    /// @param inFile  the path of the file, passed by value.
     /// @param inChunk  where the chunk lies.
-    /// @param inStreamFlag  handed to the input stream, which is open during the call only.
+    /// @param inStreamFlag  passed to the input stream, which is open during the call only.
     WaveFormatChunkReader(kelcore::filesupport::File inFile, const RiffChunkReader::RiffChunkInfo& inChunk,
                           bool inStreamFlag);
 
-    /// @return the record, valid as long as the reader.
+    /// Returns the record, which is valid as long as the reader.
     const AudioCharacteristics& GetAudioCharacteristics() const { return mCharacteristics; }
 
-    /// @return "fmt " as a chunk id.
+    /// Returns "fmt " as a chunk id.
     static std::uint32_t GetChunkID();
 
-    /// @return the first entry with that id, or the end.
+    /// Finds the first entry with that id. @return the entry, or the end.
     static std::vector<RiffChunkReader::RiffChunkInfo>::const_iterator
     FindChunk(const std::vector<RiffChunkReader::RiffChunkInfo>& inChunks);
 
 protected:
-    /// Fills the record from a chunk, and sets its status whatever happens.
+    /// Fills the record from a chunk, and always sets its status.
     void ReadChunk(const kelcore::filesupport::File& inFile, const RiffChunkReader::RiffChunkInfo& inChunk,
                    bool inStreamFlag);
 

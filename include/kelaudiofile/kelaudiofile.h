@@ -1,6 +1,6 @@
 #pragma once
 
-// Everything that the library exports.
+// Includes all public headers.
 #include "kelaudiofile/AiffFile.h"
 #include "kelaudiofile/AudioError.h"
 #include "kelaudiofile/AudioFormat.h"
