@@ -8,12 +8,12 @@ namespace {
 
 using kelcore::filesupport::IByteStream;
 
-namespace v1 { // ID3v1: a block of fixed length at the end
+namespace v1 { // ID3v1: a block of fixed length at the end of the stream
 constexpr unsigned kTagBytes = 128, kMagicBytes = 3;
 constexpr char kMagic[] = "TAG";
 } // namespace v1
 
-namespace v2 { // ID3v2: a header at the start, bytes from its own
+namespace v2 { // ID3v2: a header at the start of the stream; offsets are relative to it
 constexpr unsigned kHeaderBytes = 10, kMagicBytes = 3;
 constexpr unsigned kMajorVersion = 3, kRevision = 4, kSize = 6;
 constexpr char kMagic[] = "ID3";
@@ -37,7 +37,7 @@ bool ReadV2Header(IByteStream& ioStream, unsigned char (&outHeader)[v2::kHeaderB
     return true;
 }
 
-// The one place where a stream's exceptions end.
+// The only place where a stream's exceptions are stopped.
 template <typename Read>
 bool ReadQuietly(Read inRead) noexcept {
     try {
@@ -51,7 +51,7 @@ std::int32_t SignedByte(unsigned char inByte) {
     return static_cast<signed char>(inByte);
 }
 
-// Seven bits to a byte, highest first. An eighth bit does not belong there; it falls onto its neighbour.
+// Seven bits per byte, highest first. An eighth bit is not allowed; it overlaps the neighbouring byte.
 std::uint32_t SyncsafeSize(const unsigned char* inBytes) {
     std::uint32_t size = 0;
     for (int i = 0; i < 4; ++i)
@@ -87,7 +87,7 @@ bool GetID3v2Length(IByteStream& inStream, std::uint64_t& outLength, std::int32_
     if (outMajorVersion > v2::kLatestMajorVersion)
         return false;
     const std::uint32_t size = SyncsafeSize(header + v2::kSize);
-    if (size == 0) // only when all four bytes are
+    if (size == 0) // only if all four bytes are 0
         return false;
     outLength = std::uint64_t{size} + v2::kHeaderBytes;
     return true;

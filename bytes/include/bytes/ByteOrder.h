@@ -2,9 +2,9 @@
 
 #include <cstdint>
 
-/// Every number that this library takes from file bytes or puts there goes through these functions. The
-/// shifts are written out: compilers make one load or store of them, whatever the byte order of the machine,
-/// and no address needs to be aligned.
+/// Loads and stores numbers in file bytes. All byte order of this library is handled here. The shifts are
+/// written out: compilers turn them into single loads and stores, whatever the byte order of the machine, and
+/// no address needs alignment.
 namespace kelaudiofile::bytes {
 
 using Byte = unsigned char;

@@ -14,7 +14,7 @@ namespace kelaccelerate::utility {
 
 namespace {
 
-// Vectors of 16 bytes, as both compilers know them without naming a processor.
+// Vectors of 16 bytes, in the form that both compilers support on every processor.
 typedef std::uint8_t Bytes __attribute__((vector_size(16)));
 typedef std::uint16_t HalfWords __attribute__((vector_size(16)));
 
@@ -26,8 +26,8 @@ struct Swap16 {
     }
 };
 
-/// Five samples and a byte of the next, which stays. So do the middle bytes; the outer ones come from two
-/// bytes away.
+/// Swaps five samples; the vector also holds one byte of the next, which stays. The middle byte of each
+/// sample stays too; the outer ones move by two bytes.
 struct Swap24 {
     static constexpr std::size_t kWidth = 3, kBytesAtOnce = 15;
     static Bytes Swap(Bytes in) {
@@ -43,7 +43,7 @@ struct Swap24 {
     }
 };
 
-/// The bytes of each half, and then the halves.
+/// Swaps the bytes of each half, and then the halves.
 struct Swap32 {
     static constexpr std::size_t kWidth = 4, kBytesAtOnce = 16;
     static Bytes Swap(Bytes in) {
@@ -54,7 +54,7 @@ struct Swap32 {
 
 #if defined(__x86_64__)
 
-/// @return where each byte of a vector comes from. A byte beyond the last whole sample stays.
+/// Returns the source of each byte of a vector. A byte after the last whole sample stays.
 template <typename Element>
 constexpr std::array<signed char, 16> Places() {
     std::array<signed char, 16> places{};
@@ -69,7 +69,7 @@ KELACCELERATE_WIDE void ShuffleVector(const unsigned char* in, unsigned char* ou
     _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_shuffle_epi8(bytes, inPlaces));
 }
 
-/// @return how many bytes it swapped, from the first on: all but the last few.
+/// Swaps all but the last few bytes. @return how many bytes it swapped.
 template <typename Element>
 KELACCELERATE_WIDE std::size_t SwapByShuffling(const unsigned char* in, unsigned char* out,
                                                std::size_t inByteCount) {
@@ -94,8 +94,8 @@ void SwapVector(const unsigned char* in, unsigned char* out) {
     std::memcpy(out, &bytes, sizeof bytes);
 }
 
-/// A vector may store bytes beyond its samples, unchanged: the next one overwrites them. The last samples are
-/// swapped singly.
+/// Each store may spill unchanged bytes past its samples; the next store overwrites the spill, and the last
+/// samples are swapped singly.
 template <typename Element>
 void SwapElements(std::uint64_t inCount, const void* inElements, void* outElements) {
     constexpr std::size_t kAtOnce = Element::kBytesAtOnce, kWidth = Element::kWidth;

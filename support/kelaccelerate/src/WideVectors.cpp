@@ -29,7 +29,7 @@ bool AskProcessor() {
 
 } // namespace
 
-// Threads that ask at the same time get the same answer.
+// Threads that query the processor at the same time get the same answer.
 bool HasWideVectors() {
     int known = answer.load(std::memory_order_relaxed);
     if (known == kUnknown) {

@@ -9,7 +9,7 @@
 
 namespace kelcore::filesupport {
 
-/// @return whether a path can be given to the system: with a zero byte inside it would name another file.
+/// Returns whether a path can be passed to the system: with an embedded zero byte it would name another file.
 inline bool IsUsable(const UTF8String& inPath) {
     return inPath.find('\0') == UTF8String::npos;
 }
@@ -25,7 +25,7 @@ Result OrThrow(Result inResult, std::string_view inOperation, const UTF8String& 
     return inResult;
 }
 
-/// A descriptor with the path that it was opened by. Calls that a signal interrupts are repeated.
+/// A descriptor together with the path it was opened with. Calls interrupted by a signal are repeated.
 class OpenFile {
 public:
     OpenFile(const UTF8String& inPath, system::Access inAccess);
@@ -36,20 +36,20 @@ public:
     std::uint64_t Length() const;
     void SetLength(std::uint64_t inLength) const;
 
-    /// Brings the file to the device; the first time with its entry in its folder. Once it has failed, it
+    /// Syncs the file to the device; the first time with its entry in its folder. Once this has failed, it
     /// fails again for the same reason.
     void Sync() const;
 
-    /// @return how many bytes from a position on are a hole, which reads as zeros; 0 if the system cannot
-    /// tell.
+    /// Returns the length of the hole at a position, which reads as zeros; 0 if there is none or the system
+    /// cannot report it.
     std::uint64_t HoleAt(std::uint64_t inPosition) const;
 
-    /// Reads once. @return bytes read, maybe fewer than wanted; 0 at the end of the file.
+    /// Reads once. @return bytes read, possibly fewer than requested; 0 at the end of the file.
     std::size_t ReadSome(unsigned char* outBytes, std::size_t inCount, std::uint64_t inPosition) const;
     void Read(unsigned char* outBytes, std::size_t inCount, std::uint64_t inPosition) const;
 
     /// Writes all bytes or throws.
-    /// @param ioPosition  moves past each byte that is written, also when others cannot be.
+    /// @param ioPosition  advances past every byte that was written, even if others could not be.
     void Write(const unsigned char* inBytes, std::size_t inCount, std::uint64_t& ioPosition) const;
 
     [[noreturn]] void ThrowAtEnd() const;

@@ -51,7 +51,7 @@ int Close(int inDescriptor) noexcept {
 std::int64_t ReadAt(int inDescriptor, void* outBytes, std::size_t inCount,
                     std::uint64_t inPosition) noexcept {
     if (!FitsOffset(inPosition))
-        return 0; // no file reaches there
+        return 0; // no file extends that far
     const auto count = ::pread(inDescriptor, outBytes, inCount, static_cast<off_t>(inPosition));
     return count < 0 ? -errno : count;
 }
@@ -75,8 +75,8 @@ int SetLength(int inDescriptor, std::uint64_t inLength) noexcept {
     return ::ftruncate(inDescriptor, static_cast<off_t>(inLength)) < 0 ? -errno : 0;
 }
 
-// Where there is F_FULLFSYNC, fsync alone leaves the bytes in the cache of the device; but not every file
-// system takes it.
+// Where F_FULLFSYNC exists, fsync leaves the bytes in the cache of the device; but not every file system
+// supports it.
 int Sync(int inDescriptor, [[maybe_unused]] Synced inSynced) noexcept {
 #if defined(F_FULLFSYNC)
     if (::fcntl(inDescriptor, F_FULLFSYNC) != -1)
@@ -90,7 +90,7 @@ int Sync(int inDescriptor, [[maybe_unused]] Synced inSynced) noexcept {
     return ::fsync(inDescriptor) < 0 ? -errno : 0;
 }
 
-// The position of the descriptor moves, which no read or write here uses.
+// Moves the position of the descriptor, which no read or write here uses.
 std::int64_t NextData([[maybe_unused]] int inDescriptor, std::uint64_t inPosition) noexcept {
     if (!FitsOffset(inPosition))
         return -ENXIO;

@@ -5,11 +5,11 @@
 
 namespace kelcore::allocator {
 
-// The C++ heap recycles blocks by size and thread already; a second free list above it only hides mistakes
-// from sanitizers.
+// The C++ heap already recycles blocks by size and thread; a second free list on top of it would only hide
+// mistakes from sanitizers.
 void* MemoryRecycler::Allocate(std::size_t inByteCount, std::size_t&) {
     if (inByteCount == std::numeric_limits<std::size_t>::max())
-        throw std::bad_alloc(); // a count that does not fit; some heaps end the process when asked for it
+        throw std::bad_alloc(); // a count that overflowed; some heaps abort the process for such a request
     return ::operator new(inByteCount);
 }
 

@@ -31,7 +31,7 @@ void ExecuteTopLevelFunction(OneTimeFunction inFunction, std::nullptr_t) noexcep
     try {
         inFunction.RunOnce();
     } catch (...) {
-        // The callers run this while they close; there is nobody left to tell.
+        // Callers are closing a file; there is nobody to report to.
     }
 }
 

@@ -4,7 +4,7 @@
 
 namespace kelcore::debug {
 
-// Never destroyed: destructors of globals and threads that outlive main may still ask it. It lies in static
+// Never destroyed: destructors of globals and threads that outlive main may still use it. It is in static
 // memory, so leak checkers find what it owns.
 DebugDatabase& DebugDatabase::Instance() {
     alignas(DebugDatabase) static unsigned char memory[sizeof(DebugDatabase)];

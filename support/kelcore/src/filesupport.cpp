@@ -122,8 +122,8 @@ void IPlatformByteStream::ReadBlock(void* outBytes, unsigned inCount) {
     mPosition = position;
 }
 
-// A miss close behind the window is a walk through small pieces, which larger windows serve with fewer calls.
-// Any other miss is a jump, and there most of a large window would be read for nothing.
+// A miss just past the window is part of a walk in small steps, which a larger window serves with fewer
+// calls. Any other miss is a jump, after which most of a large window would go unused.
 void IPlatformByteStream::FillWindow(std::uint64_t inPosition) {
     const std::uint64_t windowEnd = mWindowStart + mWindowCount;
     const bool goesForward =

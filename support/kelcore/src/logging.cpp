@@ -13,10 +13,10 @@ namespace {
 
 struct SinkHolder {
     std::mutex mutex;
-    std::shared_ptr<const Sink> sink; ///< null for standard error
+    std::shared_ptr<const Sink> sink; ///< null: standard error
 };
 
-// Never destroyed: destructors of globals and threads that outlive main may still log. It lies in static
+// Never destroyed: destructors of globals and threads that outlive main may still log. It is in static
 // memory, so leak checkers find what the sink owns.
 SinkHolder& Holder() {
     alignas(SinkHolder) static unsigned char memory[sizeof(SinkHolder)];
@@ -49,7 +49,8 @@ void SetSink(Sink inSink) {
     Holder().sink.swap(sink);
 }
 
-// The sink runs, and an old one goes away, outside the lock: both are host code, which may log or set a sink.
+// The sink is called, and an old one destroyed, outside the lock: both run host code, which may log or set a
+// sink.
 void LogException(std::exception_ptr inException, const utility::StringValue& inFunction,
                   std::nullptr_t) noexcept {
     try {

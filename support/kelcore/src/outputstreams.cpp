@@ -42,7 +42,7 @@ OBufferedByteStream::~OBufferedByteStream() {
     try {
         Flush();
     } catch (...) {
-        // Owners that can answer a failure have called Flush themselves.
+        // Owners that can handle a failure have called Flush themselves.
     }
 }
 

@@ -1,19 +1,20 @@
 #pragma once
 
-/// Vectors of 32 bytes, and instructions that move bytes to any place of one at once.
+/// Detection of 32-byte vectors with byte shuffles.
 namespace kelaccelerate {
 
 #if defined(__x86_64__)
-/// Marks functions that may be called where HasWideVectors says so. Processors with AVX2 that cannot fetch a
-/// line for writing take that instruction for none.
+/// Marks functions that may be called only if HasWideVectors is true. A processor with AVX2 but without
+/// PREFETCHW executes that instruction as a no-op.
 #define KELACCELERATE_WIDE __attribute__((target("avx2,prfchw")))
 #endif
 
-/// @return whether the processor and the system have them, AVX2 here. The processor is asked at the first
-/// call, which takes some 20 microseconds under virtualisation; the answer is kept. Any thread may ask.
+/// Returns whether the processor and the system support them, which means AVX2 here. The first call queries
+/// the processor, which takes about 20 microseconds under virtualisation, and keeps the answer. Any thread
+/// may call it.
 bool HasWideVectors();
 
-/// Lets tests take the way of other processors. Not while another thread asks.
+/// For tests: simulates a processor without wide vectors. Not thread-safe.
 void AllowWideVectors(bool inAllow);
 
 } // namespace kelaccelerate

@@ -8,18 +8,19 @@
 /// Memory for strings, channel layouts and peak vectors.
 namespace kelcore::allocator {
 
-/// The memory under strings, channel layouts and peak vectors. May be called from any thread.
+/// The memory of strings, channel layouts and peak vectors. May be called from any thread.
 class KELCORE_EXPORT MemoryRecycler {
 public:
-    /// @param inByteCount  bytes wanted; 0 gives a unique address too.
-    /// @param ioUnused  holds 0 and stays unread.
+    /// Allocates memory.
+    /// @param inByteCount  the number of bytes; 0 gives a unique address too.
+    /// @param ioUnused  0; not read.
     /// @return memory aligned for every fundamental type.
-    /// @throws std::bad_alloc, always for the largest count of all.
+    /// @throws std::bad_alloc, always for the largest value of std::size_t.
     static void* Allocate(std::size_t inByteCount, std::size_t& ioUnused);
 
-    /// Gives memory back.
-    /// @param inMemory  what Allocate returned; from any thread.
-    /// @param inByteCount  the count of its Allocate.
+    /// Frees memory, from any thread.
+    /// @param inMemory  the result of Allocate.
+    /// @param inByteCount  the count passed to that Allocate.
     static void Recycle(void* inMemory, std::size_t inByteCount) noexcept;
 };
 
@@ -27,14 +28,14 @@ public:
 template <typename T>
 class KELCORE_VISIBLE_TYPE STLAllocator {
 public:
-    using value_type = T; ///< what is allocated; aligned for fundamental types at most
+    using value_type = T; ///< the allocated type; at most fundamental alignment
 
     STLAllocator() noexcept = default;
-    /// An allocator of another type is as good as one of this type.
+    /// Converts from an allocator of another type, which is equivalent.
     template <typename U>
     STLAllocator(const STLAllocator<U>&) noexcept {}
 
-    /// @return memory for inCount objects, not constructed. @throws std::bad_alloc
+    /// Returns uninitialised memory for inCount objects. @throws std::bad_alloc
     T* allocate(std::size_t inCount) {
         static_assert(alignof(T) <= alignof(std::max_align_t),
                       "MemoryRecycler aligns for fundamental types only");
@@ -44,12 +45,12 @@ public:
             MemoryRecycler::Allocate(inCount > kMost / sizeof(T) ? kMost : inCount * sizeof(T), unused));
     }
 
-    /// Gives back what allocate returned for the same count.
+    /// Frees what allocate returned for the same count.
     void deallocate(T* inMemory, std::size_t inCount) noexcept {
         MemoryRecycler::Recycle(inMemory, inCount * sizeof(T));
     }
 
-    /// Always true: what one allocated, any other may give back.
+    /// Always true: any allocator can free the memory of another.
     template <typename U>
     friend bool operator==(const STLAllocator&, const STLAllocator<U>&) noexcept {
         return true;

@@ -7,29 +7,28 @@
 #include "kelcore/string.h"
 #include "kelcore/utility.h"
 
-/// Settings for debugging, and the keys that exceptions carry.
+/// Debug settings, and the keys of the additional data of exceptions.
 namespace kelcore::debug {
 
 /// @name Keys of the additional data of an exception
 /// @{
-inline constexpr utility::ImmutableString kDebugExpression{"expression"};   ///< which expression held; a text
-inline constexpr utility::ImmutableString kDebugSourceFunction{"function"}; ///< its qualified name; a text
+inline constexpr utility::ImmutableString kDebugExpression{"expression"}; ///< the condition that failed: text
+inline constexpr utility::ImmutableString kDebugSourceFunction{"function"}; ///< its qualified name: text
 inline constexpr utility::ImmutableString kDebugSourceLine{"line"};         ///< a number
-inline constexpr utility::ImmutableString kDebugSourceFile{"file"}; ///< the source file's path; a text
+inline constexpr utility::ImmutableString kDebugSourceFile{"file"}; ///< the path of the source file: text
 /// @}
 
-/// Settings for debugging, empty until a host sets one. Any thread may call it, as late as from the
-/// destructor of a global.
+/// Debug settings, empty until a host sets one. Any thread may use it, even from the destructor of a global.
 class KELCORE_EXPORT DebugDatabase {
 public:
-    /// The one database, made by the first call and never destroyed.
+    /// Returns the only database, which is created by the first call and never destroyed.
     static DebugDatabase& Instance();
 
-    /// @return the text under the key, else the default.
+    /// Returns the text of the key, or the default if there is none.
     UTF8String GetEntry(const UTF8String& inKey, const UTF8String& inDefault) const;
-    /// Puts a text under a key, in place of one that is there.
+    /// Sets the text of a key, replacing an earlier one.
     void SetEntry(const UTF8String& inKey, const UTF8String& inText);
-    /// Forgets the text under a key; nothing happens if there is none.
+    /// Removes a key; has no effect if it is not set.
     void RemoveEntry(const UTF8String& inKey);
 
 private:

@@ -1,14 +1,14 @@
 #pragma once
 
-/// Marks what hosts may call of this layer; everything else is hidden.
+/// Marks what hosts may call in this layer; everything else is hidden.
 #if defined(_WIN32)
 #define KELCORE_EXPORT
 #else
 #define KELCORE_EXPORT __attribute__((visibility("default")))
 #endif
 
-/// Marks a type that stands as an argument in exported instances of templates. Clang hides those together
-/// with their arguments; g++ does not. Of the type itself nothing leaves.
+/// For types used as template arguments of exported instances: clang would otherwise hide those instances.
+/// Exports no symbol of the type.
 #if defined(__clang__)
 #define KELCORE_VISIBLE_TYPE __attribute__((type_visibility("default")))
 #else

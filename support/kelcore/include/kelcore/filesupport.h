@@ -12,14 +12,14 @@
 /// Files and byte streams.
 namespace kelcore::filesupport {
 
-/// Where a file lives. There is one kind: a path that the operating system understands.
+/// Where a file is stored. There is one kind: a path of the operating system.
 enum StorageType : std::uint32_t { kPathStorage = 0 };
 
-/// What streams and files throw. The message names the operation, the path and the system's reason.
+/// The exception of streams and files. Its message names the operation, the path and the system's reason.
 class KELCORE_EXPORT file_exception : public config::kel_exception {
 public:
     /// @param inOperation  what could not be done, as a verb: "read".
-    /// @param inPath  the file that it could not be done to.
+    /// @param inPath  the file concerned.
     /// @param inSystemError  the system's error number; 0 for the end of the file.
     file_exception(std::string_view inOperation, const UTF8String& inPath, int inSystemError);
     /// Copying does not throw.
@@ -28,7 +28,7 @@ public:
     file_exception& operator=(const file_exception&) noexcept = default;
     ~file_exception() override;
 
-    /// @return the system's error number, an errno value; 0 for the end of the file.
+    /// Returns the system's error number, an errno value; 0 for the end of the file.
     int SystemError() const { return mSystemError; }
 
 private:
@@ -36,73 +36,74 @@ private:
 };
 
 /// @name The reason of a failure
-/// What an operation answers with a code or false alone, the layers below have seen as a file_exception. As
-/// errno does for system calls, these keep the reason of the latest one that was made on the calling thread.
+/// Many operations report a failure only by a code or false, although the layers below threw a
+/// file_exception. Like errno for system calls, these functions keep the reason of the latest file_exception
+/// made on the calling thread.
 /// @{
 
 inline constexpr int kNoFailure = -1; ///< no file_exception was made since ForgetFailure
 
-/// Begins an operation whose reason of failure is of interest.
+/// Forgets earlier failures. Call it before an operation whose reason of failure is of interest.
 void ForgetFailure() noexcept;
-/// @return SystemError() of this thread's latest file_exception, or kNoFailure.
+/// Returns SystemError() of this thread's latest file_exception, or kNoFailure.
 int LatestFailure() noexcept;
 /// @}
 
 /// An open descriptor with its path; closes on destruction.
 class OpenFile;
 
-/// A path handle, passed by value. It holds no descriptor unless it comes from Opened or Created. Everything
-/// that these two don't name goes by the path, and asks the system anew.
+/// A path handle, passed by value. It holds no descriptor unless it comes from Opened or Created; every
+/// operation that these two do not mention uses the path and asks the system anew.
 class KELCORE_EXPORT File {
 public:
-    /// Names nothing: it does not exist, and every operation on it fails.
+    /// Names no file: Exists gives false, and every other operation fails.
     File() = default;
-    /// Keeps the path; the system is not asked yet.
+    /// Keeps the path without asking the system.
     File(const UTF8String& inPath, StorageType inStorageType) : mPath(inPath), mStorageType(inStorageType) {}
 
-    /// @return whether the path names a regular file, through symbolic links. Devices, pipes and folders do
-    /// not count, nor does what cannot be asked about. Does not throw for any path.
+    /// Returns whether the path names a regular file, following symbolic links. Devices, pipes and folders do
+    /// not count, nor does a file whose status cannot be determined. Does not throw for any path.
     bool Exists() const;
 
-    /// @return the size in bytes. @throws file_exception
+    /// Returns the size in bytes. @throws file_exception
     std::uint64_t Size() const;
 
-    /// Makes an empty file.
-    /// @param inReplace  false: what exists at the path already is left alone, and the call fails; true: a
-    /// file there is emptied.
+    /// Creates an empty file.
+    /// @param inReplace  false: an existing file is left alone, and the call fails. true: an existing file is
+    ///        emptied.
     /// @throws file_exception
     void Create(bool inReplace) const;
 
-    /// Makes an empty file as Create(false) does, and keeps it open: an output stream made of the result
-    /// writes to that very file, whatever the path has come to name. The descriptor is closed with the last
-    /// copy of the result and the last stream made of one.
+    /// Creates an empty file like Create(false), and keeps it open: an output stream constructed from the
+    /// result writes to that very file, even if the path has come to name another. The descriptor is closed
+    /// together with the last copy of the result and the last stream made from one.
     /// @return the file with a descriptor, for an output stream, Size and Exists. @throws file_exception
     File Created() const;
 
-    /// @return whether it comes from Created.
+    /// Returns whether the file comes from Created.
     bool IsCreated() const { return mCreatedFile != nullptr; }
 
-    /// Removes the file; of a symbolic link, the link. @throws file_exception
+    /// Deletes the file; if it is a symbolic link, the link. @throws file_exception
     void Delete() const;
 
-    /// Renames the file, and replaces another one of the new name. A stream that has either of them open
-    /// keeps it.
+    /// Renames the file, replacing an existing file of the new name. Streams that have either file open keep
+    /// it.
     /// @throws file_exception
     void MoveTo(const UTF8String& inNewPath) const;
 
-    /// Brings the entries of the folder that holds the file to the device, so that its name outlives a power
-    /// cut. The folder must be readable.
+    /// Syncs the entries of the file's folder to the device, so that the name survives a power failure. The
+    /// folder must be readable.
     /// @throws file_exception
     void SyncFolder() const;
 
-    /// Opens the file once for several input streams, each of which would else open it for itself. The
-    /// descriptor is closed with the last copy of the result and the last stream made of one.
+    /// Opens the file once, so that several input streams can share the descriptor. The descriptor is closed
+    /// together with the last copy of the result and the last stream made from one.
     /// @return the file with a descriptor, for streams and Size. @throws file_exception
     File Opened() const;
 
-    /// @return the path as it was given.
+    /// Returns the path as it was given.
     const UTF8String& Path() const { return mPath; }
-    /// @return where the file lives.
+    /// Returns where the file is stored.
     StorageType Storage() const { return mStorageType; }
 
 private:
@@ -111,49 +112,49 @@ private:
 
     UTF8String mPath;
     StorageType mStorageType = kPathStorage;
-    std::shared_ptr<const OpenFile> mOpenFile;    ///< null unless from Opened
-    std::shared_ptr<const OpenFile> mCreatedFile; ///< null unless from Created
+    std::shared_ptr<const OpenFile> mOpenFile;    ///< null unless the file comes from Opened
+    std::shared_ptr<const OpenFile> mCreatedFile; ///< null unless the file comes from Created
 };
 
-/// Input with a position. Hosts may derive from it.
+/// An input stream with a position. Hosts may derive from it.
 class KELCORE_EXPORT IByteStream {
 public:
-    /// Delivers all bytes and moves the position behind them, or throws and leaves the position.
+    /// Reads all bytes and moves the position past them, or throws and leaves the position unchanged.
     virtual void ReadBlock(void* outBytes, unsigned inCount) = 0;
-    /// Moves to an absolute position, in bytes. A position past the end is found out by the next read.
+    /// Moves to an absolute position, in bytes. A position past the end is detected by the next read.
     virtual void CurPos(std::uint64_t inPosition) = 0;
-    /// @return the position.
+    /// Returns the position.
     virtual std::uint64_t CurPos() const = 0;
-    /// @return the total length in bytes.
+    /// Returns the total length in bytes.
     virtual std::uint64_t Length() const = 0;
 
     virtual ~IByteStream();
 };
 
-/// Output with a position. Hosts may derive from it.
+/// An output stream with a position. Hosts may derive from it.
 class KELCORE_EXPORT OByteStream {
 public:
-    /// Writes all bytes and moves the position past them, or throws. The position is then past those bytes
-    /// that were written, or where it was if the stream does not know.
+    /// Writes all bytes and moves the position past them, or throws. After an exception the position is past
+    /// the bytes that were written, or unchanged if the stream does not know.
     virtual void WriteBlock(const void* inBytes, unsigned inCount) = 0;
-    /// Moves to an absolute position, in bytes; past the end, a later write leaves a gap of zeros.
+    /// Moves to an absolute position, in bytes. After a move past the end, a write leaves a gap of zeros.
     virtual void CurPos(std::uint64_t inPosition) = 0;
-    /// @return the position.
+    /// Returns the position.
     virtual std::uint64_t CurPos() const = 0;
-    /// @return the total length in bytes.
+    /// Returns the total length in bytes.
     virtual std::uint64_t Length() const = 0;
 
     virtual ~OByteStream();
 };
 
 /// Reads a file with positioned calls. Setting the position costs no system call. Small reads are served from
-/// a window of the file that grows while they go forward, large ones go straight to the caller's memory; so
-/// the file must not change while the stream is in use. Reads need not be aligned.
+/// a window of the file that grows while reading proceeds forward; large reads go directly to the caller's
+/// memory. The file must therefore not change while the stream is in use. Reads need no alignment.
 class KELCORE_EXPORT IPlatformByteStream : public IByteStream {
 public:
-    /// Opens the file, unless it was opened already.
-    /// @param inFile  where it is; copied.
-    /// @param inFlags  0, or 1 for a caller's stream flag; all streams work alike.
+    /// Opens the file, unless it is already open.
+    /// @param inFile  the file; copied.
+    /// @param inFlags  0, or 1 for a caller's stream flag; without effect.
     /// @throws file_exception
     IPlatformByteStream(const File& inFile, utility::Flags<unsigned> inFlags);
     ~IPlatformByteStream() override;
@@ -165,15 +166,16 @@ public:
     std::uint64_t CurPos() const override { return mPosition; }
     std::uint64_t Length() const override;
 
-    /// Counts the zero bytes from the position on; the position stays. Reads no further than needed, and no
-    /// long hole of a sparse file where the system reports it.
+    /// Counts the zero bytes that follow the position, which stays. Reads no further than necessary, and
+    /// skips long holes of a sparse file if the system reports them.
     /// @param inLimit  where to stop counting.
-    /// @return the count, at most inLimit. The end of the file ends the count.
+    /// @return the count, at most inLimit; the end of the file ends the count.
     /// @throws file_exception
     std::uint64_t CountZeroBytes(std::uint64_t inLimit);
 
 private:
-    /// Makes the window begin at a position; it holds at least one byte unless that is at or past the end.
+    /// Makes the window begin at a position. It then holds at least one byte, unless the position is at or
+    /// past the end.
     void FillWindow(std::uint64_t inPosition);
     bool InWindow(std::uint64_t inPosition) const {
         return inPosition >= mWindowStart && inPosition - mWindowStart < mWindowCount;
@@ -190,9 +192,9 @@ private:
 /// Writes a file with positioned calls. Setting the position costs no system call.
 class KELCORE_EXPORT OPlatformByteStream : public OByteStream {
 public:
-    /// Opens a file that exists, unless the descriptor of File::Created is there; nothing of it is removed.
-    /// @param inFile  where it is; copied.
-    /// @param inFlags  0, or 1 for a caller's stream flag; all streams work alike.
+    /// Opens an existing file, or uses the descriptor of File::Created; nothing is removed from the file.
+    /// @param inFile  the file; copied.
+    /// @param inFlags  0, or 1 for a caller's stream flag; without effect.
     /// @throws file_exception
     OPlatformByteStream(const File& inFile, utility::Flags<unsigned> inFlags);
     ~OPlatformByteStream() override;
@@ -204,15 +206,15 @@ public:
     std::uint64_t CurPos() const override { return mPosition; }
     std::uint64_t Length() const override;
 
-    /// Cuts the file off, or lets it end in zeros. The position stays.
+    /// Truncates the file, or extends it with zeros. The position stays.
     /// @throws file_exception
     void SetLength(std::uint64_t inLength);
 
-    /// Brings everything written so far to the device, with the length that it needs; the first time also all
-    /// else that the system keeps about the file, and its name in its folder, which must be readable.
+    /// Syncs everything written so far to the device, with the length that it needs; the first time also all
+    /// other metadata of the file, and its name in its folder, which must be readable.
     ///
-    /// A sync of the file that fails does so for good: the system may have dropped what it could not write,
-    /// and would not say so again. Then this call throws each time, for the same reason.
+    /// A failed sync of the file is permanent: the system may have dropped what it could not write, and would
+    /// not report that again. From then on, this call throws each time, for the same reason.
     /// @throws file_exception
     void Sync();
 
@@ -221,48 +223,48 @@ private:
     std::uint64_t mPosition = 0;
 };
 
-/// Gathers small writes to another stream. Blocks that fill the buffer by themselves are handed straight
-/// through. A write either takes its whole block or throws and takes none of it, and what waited before still
-/// waits as far as it could not be delivered; so the same block can be offered again.
+/// Buffers small writes to another stream. Blocks as large as the buffer are passed through directly. A write
+/// either accepts its whole block, or throws and accepts none of it; earlier bytes that could not be written
+/// stay in the buffer. So the same block can be written again.
 class KELCORE_EXPORT OBufferedByteStream : public OByteStream {
 public:
-    /// Starts at the wrapped stream's position.
-    /// @param inStream  the stream to write to, which must live longer than this one.
-    /// @param inCapacity  bytes that may wait, 32768.
-    /// @param inAlignment  of the buffer's address, 4096.
+    /// Starts at the position of the wrapped stream.
+    /// @param inStream  the stream to write to, which must outlive this one.
+    /// @param inCapacity  the size of the buffer in bytes, 32768.
+    /// @param inAlignment  the alignment of the buffer, 4096.
     OBufferedByteStream(OByteStream& inStream, unsigned inCapacity, unsigned inAlignment);
 
-    /// Delivers what waits. A failure to do so is lost here: call Flush before, where it matters.
+    /// Flushes the buffer and ignores failures; where they matter, call Flush first.
     ~OBufferedByteStream() override;
     OBufferedByteStream(const OBufferedByteStream&) = delete;
     OBufferedByteStream& operator=(const OBufferedByteStream&) = delete;
 
     void WriteBlock(const void* inBytes, unsigned inCount) override;
-    /// Delivers what waits, unless the position is where it was.
+    /// Flushes the buffer, unless the position does not change.
     void CurPos(std::uint64_t inPosition) override;
     std::uint64_t CurPos() const override { return mBufferStart + mWaiting; }
-    /// @return the length of the wrapped stream, or the position where what waits ends if that is further on.
+    /// Returns the length of the wrapped stream, or the end of the buffered bytes if that is larger.
     std::uint64_t Length() const override;
 
-    /// Delivers what waits; after an exception the rest of it still waits.
+    /// Writes out the buffer. After an exception, the bytes that were not written stay in the buffer.
     void Flush();
 
-    /// Delivers what waits, and brings the wrapped stream's file to the device.
+    /// Flushes the buffer, and syncs the wrapped stream's file to the device.
     /// @param ioWrapped  the wrapped stream.
-    /// @throws file_exception, also again after a sync that failed: see OPlatformByteStream::Sync
+    /// @throws file_exception, and again after a sync that failed: see OPlatformByteStream::Sync.
     void Sync(OPlatformByteStream& ioWrapped);
 
-    /// Delivers what waits and from now on hands every block straight through, so that a block that was taken
-    /// has reached the wrapped stream. @throws what the wrapped stream throws; then nothing has changed
+    /// Flushes the buffer and from now on passes every block through, so that each accepted block has reached
+    /// the wrapped stream. @throws what the wrapped stream throws, in which case nothing has changed.
     void StopGathering();
 
-    /// @return how many bytes wait. They are the last ones before the position.
+    /// Returns the number of buffered bytes. They are the last ones before the position.
     unsigned Waiting() const { return mWaiting; }
 
-    /// Removes what blocks that were not taken have left past all that was taken. Without such a block, makes
-    /// no system call.
-    /// @param ioWrapped  the wrapped stream, on a file that was empty when this one was made.
-    /// @throws file_exception; then it may be called again.
+    /// Removes what blocks that were not accepted have left past the end of everything that was. Makes no
+    /// system call if there was no such block.
+    /// @param ioWrapped  the wrapped stream, on a file that was empty when this stream was made.
+    /// @throws file_exception, after which it may be called again.
     void RemoveFailedWrites(OPlatformByteStream& ioWrapped);
 
 private:
@@ -277,8 +279,8 @@ private:
     OByteStream& mStream;
     std::unique_ptr<unsigned char[], AlignedDelete> mBuffer;
     std::uint64_t mBufferStart;
-    std::uint64_t mEnd = 0;         ///< the furthest position where delivered bytes that were taken end
-    std::uint64_t mEndOfFailed = 0; ///< the same for bytes of blocks that were not taken
+    std::uint64_t mEnd = 0;         ///< the furthest end of accepted bytes that were written
+    std::uint64_t mEndOfFailed = 0; ///< the furthest end of bytes of blocks that were not accepted
     unsigned mCapacity;
     unsigned mWaiting = 0;
 };
@@ -287,10 +289,10 @@ private:
 
 namespace kelcore::utility {
 
-/// Questions about paths.
+/// Queries about paths.
 class KELCORE_EXPORT FileUtils {
 public:
-    /// As File::Exists.
+    /// Like File::Exists.
     static bool FileExists(const UTF8String& inPath);
 };
 

@@ -11,13 +11,13 @@
 #include "kelcore/allocator.h"
 #include "kelcore/export.h"
 
-/// The support layer: files, streams, memory, strings and exceptions. A host that owns another implementation
-/// of these names can put it in this one's place.
+/// The support layer: files, streams, memory, strings and exceptions. A host that has its own implementation
+/// of these names can use it instead of this one.
 namespace kelcore {
 
-/// Character traits of bytes: the standard library defines none for unsigned char.
+/// Character traits of bytes; the standard library has none for unsigned char.
 struct UTF8Traits {
-    /// @cond  The rest is what the standard library asks of character traits, and means what it means there.
+    /// @cond  The rest is what the standard library requires of character traits, with the usual meaning.
     using char_type = unsigned char;
     using int_type = int;
     using off_type = std::streamoff;
@@ -59,20 +59,20 @@ struct UTF8Traits {
     /// @endcond
 };
 
-/// Byte string for paths and texts. Its bytes are UTF-8 by convention; nothing checks or changes them.
+/// A byte string for paths and texts. Its bytes are UTF-8 by convention; nothing checks or changes them.
 using UTF8String = std::basic_string<unsigned char, UTF8Traits, allocator::STLAllocator<unsigned char>>;
 
-/// Copies the bytes of a text, zero bytes included.
+/// Copies the bytes of a text, including zero bytes.
 inline UTF8String ToUTF8String(std::string_view inText) {
     return UTF8String(reinterpret_cast<const unsigned char*>(inText.data()), inText.size());
 }
 
-/// Copies the bytes of a text, zero bytes included.
+/// Copies the bytes of a text, including zero bytes.
 inline std::string ToStdString(const UTF8String& inText) {
     return std::string(reinterpret_cast<const char*>(inText.data()), inText.size());
 }
 
-/// Collects text. No more than what messages of this library need.
+/// Builds a text. Offers only what the messages of this library need.
 class oUTF8StringStream {
 public:
     /// Appends the number in decimal.
@@ -81,18 +81,18 @@ public:
         return *this;
     }
 
-    /// The text so far.
+    /// Returns the text so far.
     UTF8String str() const { return mText; }
 
 private:
     UTF8String mText;
 };
 
-/// Work on texts.
+/// String functions.
 namespace string {
 
-/// Replaces "@0" to "@9" in a format by the strings of these numbers, in one pass: what a string brings in is
-/// not looked at again.
+/// Replaces "@0" to "@9" in a format with the strings of these indices, in one pass: inserted strings are not
+/// scanned again.
 KELCORE_EXPORT UTF8String ReplaceInString(const UTF8String& inFormat,
                                           const std::array<UTF8String, 10>& inStrings);
 
@@ -100,7 +100,7 @@ KELCORE_EXPORT UTF8String ReplaceInString(const UTF8String& inFormat,
 
 namespace utility {
 
-/// @return the number in decimal, with a minus sign if it is negative.
+/// Returns the number in decimal, with a minus sign if it is negative.
 KELCORE_EXPORT UTF8String ConvertInt32ToBufferT(int inNumber);
 
 } // namespace utility

@@ -5,21 +5,22 @@
 
 #include "kelcore/allocator.h"
 
-/// What a channel is.
+/// Channel positions and layouts.
 namespace kelmediatypes {
 
-/// Says which channel this is: one number, 0 for a channel without a position.
+/// Identifies a channel by one number; 0 is a channel without a position.
+///
 /// 100 to 117 are the positions of a wave file's channel mask, 118 and 119 left and right wide, 129 and 130
-/// rear surround left and right, 131 the second low frequency channel, 132 and 133 left and right total, 134
-/// to 137 Ambisonic W, X, Y and Z.
+/// rear surround left and right, 131 the second low frequency channel, 132 and 133 left and right total, and
+/// 134 to 137 Ambisonic W, X, Y and Z.
 class AudioChannelDescription {
 public:
     /// 0, a channel without a position.
     constexpr AudioChannelDescription() = default;
-    /// From its number; any number is taken.
+    /// Accepts any number.
     constexpr AudioChannelDescription(std::uint32_t inValue) : mValue(inValue) {}
 
-    /// @return the number.
+    /// Returns the number.
     constexpr std::uint32_t Value() const { return mValue; }
 
     /// Compares the numbers.
@@ -40,12 +41,12 @@ static_assert(sizeof(AudioChannelDescription) == 4);
 using ChannelLayout =
     std::vector<AudioChannelDescription, kelcore::allocator::STLAllocator<AudioChannelDescription>>;
 
-/// The layout of one channel: front center, 102.
+/// Returns the layout of one channel: front center, 102.
 inline ChannelLayout CreateMonoChannelLayout() {
     return {102};
 }
 
-/// The layout of two channels: front left, 100, and front right, 101.
+/// Returns the layout of two channels: front left, 100, and front right, 101.
 inline ChannelLayout CreateStereoChannelLayout() {
     return {100, 101};
 }
