@@ -61,7 +61,7 @@ private:
     mutable int mSyncFailure = 0; ///< the system's reason; 0 if no sync of the file has failed
 };
 
-/// Brings the entries of the folder that holds a file to the device.
+/// Syncs the entries of the folder that contains a file to the device.
 void SyncFolderOf(const UTF8String& inPath);
 
 } // namespace kelcore::filesupport
