@@ -8,9 +8,9 @@
 
 #include <time.h>
 
-/// Two ways to do the same work, timed side by side in one run. Other work on the machine slows both sides of
-/// a round alike, so the ratio of a round says more than a time, and the median of the ratios more than any
-/// one of them. Times are of the processor, so that waiting for a turn on it does not count.
+/// Two ways to do the same work, timed in alternation in one run. Other work on the machine slows both sides
+/// of a round alike, so the ratio of a round is more reliable than a time, and the median of the ratios more
+/// than any one of them. Times are processor times, so waiting for the processor does not count.
 namespace compare {
 
 using Work = std::function<void()>;
@@ -19,7 +19,7 @@ inline constexpr int kRounds = 25;
 inline constexpr double kSecondsPerSide =
     0.02; ///< small work is repeated within a round until it takes this long
 
-/// How long the processor has worked for this thread, system calls included.
+/// Returns the processor time of this thread, system calls included.
 inline double ThreadSeconds() {
     timespec time = {};
     ::clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
@@ -33,7 +33,7 @@ inline double Seconds(const Work& inWork, int inRepeats) {
     return ThreadSeconds() - start;
 }
 
-/// @return how many times as fast as the other work ours is: above 1 is faster.
+/// Returns how many times as fast as the other work ours is: above 1 is faster.
 inline double Speed(const Work& inOurs, const Work& inOther) {
     const double once = std::max(Seconds(inOurs, 1), 1e-7);
     const int repeats = std::max(1, static_cast<int>(kSecondsPerSide / once));

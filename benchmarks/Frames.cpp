@@ -1,5 +1,5 @@
-// Blocks of frames, all channels at once, beside one call of the single routines for each channel: after a
-// swap where samples are big-endian, and after a plain rounding loop where integers are narrower than floats.
+// Compares blocks of frames, all channels at once, with one call of the single-channel routines per channel:
+// after a swap for big-endian samples, and after a plain rounding loop for integers narrower than floats.
 
 #include <algorithm>
 #include <cmath>
@@ -35,7 +35,7 @@ double SecondsFor(int inRepeats, const Work& inWork) {
     return ThreadSeconds() - start;
 }
 
-/// @return the median of how many times as fast ours is, both taking turns.
+/// Returns the median of how many times as fast ours is, with both sides run in alternation.
 template <typename Ours, typename Other>
 double Speed(const Ours& inOurs, const Other& inOther) {
     SecondsFor(1, inOurs);
@@ -53,8 +53,8 @@ struct Kind {
     const char* name;
     SampleFormat format;
     DeinterleaveFunction decode;
-    ConversionFunction encode;     ///< null where integers are rounded
-    ConversionFunction interleave; ///< or swaps
+    ConversionFunction encode;     ///< null for integers, which are rounded
+    ConversionFunction interleave; ///< interleaves or swaps
     bool isSwapped;
 };
 

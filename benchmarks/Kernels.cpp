@@ -1,6 +1,6 @@
-// The sample routines in cache, each beside a copy of as many bytes as it writes and beside its plain loop.
-// The three take turns, round by round, and the medians of the rounds' ratios count: what else the machine
-// does in the meantime then meets all of them alike.
+// Compares the sample routines, in cache, with a copy of as many bytes as they write and with their plain
+// loops. The three run in alternation, and the medians of each round's ratios are reported, so that other
+// work on the machine affects all three alike.
 
 #include <algorithm>
 #include <cstring>
@@ -19,8 +19,8 @@ namespace {
 constexpr std::int32_t kRounds = 200;
 constexpr std::int32_t kFramesPerRound = 1 << 16;
 
-/// Memory in whole cache lines. Where large blocks start in their pages decides over more than most kernels
-/// do, so each side is given its own start.
+/// Memory in whole cache lines. The offset of large blocks within their pages affects more than most kernels
+/// do, so each side gets its own offset.
 class Buffer {
 public:
     Buffer(std::size_t inByteCount, std::size_t inFirstLine)
@@ -37,7 +37,7 @@ private:
 };
 
 /// Floats within full scale, whose bytes serve as samples of every other kind too: music neither clips nor
-/// holds denormals.
+/// contains denormals.
 void FillWithSamples(unsigned char* outBytes, std::size_t inByteCount) {
     std::uint32_t state = 1;
     for (std::size_t i = 0; i + sizeof(float) <= inByteCount; i += sizeof(float)) {
@@ -78,7 +78,7 @@ void RunKernel(benchmark::State& state, const Routine& routine, std::int32_t fra
     }
 
     const std::int32_t repetitions = kFramesPerRound / frames;
-    const Convert convert = routine.convert; // short runs would show what it takes to look these up
+    const Convert convert = routine.convert; // short runs would measure these look-ups
     const PlainLoop plain = routine.model;
     const std::size_t sourceStep = call.sourceStep, writtenStep = call.writtenStep;
     unsigned char *const in = source.begin(), *const out = destination.begin();

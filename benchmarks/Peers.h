@@ -5,13 +5,13 @@
 #include <string>
 #include <vector>
 
-/// Other libraries at the same work, where they are found on the machine. Each decodes a whole wave file,
-/// block by block, into one plane of floats per channel.
+/// Other libraries for the same work, if they are found on the machine. Each decodes a whole wave file, block
+/// by block, into one plane of floats per channel.
 namespace peers {
 
 using Planes = std::vector<std::vector<float>>;
 
-/// Called with the frames that stand in the planes now. Empty while time is taken.
+/// Called with the frames that are in the planes now. Empty while times are measured.
 using BlockDone = std::function<void(std::int64_t inFrames)>;
 
 struct Peer {
@@ -21,7 +21,7 @@ struct Peer {
     void (*open)(const std::string& inPath);
 };
 
-/// @return libsndfile first if it is there.
+/// Returns the peers, libsndfile first if it is available.
 std::vector<Peer> FindPeers();
 
 } // namespace peers

@@ -1,6 +1,6 @@
-// Resampling ten million blocks at steps from half a block to a million blocks, beside a walk that goes from
-// datum to datum with the container's iterators, and beside reading the datums and writing the points with
-// nothing in between. The three take turns, round by round, and the medians of the rounds' ratios count.
+// Compares resampling of ten million blocks, at steps from half a block to a million blocks, with a walk from
+// datum to datum by the container's iterators, and with merely reading the datums and writing the points. The
+// three run in alternation, and the medians of each round's ratios are reported.
 
 #include <algorithm>
 #include <cstring>
@@ -32,8 +32,8 @@ PeakDatumVector MakeDatums() {
     return datums;
 }
 
-/// @param inBlocksPerSegment  the timeline is cut into segments of so many blocks, of which every other one
-/// has a block size of its own.
+/// @param inBlocksPerSegment  the timeline is split into segments of this many blocks, every other one with a
+///        different block size.
 std::shared_ptr<PeakData> MakeTimeline(const PeakDatumVector& inDatums, std::size_t inBlocksPerSegment) {
     auto data = std::make_shared<PeakData>();
     for (std::size_t first = 0; first < inDatums.size(); first += inBlocksPerSegment) {

@@ -1,5 +1,5 @@
-// Whole jobs, file to planes and back, beside other libraries and beside the same system calls and nothing
-// else. Files lie in memory-backed storage, so that what is measured is the work and not a disk.
+// Compares whole jobs, file to planes and back, with other libraries and with the bare system calls. Files
+// are in memory-backed storage, so that the work is measured and not a disk.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -23,10 +23,10 @@ using kelaudiofile::WaveFile;
 using peers::Planes;
 using Bytes = std::vector<std::uint8_t>;
 
-/// Samples in each file, whatever their kind: the size of the caches must not tell the rows apart.
+/// Samples in each file, whatever their kind: rows must not differ because of cache sizes.
 constexpr std::int64_t kFileBytes = 4 << 20;
 
-/// The rule that DeInterleave.h gives: a block that stays in the nearest cache.
+/// Follows the advice in DeInterleave.h: a block that stays in the L1 cache.
 std::int64_t BlockFrames(std::int64_t inFrameBytes) {
     return std::max<std::int64_t>(16384 / inFrameBytes, 64);
 }
@@ -76,7 +76,7 @@ std::unique_ptr<WaveFile> Create(const std::string& inPath, const Kind& inKind, 
     return file;
 }
 
-/// Whole samples that are a signal in every kind: floats must not be taken for integers, and none may be odd.
+/// Whole samples that are a signal in every kind: floats must not pass for integers, and none may be odd.
 Bytes MakeSamples(const Kind& inKind, std::int64_t inByteCount) {
     const std::int64_t count = inByteCount / inKind.bytesPerSample;
     Bytes bytes(static_cast<std::size_t>(count * inKind.bytesPerSample));
@@ -125,7 +125,7 @@ void Decode(const std::string& inPath, Bytes& ioBlock, Planes& outPlanes, const 
     }
 }
 
-/// The same reads from the same descriptor and nothing else.
+/// Makes the same reads from the same descriptor, and nothing else.
 void ReadAlone(const std::string& inPath, std::size_t inDataBytes, std::size_t inBlockBytes, Bytes& ioBlock) {
     const CloseDescriptor file(::open(inPath.c_str(), O_RDONLY));
     for (std::size_t done = 0; done < inDataBytes; done += inBlockBytes) {
@@ -141,7 +141,7 @@ Planes MakePlanes(std::int32_t inChannels, std::int64_t inFrames) {
                   std::vector<float>(static_cast<std::size_t>(inFrames)));
 }
 
-/// @return all samples that a decoder delivers, for comparing two of them.
+/// Returns all samples that a decoder delivers, for comparing two decoders.
 template <typename Decoder>
 Planes AllSamples(Planes& ioPlanes, Decoder inDecode) {
     Planes all(ioPlanes.size());
@@ -177,7 +177,7 @@ void CompareDecoding(const std::string& inFolder) {
                 Require(AllSamples(planes, peerDecode) == ours, "a peer decodes other samples");
                 compare::PrintRow(job, peer.name, compare::Speed(timedDecode, [&] { peerDecode({}); }));
             }
-            compare::PrintRow(job, "its reads alone", compare::Speed(timedDecode, [&] {
+            compare::PrintRow(job, "reading alone", compare::Speed(timedDecode, [&] {
                                   ReadAlone(path, samples.size(), block.size(), block);
                               }));
         }
@@ -238,12 +238,12 @@ void CompareEncoding(const std::string& inFolder) {
             Require(std::filesystem::file_size(path) >= plainSize + 44, "sizes of the written files");
             compare::PrintRow("encode " + std::string(encoding.name) + ", " + std::to_string(channels) +
                                   (channels == 1 ? " channel" : " channels"),
-                              "its writes alone", compare::Speed(encode, writeAlone));
+                              "writing alone", compare::Speed(encode, writeAlone));
         }
     }
 }
 
-/// Blocks as a recorder has them, below and above the write buffer.
+/// Block sizes typical of recorders, below and above the write buffer.
 void CompareWriting(const std::string& inFolder) {
     const std::string path = inFolder + "/write.wav", plainPath = inFolder + "/write.raw";
     const Bytes samples = MakeSamples(kKinds[0], kFileBytes);
@@ -261,7 +261,7 @@ void CompareWriting(const std::string& inFolder) {
                         "pwrite");
             }
         };
-        compare::PrintRow("write blocks of " + std::to_string(blockBytes / 1024) + " KiB", "its writes alone",
+        compare::PrintRow("write blocks of " + std::to_string(blockBytes / 1024) + " KiB", "writing alone",
                           compare::Speed(write, writeAlone));
     }
 }

@@ -3,8 +3,8 @@ import csv
 import sys
 
 COLUMNS = {
-    "kernels": ("Routine", {"of_copy": "Of a copy of the written bytes", "of_plain": "Times a plain loop"}),
-    "peaks": ("Resampling", {"of_walk": "Times a walk from datum to datum", "of_memory": "Of reading and writing the same memory"}),
+    "kernels": ("Routine", {"of_copy": "Speed relative to memcpy", "of_plain": "Speed relative to a plain loop"}),
+    "peaks": ("Resampling", {"of_walk": "Speed relative to a walk from datum to datum", "of_memory": "Speed relative to reading and writing the same memory"}),
 }
 
 

@@ -16,7 +16,7 @@ write_basic_package_version_file(kelaudiofileConfigVersion.cmake COMPATIBILITY S
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/kelaudiofileConfig.cmake
     ${CMAKE_CURRENT_BINARY_DIR}/kelaudiofileConfigVersion.cmake DESTINATION ${package_folder} COMPONENT dev)
 
-# The module finds its prefix from its own place, so that an install tree can be moved.
+# The module derives its prefix from its own location, so that an install tree can be moved.
 set(module_folder ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH prefix_from_module "/${module_folder}" "/")
 string(REGEX REPLACE "/$" "" prefix_from_module "${prefix_from_module}")

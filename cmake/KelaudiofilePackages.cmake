@@ -1,5 +1,5 @@
-# Debian packages: the library, its headers, and the example programs. The preset `debian` makes them, with the prefix
-# /usr, on which the folder of the library depends.
+# Debian packages: the library, its headers, and the example programs. They are built by the preset `debian`, which
+# sets the prefix /usr; the folder of the library depends on it.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME kelaudiofile)
 set(CPACK_PACKAGE_CONTACT "kelaudiofile developers <developers@kelaudiofile.invalid>") # the owner's to choose
@@ -42,7 +42,7 @@ install(FILES ${PROJECT_SOURCE_DIR}/packaging/debian/lintian-overrides DESTINATI
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "${needs_library}")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${needs_library}")
 
-# In a folder that all programs share, names say whose they are. A man page holds what --help says.
+# In a folder shared by all programs, names say whose they are. A man page holds the output of --help.
 find_program(HELP2MAN help2man REQUIRED)
 set(pages)
 foreach(example describe decode hash_compare record copy_chunks transcode waveform)

@@ -1,8 +1,8 @@
 include(CheckCXXCompilerFlag)
 include(CheckLinkerFlag)
 
-# What takes more than a compiler is built where that is found, unless KELAUDIOFILE_BUILD_<kind> says ON or OFF.
-# KELAUDIOFILE_WITH_<kind> says what came of it.
+# Targets that need more than a compiler are built if that is found, unless KELAUDIOFILE_BUILD_<kind> says ON or OFF.
+# KELAUDIOFILE_WITH_<kind> holds the result.
 #   kelaudiofile_optional(<kind> <CMake package> <Debian package>)
 function(kelaudiofile_optional kind package debian)
     set(build KELAUDIOFILE_BUILD_${kind})
@@ -28,7 +28,7 @@ function(kelaudiofile_optional kind package debian)
     set(KELAUDIOFILE_WITH_${kind} ${with} PARENT_SCOPE)
 endfunction()
 
-# Settings are given to our own targets one by one, so that a host that takes us in by add_subdirectory keeps its own.
+# Settings are applied to each of our own targets, so that a host that uses add_subdirectory keeps its own.
 
 function(kelaudiofile_sanitize target)
     if(KELAUDIOFILE_SANITIZE)
@@ -38,8 +38,8 @@ function(kelaudiofile_sanitize target)
     endif()
 endfunction()
 
-# What makes a fault of memory harder to exploit, where compiler and linker have it. Checked calls need optimisation, and
-# sanitizers check more.
+# Hardening against the exploitation of memory errors, if the compiler and linker support it. Checked calls need
+# optimisation, and sanitizers check more.
 function(kelaudiofile_harden target)
     if(KELAUDIOFILE_SANITIZE OR CMAKE_CXX_FLAGS MATCHES "-fsanitize")
         return()
@@ -57,8 +57,8 @@ function(kelaudiofile_warnings target)
         $<$<BOOL:${KELAUDIOFILE_WARNINGS_AS_ERRORS}>:-Werror>)
 endfunction()
 
-# Warnings, language and sanitizers for any target of ours. How vectors are passed differs between processors of one
-# family, but inlined functions alone pass them here. On 32-bit x86, doubles are kept out of its old unit, so that each
+# Warnings, language and sanitizers for all of our targets. How vectors are passed differs between processors of one
+# family, but here only inlined functions pass them. On 32-bit x86, doubles are kept out of the x87 unit, so that each
 # step rounds as on every other processor.
 function(kelaudiofile_settings target)
     target_compile_features(${target} PRIVATE cxx_std_20)
@@ -70,7 +70,7 @@ function(kelaudiofile_settings target)
     endif()
 endfunction()
 
-# An interface target that shows these headers of a folder and no others, through a folder of headers that include them.
+# An interface target that exposes only the listed headers of a folder, through a folder of headers that include them.
 #   kelaudiofile_show(<target> <folder> <headers>...)
 function(kelaudiofile_show target folder)
     set(shown ${PROJECT_BINARY_DIR}/shown/${target})
@@ -86,10 +86,10 @@ function(kelaudiofile_show target folder)
     target_include_directories(${target} INTERFACE ${shown})
 endfunction()
 
-# The object library of one folder. It sees the headers that it exports and those of the targets named, nothing else.
+# The object library of one folder. It sees the headers that it exports and those of the named targets, nothing else.
 #   kelaudiofile_part(<target> SOURCES <files> [EXPORTS <headers>] [LENDS <headers>] [SEES <targets>])
-# <target>_headers shows what it EXPORTS to hosts, headers of include/kelaudiofile; <target>_lent shows what it LENDS to
-# other folders, private headers of its src folder.
+# <target>_headers exposes the headers of include/kelaudiofile that it EXPORTS to hosts; <target>_lent exposes the private
+# headers of its src folder that it LENDS to other folders.
 function(kelaudiofile_part target)
     cmake_parse_arguments(PART "" "" "SOURCES;EXPORTS;LENDS;SEES" ${ARGN})
     if(PART_EXPORTS)
@@ -108,13 +108,13 @@ function(kelaudiofile_part target)
     target_link_libraries(${target} PRIVATE ${PART_SEES})
 endfunction()
 
-# Loops over samples: vector code wants -O3, also where the host builds with -O2 or without a build type.
+# Loops over samples: vectorised code needs -O3, even if the host builds with -O2 or without a build type.
 function(kelaudiofile_optimize_loops target)
     target_compile_options(${target} PRIVATE $<$<NOT:$<CONFIG:Debug,MinSizeRel>>:-O3>)
 endfunction()
 
-# Programs of which nothing is hot but the library: most of what is compiled for them are other people's headers, which
-# takes half as long so.
+# Programs in which only the library is performance-critical: most of what is compiled for them are third-party
+# headers, which takes half as long this way.
 function(kelaudiofile_compile_quickly target)
     target_compile_options(${target} PRIVATE
         $<$<CONFIG:Release,RelWithDebInfo>:-O1> $<$<CONFIG:RelWithDebInfo>:-g1>)

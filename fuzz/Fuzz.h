@@ -9,24 +9,24 @@
 
 #include "support/Files.h"
 
-/// What the fuzz targets share: the input as a file or as a row of choices, and the end of a run that failed.
+/// Shared by the fuzz targets: the input as a file or as a sequence of choices, and the end of a failed run.
 namespace fuzz {
 
 using testing_support::Bytes;
 
-/// Ends the run if something is not so, and the fuzzer keeps the input.
+/// Ends the run if the condition is false, so that the fuzzer keeps the input.
 #define FUZZ_REQUIRE(condition)                                                                              \
     ((condition)                                                                                             \
          ? void()                                                                                            \
          : (std::fprintf(stderr, "%s:%d: not so: %s\n", __FILE__, __LINE__, #condition), std::abort()))
 
-/// A folder for the files of this process, in memory where scripts/fuzz.sh finds a place there.
+/// A folder for the files of this process, in memory if scripts/fuzz.sh finds room there.
 inline const testing_support::TemporaryFolder& Folder() {
     static const testing_support::TemporaryFolder folder;
     return folder;
 }
 
-/// Puts the bytes into a file, the same one each time.
+/// Writes the bytes to a file, always the same one.
 inline kelcore::filesupport::File FileOf(const Bytes& inBytes) {
     testing_support::WriteFile(Folder().Path("input"), inBytes);
     return Folder().File("input");
@@ -36,7 +36,7 @@ inline bool LiesIn(const Bytes& inFile, const Bytes& inPart) {
     return std::search(inFile.begin(), inFile.end(), inPart.begin(), inPart.end()) != inFile.end();
 }
 
-/// All that a host can read of an open file.
+/// Everything that a host can read of an open file.
 struct Contents {
     std::vector<std::pair<std::uint32_t, Bytes>> metadata{}; ///< ids and data
     Bytes samples;
@@ -59,7 +59,7 @@ struct Contents {
         samples.resize(static_cast<std::size_t>(done));
     }
 
-    /// @return whether all of it was written.
+    /// Returns whether everything was written.
     template <typename File>
     bool WriteTo(File& ioFile) const {
         typename File::ExtendedErrorInfo error;
@@ -72,19 +72,19 @@ struct Contents {
     }
 };
 
-/// The input as a row of choices; when it has run out, zeros.
+/// The input as a sequence of choices, followed by zeros when it is used up.
 class Choices {
 public:
     Choices(const std::uint8_t* inData, std::size_t inSize) : mPlace(inData), mEnd(inData + inSize) {}
 
     bool empty() const { return mPlace == mEnd; }
 
-    /// @return a number below the limit, 0 if there is none.
+    /// Returns a number below the limit, or 0 if the limit is 0.
     std::uint32_t operator()(std::uint32_t inLimit) {
         const std::uint64_t number = Number(inLimit <= 0x100 ? 1 : inLimit <= 0x10000 ? 2 : 4);
         return inLimit == 0 ? 0 : static_cast<std::uint32_t>(number % inLimit);
     }
-    /// @return any number of this many bytes.
+    /// Returns any number of this many bytes.
     std::uint64_t Number(int inByteCount) {
         std::uint64_t number = 0;
         for (int i = 0; i < inByteCount && !empty(); ++i)

@@ -1,4 +1,4 @@
-// The sample routines against their plain models, between bytes that must stay as they are.
+// Compares the sample routines with their plain models, between guard bytes that must stay unchanged.
 
 #include "Fuzz.h"
 #include "kelaccelerate/WideVectors.h"

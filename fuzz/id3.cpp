@@ -1,4 +1,4 @@
-// The ID3 probes on any bytes.
+// Runs the ID3 probes on arbitrary bytes.
 
 #include "kelaudiofile/id3.h"
 #include "Fuzz.h"

@@ -1,4 +1,5 @@
-// The input is a row of edits, played to peak data and to a plain list of datums; points are drawn from both.
+// Applies the input, a sequence of edits, to peak data and to a plain list of datums, and compares points of
+// both.
 
 #include "Fuzz.h"
 #include "models/PeakEditor.h"

@@ -1,4 +1,4 @@
-// The chunk scan of a file of any bytes gives what its model gives.
+// Scans a file of arbitrary bytes for chunks and compares the result with the model.
 
 #include "Fuzz.h"
 #include "models/ScanModel.h"

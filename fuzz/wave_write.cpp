@@ -1,4 +1,4 @@
-// The input is a row of calls, played to a wave file under writing and to its plain model.
+// Applies the input, a sequence of calls, to a wave file open for writing and to its plain model.
 
 #include "Fuzz.h"
 #include "models/WriteModel.h"

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Builds the benchmarks and runs them; prints one table and writes it to docs/performance.md.
-#   scripts/bench.sh                          peers: libsndfile and FFmpeg's libraries, where their headers are found
-#   DR_WAV_FOLDER=/path scripts/bench.sh      also dr_wav, whose header lies there
+# Builds the benchmarks, runs them, prints their tables and writes them to docs/performance.md.
+#   scripts/bench.sh                          peers: libsndfile and FFmpeg's libraries, if their headers are found
+#   DR_WAV_FOLDER=/path scripts/bench.sh      also dr_wav, whose header is in that folder
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
 cd "$top"
@@ -14,22 +14,22 @@ processor=$(sed -n 's/^model name[^:]*: //p' /proc/cpuinfo 2> /dev/null | head -
     cat <<TEXT
 # Performance
 
-Ratios, not times: each row sets two ways to do the same work side by side in one run, in turns, and gives the median of
-how many times as fast ours is, by the time that the processor spends on the thread. 1.00 is as fast; against a plain
-copy or bare system calls, 1.00 is the limit of the machine. Each benchmark checks first that both sides give the same samples.
+Ratios, not times: each row runs two ways of doing the same work in alternation and gives the median of how many times
+as fast ours is, measured in processor time of the thread. 1.00 is equally fast; against a plain copy or bare system
+calls, 1.00 is the limit of the machine. Each benchmark first checks that both sides give the same samples.
 
 - machine: $(nproc) cores of ${processor:-$(uname -m)}, $(uname -s) $(uname -r)
 - compiler: $(c++ --version | head -n 1), Release
 - date: $(date +%F)
-- again: \`scripts/bench.sh\`
+- to reproduce: \`scripts/bench.sh\`
 
 ## Whole jobs
 
-Files of 4 MiB in memory-backed storage, decoded and encoded by blocks of 16 KiB.
+Files of 4 MiB in memory-backed storage, decoded and encoded in blocks of 16 KiB.
 
 TEXT
     $programs/whole_job_benchmarks
-    printf '\n## Blocks of frames: times a call for each channel\n\n'
+    printf '\n## Blocks of frames: compared with a call per channel\n\n'
     $programs/frame_benchmarks
     printf '\n## Sample routines, in cache\n\n'
     $programs/kernel_benchmarks --benchmark_format=csv 2> /dev/null | python3 benchmarks/table.py kernels

@@ -1,18 +1,18 @@
 #!/bin/sh
-# Tries the tree as a new user does, on a minimal Debian that is made in a folder and removed at the end:
-#   scripts/clean-room.sh [bookworm|trixie] [STEP...]      trixie if not given; all steps if none is given
-# Each step starts on a fresh copy of that system, which gets the files of the last commit and nothing else:
-#   linking   README's section on linking to the letter, and a plain build without root
+# Tries the tree as a new user would, on a minimal Debian that is set up in a folder and removed at the end:
+#   scripts/clean-room.sh [bookworm|trixie] [STEP...]      by default trixie, and all steps
+# Each step starts with a fresh copy of that system and the files of the last commit, and nothing else:
+#   linking   README's section on linking, to the letter, and a plain build without root
 #   demo      scripts/demo.sh
 #   test      scripts/test.sh in a folder with spaces in its name; then again without root and without /proc
 #   ci        .ci/run
-# What a step prints goes to build/clean-room. Needs root, on Debian or a relative.
+# The output of each step goes to build/clean-room. Needs root, on Debian or a derivative.
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/setup.sh
 
-# The outer half owns the folder. Mounts and processes of the inner half are its own and go with it, however it ends.
-clean_up() { # processes of the inner half may still be ending, and write until they have
+# The outer half owns the folder. Mounts and processes of the inner half are private to it and end with it.
+clean_up() { # processes of the inner half may still be ending, and may write until then
     [ -z "$inner" ] || kill -KILL $inner 2>/dev/null || true
     for try in 1 2 3 4 5 6 7 8 9; do
         rm -rf --one-file-system "$room" 2>/dev/null && return

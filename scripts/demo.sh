@@ -1,7 +1,7 @@
 #!/bin/sh
-# The main job on FILE, a wave or AIFF file, or without one on a sample that the library makes itself: describe,
-# decode, hash, draw the waveform, write as RF64-capable wave and as AIFF, read back and compare. Results go to
-# $DEMO_OUT, or to build/demo. DEMO_PRESET=test takes the programs that scripts/test.sh has built.
+# Runs the main job on FILE, a wave or AIFF file, or on a sample that the library creates: describe, decode, hash,
+# draw the waveform, write as RF64-capable wave and as AIFF, read back and compare. Results go to $DEMO_OUT, or to
+# build/demo. DEMO_PRESET=test uses the programs that scripts/test.sh has built.
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 . "$root/scripts/setup.sh"

@@ -1,6 +1,6 @@
 #!/bin/sh
-# Formats all C++ files of the tree; with --check, names those that differ and fails. Versions of clang-format differ
-# in details, so one of them is the measure: Debian 12 and 13 both have it.
+# Formats all C++ files of the tree; with --check, lists those that differ and fails. Versions of clang-format differ
+# in details, so one version is used everywhere: both Debian 12 and 13 have it.
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/setup.sh

@@ -1,14 +1,14 @@
 #!/bin/sh
-# Fuzzes each target for a while: scripts/fuzz.sh SECONDS [TARGET...]. Without targets, all of them, as many at a time
-# as there are processors. Fails with the input in hex where one finds something. The corpora stay under
+# Fuzzes each target for a while: scripts/fuzz.sh SECONDS [TARGET...]. By default all targets are run, as many at a time
+# as there are processors. Fails and prints the input in hex if one finds something. The corpora stay in
 # build/fuzz/corpus and grow from run to run.
 #   scripts/fuzz.sh --coverage SECONDS [TARGET...]
-# does the same and then says what lines of the library the corpora of all targets reach; the lines themselves are left
-# in build/fuzz-coverage/lines.txt.
+# does the same and then reports which lines of the library the corpora of all targets reach; the lines themselves are
+# listed in build/fuzz-coverage/lines.txt.
 set -eu
 cd "$(dirname "$0")/.."
 
-# Runs one target on the files that the main run has made.
+# Runs one target on the files that the main run has built.
 if [ "${1:-}" = --one ]; then
     seconds=$2 target=$3 log=$TMPDIR/$3.log
     mkdir -p "build/fuzz/corpus/$target" build/fuzz/finds
@@ -19,7 +19,7 @@ if [ "${1:-}" = --one ]; then
         echo "$target: $runs inputs in $seconds seconds, nothing found"
         exit 0
     fi
-    echo "$target: a find"
+    echo "$target: found something"
     tail -n 60 "$log"
     artifact=$(sed -n 's/.*Test unit written to //p' "$log" | tail -n 1)
     [ -z "$artifact" ] || od -An -v -tx1 "$artifact"
@@ -38,7 +38,7 @@ rm -rf build/fuzz/seeds
 python3 fuzz/make_seeds.py build/fuzz/seeds
 [ $# -gt 0 ] || set -- $(ls build/fuzz/seeds)
 
-# Files of the targets live in memory where the system has such a folder.
+# Files of the targets are kept in memory if the system has such a folder.
 TMPDIR=$(mktemp -d "$([ -w /dev/shm ] && echo /dev/shm || echo /tmp)/kelaudiofile-fuzz-XXXXXX")
 export TMPDIR
 trap 'rm -rf "$TMPDIR"' EXIT
@@ -46,8 +46,8 @@ trap 'exit 1' INT TERM
 printf '%s\n' "$@" | xargs -n 1 -P "$(nproc)" scripts/fuzz.sh --one "$seconds"
 [ -n "$coverage" ] || exit 0
 
-# Once more without the sanitizers, counting: each target plays its corpus through. (llvm-cov warns of
-# inline functions that some of the targets leave out.)
+# Runs each target's corpus once more without the sanitizers, to measure coverage. (llvm-cov warns of inline functions
+# that some of the targets leave out.)
 build=build/fuzz-coverage
 cmake --preset fuzz -B $build -DKELAUDIOFILE_SANITIZE=fuzzer-no-link \
     -DCMAKE_CXX_FLAGS="-fprofile-instr-generate -fcoverage-mapping" >/dev/null

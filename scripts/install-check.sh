@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# Installs the library shared and static, and builds and runs a small host against it in every way a host may take it:
+# Installs the library shared and static, and builds and runs a small host against it in every way a host may use it:
 # find_package, pkg-config, both again after the install tree was moved, add_subdirectory and FetchContent; with g++ and
-# clang++, as C++17 and C++20. Then: headers alone and without exceptions, the library on other layers, exported
-# symbols, nothing that runs at load, no trace of the folder that it was built in, Debian packages.
+# clang++, as C++17 and C++20. Then checks each header on its own and without exceptions, the library on other layers, the
+# exported symbols, that nothing runs at load, that no path of the build folder remains, and the Debian packages.
 #   scripts/install-check.sh [--quick]    --quick: g++ as C++17 and clang++ as C++20 only
-#   UPDATE_SYMBOLS=1 scripts/install-check.sh    takes the exported symbols as they are for the list to compare with
+#   UPDATE_SYMBOLS=1 scripts/install-check.sh    updates the list of exported symbols instead of comparing with it
 set -euo pipefail
 top=$(cd "$(dirname "$0")/.." && pwd)
 work=$(mktemp -d)
@@ -66,8 +66,8 @@ check_headers_without_exceptions() { # prefix
 
 names_in() { grep -oE '\b(k[A-Z]\w*|[A-Z]\w*[a-z]\w*|KEL[A-Z]+_\w+|\w+_exception|o[A-Z]\w+|int24_t)\b' | sort -u; }
 
-# Our layers stripped to what docs/architecture.md asks of others: every other name of theirs becomes another one, also
-# where they use it themselves.
+# The support layers reduced to what docs/architecture.md requires of others: every other name is replaced by a
+# different one, even where the layers use it themselves.
 check_replaced_layers() {
     sed -n '/^## What a layer in place of ours/,/^## How/p' "$top/docs/architecture.md" | names_in > "$work/asked-for"
     cp -r "$top/support" "$work/layers"
@@ -90,7 +90,7 @@ check_exports() { # library
     pass "exported symbols are those of tests/package/symbols.txt"
 }
 
-check_libcxx_host() { # prefix; its containers are others than the library's, so it makes its own iterators
+check_libcxx_host() { # prefix; its containers differ from the library's, so it instantiates its own iterators
     cat > "$work/libcxx-host.cpp" <<'HOST'
 #include <kelaudiofile/PeakData.h>
 int main() {
@@ -111,7 +111,7 @@ initializers() { # library: its initializer sections with their sizes
     readelf -SW "$1" | sed 's/^ *\[[ 0-9]*\] *//' | awk '$1 == ".init_array" || $1 == ".ctors" { print $1, $5 }'
 }
 
-check_nothing_runs_at_load() { # library; the measure is what the compiler's start-up files put into any library
+check_nothing_runs_at_load() { # library; compared with what the compiler's start-up files put into any library
     echo 'int nothing;' | g++ -shared -fPIC -x c++ - -o "$work/empty.so"
     [ -n "$(initializers "$work/empty.so")" ]
     [ "$(initializers "$1")" = "$(initializers "$work/empty.so")" ]
@@ -147,7 +147,7 @@ check_needs_nothing_else() { # library
 
 check_debian_packages() {
     if ! type dpkg-shlibdeps lintian help2man &> /dev/null; then
-        echo "skipped: Debian packages (sh scripts/setup.sh package brings what they need)"
+        echo "skipped: Debian packages (sh scripts/setup.sh package installs what they need)"
         return
     fi
     (cd "$top" && logged cmake --preset debian -G Ninja -B "$work/debian")

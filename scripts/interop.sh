@@ -1,5 +1,5 @@
 #!/bin/sh
-# Lets libsndfile, FFmpeg and SoX read every kind of file that we write, and reads what they write; writes the result
+# Lets libsndfile, FFmpeg and SoX read every kind of file that we write, reads what they write, and writes the result
 # to docs/interop.md. With --check it compares with that page instead, leaving out what takes minutes.
 set -eu
 cd "$(dirname "$0")/.."

@@ -38,7 +38,7 @@ def kill(rounds, rf64, folder, whole):
         number += 1
         path, part = f'{folder}/killed.wav', f'{folder}/part.wav'
         code, start, acknowledged = record_and_kill(path, rf64, random.Random(number))
-        if code == 0: # it came to its end before
+        if code == 0: # it was finished before the kill
             continue
         if code != -signal.SIGKILL:
             sys.exit(f'round {number}: the recording failed by itself, exit code {code}')

@@ -1,8 +1,8 @@
 #!/bin/sh
-# Builds the library and all tests for other kinds of processors and runs them, emulated where need be:
-#   scripts/portability.sh [MACHINE...]     i686 (32-bit), s390x (big-endian), aarch64 (64-bit Arm); without any, all
-# The tests hold what is written byte by byte against fixed images, so files are the same everywhere. Needs Debian or a
-# relative. Its compilers are installed on the way.
+# Builds the library and all tests for other kinds of processors and runs them, emulated if necessary:
+#   scripts/portability.sh [MACHINE...]     i686 (32-bit), s390x (big-endian), aarch64 (64-bit Arm); by default all
+# The tests compare written files byte for byte with fixed images, so files are the same everywhere. Needs Debian or a
+# derivative; the compilers are installed automatically.
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/setup.sh
@@ -12,12 +12,12 @@ setup test portability
 failed=
 for machine; do
     emulator=qemu-$machine
-    [ "$machine" != i686 ] || emulator= # runs on the processor itself
+    [ "$machine" != i686 ] || emulator= # runs natively
     build=build/portability-$machine
     echo "=== $machine"
 
-    # Linked statically, so that no system library of that machine has to be at hand. Warnings are a matter of the
-    # native builds: some of these compilers see uninitialized vectors in tables where there are none.
+    # Linked statically, so that no system library of that machine is needed. Warnings are left to the native builds:
+    # some of these compilers report uninitialized vectors in tables where there are none.
     cross="-G Ninja -DCMAKE_SYSTEM_NAME=Linux -DCMAKE_SYSTEM_PROCESSOR=$machine -DCMAKE_CXX_COMPILER=$machine-linux-gnu-g++
         -DCMAKE_EXE_LINKER_FLAGS=-static -DBUILD_SHARED_LIBS=OFF"
     if [ ! -d "$build/gtest" ]; then

@@ -1,7 +1,7 @@
 #!/bin/sh
-# Installs what is missing for the jobs named, on Debian and its relatives; elsewhere says what is needed.
-# Use from a shell script:   . "$(dirname "$0")/setup.sh"; setup build test
-# or by itself:              sh scripts/setup.sh build test
+# Installs what is missing for the given jobs, on Debian and its derivatives; elsewhere says what is needed.
+# To use from a shell script:   . "$(dirname "$0")/setup.sh"; setup build test
+# To run by itself:             sh scripts/setup.sh build test
 # Jobs: build  test  sanitize  fuzz  bench  portability  interop  docs  format  tidy  package  picture  clean-room
 
 packages_of() {
@@ -43,7 +43,7 @@ setup() {
 
     if ! command -v apt-get >/dev/null || ! command -v dpkg-query >/dev/null; then
         if command -v cmake >/dev/null && command -v c++ >/dev/null; then
-            return 0 # CMake names whatever else is missing
+            return 0 # CMake reports whatever else is missing
         fi
         say_what_is_needed
         return 1

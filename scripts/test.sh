@@ -1,5 +1,5 @@
 #!/bin/sh
-# Builds and runs all tests; --help says more.
+# Builds and runs all tests; see --help.
 set -eu
 cd "$(dirname "$0")/.."
 if [ $# -gt 0 ]; then

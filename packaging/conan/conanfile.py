@@ -1,4 +1,4 @@
-"""Conan 2 recipe of the tree it lies in: conan create packaging/conan"""
+"""Conan 2 recipe for the tree that contains it: conan create packaging/conan"""
 from pathlib import Path
 
 from conan import ConanFile

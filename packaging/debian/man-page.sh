@@ -1,6 +1,6 @@
 #!/bin/sh
-# Makes the man page of a program from what its --help says: man-page.sh PROGRAM PAGE. The page bears the date of the
-# package's changelog, so that it is the same whenever it is made.
+# Generates the man page of a program from its --help: man-page.sh PROGRAM PAGE. The page carries the date of the
+# package's changelog, so that it does not depend on when it is built.
 set -eu
 program=$1 page=$2
 export SOURCE_DATE_EPOCH

@@ -1,4 +1,4 @@
-# An overlay port that builds the tree it lies in: vcpkg install kelaudiofile --overlay-ports=packaging/vcpkg
+# An overlay port that builds the tree that contains it: vcpkg install kelaudiofile --overlay-ports=packaging/vcpkg
 get_filename_component(SOURCE_PATH "${CMAKE_CURRENT_LIST_DIR}/../.." ABSOLUTE)
 
 vcpkg_cmake_configure(

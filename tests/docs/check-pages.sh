@@ -1,5 +1,5 @@
 #!/bin/sh
-# A page may name only what is there: files that it links to, and the tests that it says decide a point.
+# A page may name only what exists: the files that it links to, and the tests that it names.
 set -eu
 cd "$(dirname "$0")/../.."
 failed=0
@@ -17,7 +17,7 @@ for page in $pages; do
     done
 done
 
-# A name with a dot inside, in code font: a test.
+# In code font, a name with a dot inside is a test.
 for test in $(grep -oE '`[A-Z][A-Za-z0-9]*\.[A-Z][A-Za-z0-9_]*`' docs/decisions.md | tr -d '`' | sort -u); do
     cat tests/*/*.cpp | tr -d '\n' | grep -qE "TEST(_F|_P)?\(${test%.*}, *${test#*.}\)" ||
         complain "docs/decisions.md: no such test: $test"
