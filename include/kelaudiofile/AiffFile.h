@@ -31,8 +31,8 @@ public:
         enum Code : std::int32_t {
             kNoError = 0,             ///< no failure
             kFileNotFound = 1,        ///< OpenForRead: the path names no existing file
-            kNotAiffFile = 2,         ///< OpenForRead: no whole "FORM" header of type "AIFF" or "AIFC"
-            kChunkScanFailed = 3,     ///< OpenForRead: the walk over the chunks was interrupted
+            kNotAiffFile = 2,         ///< OpenForRead: no complete "FORM" header of type "AIFF" or "AIFC"
+            kChunkScanFailed = 3,     ///< OpenForRead: the scan of the chunks failed
             kBadCommChunk = 4,        ///< OpenForRead: "COMM" is missing, too short, too large or unreadable
             kBadSsndChunk = 5,        ///< OpenForRead: "SSND" is needed but missing, too short or unreadable
             kUnknownCompression = 6,  ///< OpenForRead: see compressionCode and compressionDescription
@@ -143,8 +143,8 @@ public:
     /// The calls for one file, in this order: OpenForWrite; for each metadata chunk StartMetadatumWrite,
     /// MetadatumWrite as often as needed, FinishMetadatumWrite; WriteSampleBytes as often as needed;
     /// FinishWrite; deletion. Size fields are 0 on disk until FinishWrite (those of metadata chunks until
-    /// FinishMetadatumWrite), and stay 0 in a file that is deleted earlier or abandoned; OpenForRead opens
-    /// such a file without sample bytes.
+    /// FinishMetadatumWrite), and stay 0 if the object is deleted earlier or the file is abandoned;
+    /// OpenForRead opens such a file without sample bytes.
     ///
     /// The FORM size (file size minus 8) must not exceed 0xFFFFFFF7; a call that would push it past that is
     /// refused entirely. With a larger one, the end of the file would overflow the 32 bits of OpenForRead and
@@ -159,14 +159,14 @@ public:
     /// kBigEndianIntegerSamples makes an "AIFF" file, the others an "AIFC" file with "sowt" or "fl32".
     /// @param inFilePath  the path, passed to the operating system byte for byte.
     /// @param inSampleRate  frames per second.
-    /// @param inNumChannels, inBitsPerSample  their low 16 bits are written. They are not checked, neither
-    ///        by themselves nor against the sample type or the layout.
+    /// @param inNumChannels, inBitsPerSample  their low 16 bits are written. They are checked neither on
+    ///        their own nor against the sample type or the layout.
     /// @param inSampleType  how the caller's bytes are interpreted, which determines the kind of file.
     /// @param inChannelLayout  written as a "CHAN" chunk, even if it is empty. A value without a label is
     ///        written as mono and reads back as 0.
     /// @param outError  code is set: kNoError; kBadSampleType, with nothing touched on disk; or
-    ///        kOpenForWriteFailed, when an existing file of that name may be gone and the new one remains as
-    ///        far as it was written.
+    ///        kOpenForWriteFailed, in which case an existing file of that name may be gone, and the new one
+    ///        remains as far as it was written.
     /// @return the file, which the caller owns and deletes, or null.
     /// @throws std::bad_alloc for the object and the copies of the arguments.
     static AiffFile* OpenForWrite(const kelcore::UTF8String& inFilePath, std::int32_t inSampleRate,
@@ -181,8 +181,8 @@ public:
     /// @param inByteCount  bytes; not negative.
     /// @param inBuffer  the bytes; not kept. May be null if there are none.
     /// @param outError  code is set: kNoError; kWriteRefused if the file is not open for writing, the offset
-    ///        is any other, the count is negative or the buffer is null; kWriteFailed if the file could not
-    ///        be written or would exceed the format's limit.
+    ///        is wrong, the count is negative or the buffer is null; kWriteFailed if the file could not be
+    ///        written or would exceed the format's limit.
     /// @return whether all bytes were accepted; otherwise none were.
     bool WriteSampleBytes(std::int64_t inOffset, std::int32_t inByteCount, const void* inBuffer,
                           ExtendedErrorInfo& outError);

@@ -37,11 +37,11 @@ private:
 
 /// @name The reason of a failure
 /// Many operations report a failure only by a code or false, although the layers below threw a
-/// file_exception. Like errno for system calls, these functions keep the reason of the latest file_exception
-/// made on the calling thread.
+/// file_exception. Like errno for system calls, these functions give access to the reason of the latest
+/// file_exception on the calling thread.
 /// @{
 
-inline constexpr int kNoFailure = -1; ///< no file_exception was made since ForgetFailure
+inline constexpr int kNoFailure = -1; ///< no file_exception since ForgetFailure
 
 /// Forgets earlier failures. Call it before an operation whose reason of failure is of interest.
 void ForgetFailure() noexcept;
