@@ -99,18 +99,6 @@ TEST_F(Files, SayWhatFailedAndWhy) {
     EXPECT_FALSE(At("file").Exists());
 }
 
-TEST_F(Files, AreReadAsOpenedWhateverTheirNamesBecome) {
-    const File opened = At("file").Opened();
-    IPlatformByteStream first(opened, Flags(0)), second(opened, Flags(0));
-    Rename("link", "file");
-    char bytes[] = "---";
-    first.CurPos(1);
-    first.ReadBlock(bytes, 1);
-    second.ReadBlock(bytes + 1, 2);
-    EXPECT_STREQ(bytes, "212") << "each stream at a place of its own";
-    EXPECT_TRUE(opened.Size() == 5 && mCalls.opens == 1);
-}
-
 TEST_F(Files, AreWrittenAsCreatedWhateverTheirNamesBecome) {
     const File created = At("new").Created();
     Rename("link", "new");

@@ -50,12 +50,11 @@ struct Memory {
 
 Memory& Heap();
 
-/// Sets a record back to its first state on every road out of a test.
+/// Sets both records back to their first state, on every road out of a test, too.
 struct Scope {
     Scope() { Reset(); }
     ~Scope() { Reset(); }
     Scope(const Scope&) = delete;
-    Scope& operator=(const Scope&) = delete;
 
     static void Reset() {
         SystemCalls() = {};
