@@ -32,8 +32,6 @@ Bytes ReadAt(IPlatformByteStream& ioStream, std::uint64_t inPosition, unsigned i
 /// A file in a folder of its own, and counts from 0 on.
 class InputStream : public testing::Test {
 protected:
-    void Write(const Bytes& inContent) { WriteFile(mFolder.Path("file"), inContent); }
-
     const faults::Scope mScope;
     const TemporaryFolder mFolder;
     const File mFile = mFolder.File("file");
@@ -54,7 +52,7 @@ protected:
 // the end: the bytes are the file's, and a read that fails leaves the position.
 TEST_F(InputStream, EveryReadGivesTheFilesBytes) {
     const Bytes content = Pattern(300'000);
-    Write(content);
+    WriteFile(mFolder.Path("file"), content);
     Random random(1);
     for (const std::size_t largest : {std::size_t{1} << 30, std::size_t{1000}, std::size_t{7}}) {
         mCalls = {.largestTransfer = largest, .interrupt = largest < 5000};
