@@ -8,6 +8,7 @@
 #include "RiffFormat.h"
 #include "bytes/ByteOrder.h"
 #include "chunks/Attempt.h"
+#include "chunks/ChunkedOutput.h"
 #include "kelcore/config.h"
 
 namespace kelaudiofile {
@@ -16,7 +17,6 @@ using bytes::Byte;
 using bytes::StoreLittle32;
 using bytes::StoreLittle64;
 using kelcore::filesupport::File;
-using kelcore::filesupport::OBufferedByteStream;
 using kelcore::filesupport::OPlatformByteStream;
 
 namespace {
@@ -55,7 +55,7 @@ void RiffChunkWriter::Initialize(File inFile, unsigned int formType, bool reserv
     mPlatformStream = std::make_unique<OPlatformByteStream>(
         inFile, kelcore::utility::Flags<unsigned>(inStreamFlag ? 1 : 0));
     inFile = {}; // a parameter may outlive the call, and the end of the stream is to close the file
-    mBufferedStream = std::make_unique<OBufferedByteStream>(*mPlatformStream, 32768, 4096);
+    mBufferedStream = chunks::MakeBuffer(*mPlatformStream);
 
     std::array<Byte, riff::header::kBytes> header;
     StoreLittle32(&header[riff::header::kMagic], riff::kRiffId);
@@ -72,7 +72,7 @@ void RiffChunkWriter::Initialize(File inFile, unsigned int formType, bool reserv
     }
 }
 
-// The header goes out as one block: after a failure the stream stands where it stood.
+// The header goes out as one block: after a failure the stream is where it was.
 std::uint64_t RiffChunkWriter::StartChunk(unsigned int id) {
     const std::uint64_t chunkStart = mBufferedStream->CurPos();
     std::array<Byte, riff::chunk::kHeaderBytes> header;
@@ -86,7 +86,7 @@ std::uint64_t RiffChunkWriter::StartChunk(unsigned int id) {
 }
 
 // The data goes first, then the size that counts it. The size does not pass through the buffer, so that a
-// failure leaves the stream where it stood.
+// failure leaves the stream where it was.
 void RiffChunkWriter::EndChunk(std::uint64_t chunkStart, std::uint64_t chunkEnd) {
     if (chunkEnd == 0)
         chunkEnd = mBufferedStream->CurPos();
@@ -116,11 +116,10 @@ void RiffChunkWriter::PatchSize(std::uint64_t chunkStart, std::uint64_t inSize) 
 // Counts what the file holds of a chunk whose end could not be delivered, though never less than before. The
 // length matters after a jump: then the first byte that waits may lie far past the end.
 void RiffChunkWriter::CountDelivered(std::uint64_t chunkStart, std::uint64_t chunkEnd) noexcept {
-    try {
+    chunks::Attempt([&] {
         const std::uint64_t dataStart = chunkStart + riff::chunk::kHeaderBytes;
-        std::uint64_t end = std::min(chunkEnd, mPlatformStream->Length());
-        if (const unsigned waiting = mBufferedStream->Waiting(); waiting != 0)
-            end = std::min(end, mBufferedStream->CurPos() - waiting);
+        const std::uint64_t end =
+            chunks::DeliveredEnd(*mBufferedStream, std::min(chunkEnd, mPlatformStream->Length()));
         if (end <= dataStart)
             return;
         const std::uint64_t unit = mCurrentChunkID == riff::kDataId ? mFrameBytes : 1;
@@ -128,27 +127,22 @@ void RiffChunkWriter::CountDelivered(std::uint64_t chunkStart, std::uint64_t chu
         mDeliveredEnd = dataStart + size;
         if (size > mCountedSize)
             PatchSize(chunkStart, size);
-    } catch (...) {
-        // An exception is on its way already.
-    }
+    });
 }
 
 // A part of a frame at the end of the file would be taken for a chunk.
 void RiffChunkWriter::DropPartOfFrame() noexcept {
     if (mDeliveredEnd == 0 || !mFileIsNew)
         return;
-    try {
+    chunks::Attempt([this] {
         const std::uint64_t length = mPlatformStream->Length();
         if (length > mDeliveredEnd && length - mDeliveredEnd < mFrameBytes)
             mPlatformStream->SetLength(mDeliveredEnd);
-    } catch (...) {
-        // An exception is on its way already.
-    }
+    });
 }
 
 void RiffChunkWriter::PatchHeader(std::uint64_t inPosition, const void* inBytes, unsigned inCount) {
-    mPlatformStream->CurPos(inPosition);
-    mPlatformStream->WriteBlock(inBytes, inCount);
+    chunks::Patch(*mPlatformStream, inPosition, inBytes, inCount);
 }
 
 void RiffChunkWriter::EndBlock(std::int64_t sampleCount) {
@@ -158,9 +152,10 @@ void RiffChunkWriter::EndBlock(std::int64_t sampleCount) {
 void RiffChunkWriter::Flush() {
     if (!mBufferedStream)
         return;
-    mBufferedStream->Flush();
     if (mFileIsNew)
-        mBufferedStream->RemoveFailedWrites(*mPlatformStream);
+        chunks::Deliver(*mPlatformStream, *mBufferedStream);
+    else
+        mBufferedStream->Flush();
 }
 
 void RiffChunkWriter::Sync() {

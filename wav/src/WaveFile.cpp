@@ -10,7 +10,7 @@ WaveFile::~WaveFile() = default;
 
 std::int64_t WaveFile::GetSampleCount() const {
     if (mImpl->writing)
-        return mImpl->FramesWritten();
+        return mImpl->writing->FramesWritten();
     if (mImpl->format.bytesPerSample == 0 || mImpl->format.numChannels == 0)
         return 0;
     return mImpl->reading.SampleBytes() / mImpl->format.bytesPerSample / mImpl->format.numChannels;

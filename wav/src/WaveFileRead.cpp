@@ -63,16 +63,6 @@ bool IsFloat(Format::WaveFormatCategory inCategory) {
     return inCategory == Format::kWaveFormatFloat || inCategory == Format::kWaveFormatAmbisonicFloat;
 }
 
-void TakeRecord(const Format& inRecord, WaveFormatInfo& outFormat) {
-    outFormat.sampleRate = static_cast<std::int32_t>(inRecord.sampleRate);
-    outFormat.numChannels = inRecord.numChannels;
-    outFormat.bytesPerSample = inRecord.bytesPerSample;
-    outFormat.bitDepth = inRecord.bitsPerSample;
-    outFormat.sampleType =
-        IsFloat(inRecord.formatCategory) ? WaveFile::kFloatSamples_1 : WaveFile::kIntegerSamples;
-    outFormat.channelLayout = inRecord.channelLayout;
-}
-
 /// Two kinds of floats carry the format tag of integers; each has a mark that integers do not have.
 void RefineSampleType(WaveFormatInfo& ioFormat) {
     const Format& record = ioFormat.record;
@@ -105,12 +95,15 @@ void NameAmbisonicChannels(WaveFormatInfo& ioFormat) {
             kFirst + static_cast<std::uint32_t>(channel);
 }
 
-/// Sets the format from its record, which stays as it was read.
-void Interpret(WaveFormatInfo& ioFormat) {
-    TakeRecord(ioFormat.record, ioFormat);
-    RefineSampleType(ioFormat);
-    CompleteSampleSize(ioFormat);
-    NameAmbisonicChannels(ioFormat);
+/// Sets the format from a record, which is kept as it was read.
+void Interpret(const Format& inRecord, WaveFormatInfo& outFormat) {
+    outFormat.TakeRecord(inRecord);
+    outFormat.sampleType =
+        IsFloat(inRecord.formatCategory) ? WaveFile::kFloatSamples_1 : WaveFile::kIntegerSamples;
+    outFormat.channelLayout = inRecord.channelLayout;
+    RefineSampleType(outFormat);
+    CompleteSampleSize(outFormat);
+    NameAmbisonicChannels(outFormat);
 }
 
 } // namespace
@@ -132,23 +125,24 @@ WaveFile* WaveFile::OpenForRead(const kelcore::UTF8String& inFilePath, ExtendedE
 std::unique_ptr<WaveFile> WaveFileAccess::Open(const File& inNamed, const File& inOpened, Error& outError,
                                                bool inStreamFlag) {
     auto waveFile = std::make_unique<WaveFile>();
-    WaveFile::Impl& impl = *waveFile->mImpl;
-    outError.code = impl.OpenForRead(inNamed, inOpened, inStreamFlag);
-    if (outError.code == Error::kUnknownFormat)
-        outError.formatTag = impl.format.record.formatTag;
+    outError.code = waveFile->mImpl->OpenForRead(inNamed, inOpened, inStreamFlag, outError.formatTag);
     return outError.code == Error::kNoError ? std::move(waveFile) : nullptr;
 }
 
-std::int32_t WaveFile::Impl::OpenForRead(const File& inNamed, const File& inOpened, bool inStreamFlag) {
+std::int32_t WaveFile::Impl::OpenForRead(const File& inNamed, const File& inOpened, bool inStreamFlag,
+                                         std::uint32_t& outFormatTag) {
     const RiffChunkReader scan(inOpened, inStreamFlag);
     const RiffChunkReader::RiffFileInfo& fileInfo = scan.GetFileInfo();
     if (const Error::Code code = CodeOfScan(scan, fileInfo); code != Error::kNoError)
         return code;
     const WaveFormatChunkReader formatReader(inOpened, fileInfo, inStreamFlag);
-    format.record = formatReader.GetAudioCharacteristics();
-    if (const Error::Code code = CodeOfRecord(format.record); code != Error::kNoError)
+    const Format& record = formatReader.GetAudioCharacteristics();
+    const Error::Code code = CodeOfRecord(record);
+    if (code == Error::kUnknownFormat)
+        outFormatTag = record.formatTag;
+    if (code != Error::kNoError)
         return code;
-    Interpret(format);
+    Interpret(record, format);
     reading.Open(inNamed, inOpened, fileInfo.chunks, inStreamFlag);
     return Error::kNoError;
 }

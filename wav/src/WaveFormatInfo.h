@@ -15,6 +15,15 @@ struct WaveFormatInfo {
     WaveFile::SampleType sampleType = WaveFile::kNoSampleType;
     AudioCharacteristics record; ///< what the `fmt ` chunk says
     kelmediatypes::ChannelLayout channelLayout;
+
+    /// Takes over a record and its numbers.
+    void TakeRecord(const AudioCharacteristics& inRecord) {
+        record = inRecord;
+        sampleRate = static_cast<std::int32_t>(inRecord.sampleRate);
+        numChannels = inRecord.numChannels;
+        bytesPerSample = inRecord.bytesPerSample;
+        bitDepth = inRecord.bitsPerSample;
+    }
 };
 
 } // namespace kelaudiofile

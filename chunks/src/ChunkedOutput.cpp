@@ -1,0 +1,42 @@
+#include "chunks/ChunkedOutput.h"
+
+#include <algorithm>
+
+namespace kelaudiofile::chunks {
+
+using kelcore::filesupport::OBufferedByteStream;
+using kelcore::filesupport::OByteStream;
+using kelcore::filesupport::OPlatformByteStream;
+
+std::unique_ptr<OBufferedByteStream> MakeBuffer(OPlatformByteStream& ioPlatform) {
+    constexpr unsigned kBytes = 32768, kAlignment = 4096;
+    return std::make_unique<OBufferedByteStream>(ioPlatform, kBytes, kAlignment);
+}
+
+void MoveTo(OByteStream& ioStream, std::uint64_t inPosition) {
+    if (ioStream.CurPos() != inPosition)
+        ioStream.CurPos(inPosition);
+}
+
+void WriteAt(OByteStream& ioStream, std::uint64_t inPosition, const void* inBytes, std::size_t inCount) {
+    MoveTo(ioStream, inPosition);
+    ioStream.WriteBlock(inBytes, static_cast<unsigned>(inCount));
+}
+
+void Patch(OPlatformByteStream& ioPlatform, std::uint64_t inPosition, const void* inBytes,
+           std::size_t inCount) {
+    ioPlatform.CurPos(inPosition);
+    ioPlatform.WriteBlock(inBytes, static_cast<unsigned>(inCount));
+}
+
+void Deliver(OPlatformByteStream& ioPlatform, OBufferedByteStream& ioBuffered) {
+    ioBuffered.Flush();
+    ioBuffered.RemoveFailedWrites(ioPlatform);
+}
+
+std::uint64_t DeliveredEnd(const OBufferedByteStream& inBuffered, std::uint64_t inEnd) {
+    const unsigned waiting = inBuffered.Waiting();
+    return waiting == 0 ? inEnd : std::min(inEnd, inBuffered.CurPos() - waiting);
+}
+
+} // namespace kelaudiofile::chunks
