@@ -119,12 +119,7 @@ TEST_F(Hashing, FilesThatCannotBeHashed) {
 
 TEST_F(Hashing, ConsumersMayThrow) {
     PutFrames(20'000, 2, Numbered);
-    int calls = 0;
-    const auto throwing = [&](const unsigned char*, std::uint64_t) { ++calls % 3 ? void() : throw calls; };
-    for (const bool trim : {false, true})
-        EXPECT_THROW(HashWaveFile(throwing, mPathText, trim), int);
-    EXPECT_EQ(calls, 6);
-    EXPECT_THROW(HashWaveFile(nullptr, mPathText, false), std::bad_function_call);
+    EXPECT_THROW(HashWaveFile([](const unsigned char*, std::uint64_t) { throw 7; }, mPathText, true), int);
     EXPECT_EQ(faults::SystemCalls().OpenDescriptors(), 0);
 }
 

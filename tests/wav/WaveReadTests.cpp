@@ -5,6 +5,7 @@
 
 #include "WaveTest.h"
 #include "models/FrameModels.h"
+#include "support/Sweep.h"
 
 using namespace wave_tests;
 using namespace kelaudiofile;
@@ -256,4 +257,39 @@ TEST_F(WaveRead, FailedReadsAndCountsBeyond32Bits) {
     };
     expectLogged("ReadMetadataChunk", [&] { return reads((std::int64_t{1} << 31) - 1); });
     EXPECT_TRUE(!reads(std::int64_t{1} << 31) && mLog.size() == 2) << "refused before it is tried";
+}
+
+// Of the system calls: the size that tells whether there is a file; the open; read and size of the scan; read
+// of the format; size; read of the samples; close; the open after that; read of the metadata; and none.
+// Whatever failed, a file that opened is as good as new after it.
+TEST_F(WaveRead, EverySystemCallAndAllocationFails) {
+    kelcore::logging::SetSink([](std::string_view) {}); // without a trace in memory
+    Put(Riff("RF64")
+            .Chunk("ds64", Ds64Image{.dataSize = 400, .rows = {{FourCC("bext"), 3}, {FourCC("LIST"), 4}}})
+            .Chunk("fmt ", Extensible(2, 3, 1))
+            .Chunk("data", Filling(400))
+            .Chunk("LIST", Filling(4)));
+    std::string outcomes;
+    outcomes.reserve(4000);
+    const auto readsAll = [&] {
+        const bool samples = Read(*mFile, 0, 400) == Filling(400);
+        EXPECT_TRUE(mFile->Suspend() && mFile->GetSampleCount() == 100);
+        return ReadMetadata(*mFile).at(0).whole.size() == 12 && samples;
+    };
+    const auto run = [&] {
+        try {
+            mFile = Open();
+            outcomes += !mFile ? std::to_string(mError.code) : readsAll() ? "all" : "part";
+        } catch (const std::bad_alloc&) {
+        } catch (const kelcore::filesupport::file_exception&) {
+            outcomes += "thrown";
+        }
+        outcomes += ' ';
+        faults::Disarm();
+        EXPECT_TRUE(!mFile || readsAll()) << "usable afterwards";
+        mFile.reset();
+    };
+    faults::SweepCalls({}, run);
+    EXPECT_EQ(outcomes, "1 3 3 3 7 thrown part all part part all ");
+    EXPECT_GT(faults::SweepAllocations(run), 10u);
 }
