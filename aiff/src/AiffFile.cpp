@@ -14,7 +14,7 @@ std::unique_ptr<AiffFile> AiffFile::OpenForRead(const kelcore::UTF8String& inFil
                                                 bool inAssumeChannelOrder, ExtendedErrorInfo& outError) {
     std::unique_ptr<AiffFile> file;
     chunks::Attempt([&] {
-        const Impl::File named(inFilePath, kelcore::filesupport::kPathStorage);
+        const kelcore::filesupport::File named(inFilePath, kelcore::filesupport::kPathStorage);
         if (named.Exists())
             file = AiffFileAccess::Open(named, inAssumeChannelOrder, outError);
         else

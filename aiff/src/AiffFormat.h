@@ -27,7 +27,7 @@ constexpr void StoreId(Byte* out, std::uint32_t inId) {
     bytes::StoreLittle32(out, inId);
 }
 
-/// The file header, from the start of the file. Chunks begin behind it.
+/// The file header, from the start of the file. The chunks follow it.
 namespace form {
 inline constexpr int kSize = 4, kType = 8, kBytes = 12;
 /// The size field does not count itself and the id.
@@ -67,7 +67,7 @@ inline constexpr int kBytes = 4;
 namespace chan {
 inline constexpr int kTag = 0, kBitmap = 4, kNumDescriptions = 8, kDescriptions = 12;
 inline constexpr int kDescriptionBytes = 20; // the label, then what is not read and written as zeros
-inline constexpr int kTrailerBytes = 4;      // zeros that are written behind the descriptions
+inline constexpr int kTrailerBytes = 4;      // zeros that are written after the descriptions
 inline constexpr std::uint32_t kUseDescriptions = 0, kUseBitmap = 0x10000;
 } // namespace chan
 

@@ -13,12 +13,12 @@ std::uint32_t FieldOrZero(std::span<const Byte> inData, std::size_t inOffset) {
     return inOffset + 4 <= inData.size() ? bytes::LoadBig32(&inData[inOffset]) : 0;
 }
 
-// A negative number of channels asks for more entries than any vector takes.
+// A negative number of channels asks for more entries than any vector holds.
 ChannelLayout LayoutWithoutPositions(std::int16_t inNumChannels) {
     return ChannelLayout(static_cast<std::size_t>(inNumChannels), kNoPosition);
 }
 
-// The number of descriptions is anything that the file says; no more are looked at than there are channels.
+// The file may claim any number of descriptions; no more are read than there are channels.
 void TakeDescriptions(std::span<const Byte> inData, ChannelLayout& ioLayout) {
     const std::size_t numDescriptions = FieldOrZero(inData, chan::kNumDescriptions);
     for (std::size_t i = 0; i < ioLayout.size() && i < numDescriptions; ++i)

@@ -11,7 +11,7 @@
 /// "CHAN", the channel layout.
 namespace kelaudiofile::aiff {
 
-/// Takes the layout from "CHAN" data of any size; what lies behind their end reads as 0.
+/// Takes the layout from "CHAN" data of any size; what lies past their end reads as 0.
 /// @param inNumChannels  the length of the result. A negative one throws std::length_error.
 kelmediatypes::ChannelLayout ParseChan(std::span<const bytes::Byte> inData, std::int16_t inNumChannels);
 
@@ -20,7 +20,7 @@ kelmediatypes::ChannelLayout ParseChan(std::span<const bytes::Byte> inData, std:
 /// @param inNumChannels  as for ParseChan.
 kelmediatypes::ChannelLayout CustomaryLayout(std::int16_t inNumChannels, bool inAssumeChannelOrder);
 
-/// @return bytes of "CHAN" data with so many descriptions.
+/// @return the size of "CHAN" data with this many descriptions.
 std::uint64_t ChanBytes(std::size_t inNumDescriptions);
 
 /// Makes "CHAN" data with one description for each entry of the layout.

@@ -12,7 +12,7 @@ namespace {
 
 using kelcore::UTF8String;
 
-/// What a code does to the depth that "COMM" says.
+/// What a code does to the bit depth in "COMM".
 enum class Depth {
     kKept,
     kRaised,  // to the code's depth if it is lower, before the frames on disk are counted
@@ -26,7 +26,7 @@ struct Compression {
     std::int16_t bitsPerSample = 0;
 };
 
-// Codes are compared with their case. "twos" says what "NONE" says but is refused.
+// Case matters. "twos" means the same as "NONE" but is refused.
 constexpr Compression kCompressions[] = {
     {0, AiffFile::kBigEndianIntegerSamples},
     {FourCC("NONE"), AiffFile::kBigEndianIntegerSamples},

@@ -11,8 +11,8 @@
 /// "COMM", the format chunk, and what compression codes mean.
 namespace kelaudiofile::aiff {
 
-/// @return whether "COMM" data of so many bytes hold all fields of the form type and are no larger than any
-/// sensible ones.
+/// @return whether a "COMM" chunk of this size holds all fields of its form type and is not unreasonably
+/// large.
 bool IsCommSize(std::uint32_t inFormType, std::int64_t inByteCount);
 
 /// Takes all fields from "COMM" data of a size that IsCommSize accepts. Only a code that makes the samples
@@ -24,7 +24,7 @@ void ParseComm(std::span<const bytes::Byte> inData, AiffFormatInfo& ioFormat);
 /// @return whether the code is known.
 bool ApplyCompression(AiffFormatInfo& ioFormat);
 
-/// What a new file of a sample type says about itself.
+/// How a new file declares its sample type.
 struct WrittenForm {
     AiffFile::SampleType sampleType;
     std::uint32_t formType;

@@ -12,7 +12,7 @@ using kelmediatypes::ChannelLayout;
 
 namespace {
 
-// In the order of the mask's bits, which is not the order of the values: 106 stands behind 108, and 113 and
+// In the order of the mask's bits, which is not the order of the values: 106 comes after 108, and 113 and
 // 114, 116 and 117 are swapped.
 constexpr std::array<AudioChannelDescription, 18> kWaveFormatExtensibleChannelLabels = {
     100, // front left

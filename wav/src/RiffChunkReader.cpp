@@ -63,7 +63,7 @@ private:
     void Walk() {
         while (mRemaining > riff::chunk::kHeaderBytes) {
             RiffChunkInfo chunk;
-            const ChunkHeader header = ReadHeaderBehindPadByte();
+            const ChunkHeader header = ReadHeaderAfterPadByte();
             chunk.chunkOffset = mPosition;
             mRemaining -= riff::chunk::kHeaderBytes;
             chunk.chunkID = header.id;
@@ -83,9 +83,9 @@ private:
         }
     }
 
-    /// Files that pad odd chunks and files that do not both scan: a zero byte at an odd place is a pad byte,
-    /// since no id starts with one.
-    ChunkHeader ReadHeaderBehindPadByte() {
+    /// Skips a pad byte. Files with and without pad bytes both scan: a zero byte at an odd position is one,
+    /// since no id starts with it.
+    ChunkHeader ReadHeaderAfterPadByte() {
         mStream.CurPos(mPosition);
         ChunkHeader header = ReadHeader();
         if (mPosition % 2 == 1 && header.firstByte == 0) {
@@ -124,8 +124,8 @@ private:
         return !looksLikeChunk;
     }
 
-    /// Eight zero bytes read as a chunk without id and size. A preallocated file has gigabytes of them behind
-    /// its last chunk: as many steps of the walk as they make are taken at once.
+    /// Eight zero bytes read as a chunk without id and size. A preallocated file has gigabytes of them after
+    /// its last chunk, and the walk skips them all in one step.
     void SkipEmptyHeaders() {
         if (mRemaining <= riff::chunk::kHeaderBytes)
             return;

@@ -14,7 +14,7 @@ bool StartsAmbisonic(const kelmediatypes::ChannelLayout& inLayout) {
     return !inLayout.empty() && inLayout.front() == kelmediatypes::AudioChannelDescription(134);
 }
 
-/// Puts the marks into a record by which reading knows the sample type again.
+/// Marks a record so that reading finds the sample type again.
 bool MarkSampleType(WaveFile::SampleType inSampleType, AudioCharacteristics& ioRecord) {
     const bool ambisonic = StartsAmbisonic(ioRecord.channelLayout);
     switch (inSampleType) {
@@ -38,8 +38,8 @@ bool MarkSampleType(WaveFile::SampleType inSampleType, AudioCharacteristics& ioR
     }
 }
 
-/// Removes the old file. `Exists` also says no where the system gives no answer; StartWriting then refuses to
-/// write over what is there.
+/// Removes the old file. `Exists` also returns false if the system gives no answer; StartWriting then refuses
+/// to overwrite a file.
 File FreshFile(const kelcore::UTF8String& inFilePath) {
     File file(inFilePath, kelcore::filesupport::kPathStorage);
     if (file.Exists())

@@ -129,7 +129,7 @@ std::vector<Byte> BuildForm(const AudioCharacteristics& inRecord, std::int32_t i
     return data;
 }
 
-/// A size that is no form's comes only from a debug setting. @return the extension bytes alone, or nothing.
+/// Only a debug setting asks for a size that no form has. @return the extension bytes, or nothing.
 std::vector<Byte> BuildWithoutForm(const AudioCharacteristics& inRecord, std::int32_t inSize) {
     return inSize > waveformat::kExtendedBytes ? inRecord.extraFormatBytes : std::vector<Byte>();
 }

@@ -12,7 +12,7 @@ namespace kelaudiofile {
 ///
 /// Two debug settings force a form: with "kelaudiofile.SpecifyWaveFormatStruct" at "true",
 /// "kelaudiofile.WaveFormatStructSize" is the size of the structure: 14, 16, 18 or 40. Other sizes below 18
-/// give an empty chunk, other sizes above 18 the extension bytes alone.
+/// give an empty chunk, other sizes above 18 only the extension bytes.
 void WriteWaveFormatChunk(RiffChunkWriter& writer, const AudioCharacteristics& characteristics);
 
 /// @return true exactly when the setting is "true"; the default if it is not set.

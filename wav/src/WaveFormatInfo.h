@@ -13,7 +13,7 @@ struct WaveFormatInfo {
     std::int32_t bytesPerSample = 0;
     std::int32_t bitDepth = 0;
     WaveFile::SampleType sampleType = WaveFile::kNoSampleType;
-    AudioCharacteristics record; ///< what the `fmt ` chunk says
+    AudioCharacteristics record; ///< the `fmt ` chunk, as it was read or requested
     kelmediatypes::ChannelLayout channelLayout;
 
     /// Takes over a record and its numbers.

@@ -16,10 +16,11 @@ struct OpenChunk {
 };
 
 /// A file open for writing: which chunk is open, and where the samples go on. The chunk writer knows how
-/// chunks lie on disk; this class decides which there are. Operations answer as those of WaveFile.
+/// chunks are laid out; this class decides which chunks there are. Operations return what those of WaveFile
+/// return.
 class WaveWriting {
 public:
-    /// What AudioCharacteristics::containerKind says of a file that is written.
+    /// Values of AudioCharacteristics::containerKind for writing.
     static constexpr std::uint32_t kRiffContainer = 1, kRf64Container = 2;
 
     /// @param inStreamFlag  handed to the output stream; also, blocks may have any offset.

@@ -24,7 +24,7 @@ struct ChunkInfo {
     std::int64_t WholeSize() const { return size + kHeaderBytes; }
 };
 
-/// @return whether a range lies inside so many bytes and can be read at once. Any numbers are accepted.
+/// @return whether a range lies inside this many bytes and can be read at once. Any numbers are accepted.
 bool IsReadable(std::int64_t inOffset, std::int64_t inByteCount, std::int64_t inSize);
 
 /// The chunks of a file, in file order: the first one of each id that the format itself uses, and all others,
@@ -66,7 +66,7 @@ private:
 
     std::span<const std::uint32_t> mFormatIds;
     std::vector<ChunkInfo> mFormatChunks; // the first one of each id
-    std::deque<Run> mMetadata;            // a vector takes three times the memory while it grows
+    std::deque<Run> mMetadata;            // a vector needs three times the memory while it grows
     std::int64_t mMetadataCount = 0;
     std::uint64_t mFileSize = 0, mAudioStart = 0, mAudioEnd = 0;
 };
