@@ -129,6 +129,14 @@ TEST_F(OutputStream, BufferedWritesLandWhereTheyShould) {
     EXPECT_EQ(ReadFile(mFolder.Path("file")), expected);
 }
 
+TEST_F(OutputStream, SyncsWhatWaitsAndTheFolderOfAFileThatHasOne) {
+    OBufferedByteStream stream(mPlatform, 32'768, 4'096);
+    stream.WriteBlock("abc", 3);
+    EXPECT_NO_THROW(stream.Sync(mPlatform));
+    EXPECT_EQ(mPlatform.Length(), 3u);
+    EXPECT_THROW(mFolder.File("none/file").SyncFolder(), kelcore::filesupport::file_exception);
+}
+
 TEST_F(OutputStream, HoldsOneBufferAndHandsLargeBlocksThrough) {
     OBufferedByteStream stream(mPlatform, 32'768, 4'096);
     const Bytes block(40'000, 1);

@@ -4,12 +4,21 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <vector>
 
 /// Faults at the two seams to the world below the library: system calls and the heap. All state is the
 /// process's; tests that use it are single-threaded.
 namespace faults {
 
 inline constexpr std::uint64_t kNever = std::numeric_limits<std::uint64_t>::max();
+
+/// What a system call changed: 'w'rites, syncs of a file with 'A'll about it or its 'B'ytes and length, or of
+/// a fol'D'er, and 'R'enames. An 'X' is a file's sync that failed, an 'x' a folder's.
+struct Change {
+    char kind;
+    std::uint64_t position; ///< of a write
+    std::vector<unsigned char> bytes;
+};
 
 /// What the system calls of the library did and are to do.
 struct System {
@@ -25,8 +34,9 @@ struct System {
     bool outputOnly = false;               ///< count and fail only what changes the disk
     std::size_t largestTransfer = 1 << 30; ///< reads and writes are cut to this
     bool sparse = false; ///< writes of a MiB or more past the end make a hole, and their bytes are not read
-    bool interrupt = false; ///< every other open, read and write is interrupted
-    bool findsHoles = true; ///< whether the system can tell where holes are
+    bool interrupt = false;                 ///< every other open, read and write is interrupted
+    bool findsHoles = true;                 ///< whether the system can tell where holes are
+    std::vector<Change>* changes = nullptr; ///< gets every change; the disk is not waited for then
 
     std::uint64_t calls = 0; ///< counted calls so far
     std::uint64_t fired = 0; ///< faults so far

@@ -27,6 +27,12 @@ namespace {
 
 System gSystem;
 
+void Note(char inKind, std::uint64_t inPosition = 0, const void* inBytes = nullptr, std::size_t inCount = 0) {
+    const auto* bytes = static_cast<const unsigned char*>(inBytes);
+    if (gSystem.changes != nullptr)
+        gSystem.changes->push_back({inKind, inPosition, {bytes, bytes + inCount}});
+}
+
 bool Interrupted() {
     static bool toggle = false;
     return gSystem.interrupt && (toggle = !toggle);
@@ -113,6 +119,7 @@ std::int64_t WriteAt(int inDescriptor, const void* inBytes, std::size_t inCount,
         const auto count =
             shipped::WriteAt(inDescriptor, inBytes, std::min(inCount, gSystem.largestTransfer), inPosition);
         gSystem.bytesWritten += static_cast<std::uint64_t>(std::max<std::int64_t>(count, 0));
+        faults::Note('w', inPosition, inBytes, static_cast<std::size_t>(std::max<std::int64_t>(count, 0)));
         return count;
     });
 }
@@ -126,7 +133,15 @@ int SetLength(int inDescriptor, std::uint64_t inLength) noexcept {
 }
 
 int Sync(int inDescriptor, Synced inSynced) noexcept {
-    return Decorated(true, 0, [&] { return shipped::Sync(inDescriptor, inSynced); });
+    struct stat status;
+    const bool isFolder = ::fstat(inDescriptor, &status) == 0 && S_ISDIR(status.st_mode);
+    const int result = Decorated(
+        true, 0, [&] { return gSystem.changes != nullptr ? 0 : shipped::Sync(inDescriptor, inSynced); });
+    if (result < 0)
+        faults::Note(isFolder ? 'x' : 'X');
+    else
+        faults::Note(isFolder ? 'D' : inSynced == Synced::kAll ? 'A' : 'B');
+    return result;
 }
 
 std::int64_t NextData(int inDescriptor, std::uint64_t inPosition) noexcept {
@@ -147,7 +162,10 @@ int Remove(const char* inPath) noexcept {
 }
 
 int Rename(const char* inPath, const char* inNewPath) noexcept {
-    return Decorated(true, 0, [&] { return shipped::Rename(inPath, inNewPath); });
+    return Decorated(true, 0, [&] {
+        faults::Note('R');
+        return shipped::Rename(inPath, inNewPath);
+    });
 }
 
 } // namespace kelcore::system

@@ -1,0 +1,8 @@
+#!/bin/sh
+# Cuts the power of recordings at random moments and reads what may be left of them: see tests/frames/PowerCutTests.cpp.
+#   scripts/power-cut.sh [CUTS]    100000 of them by default; CI makes 2,000
+set -eu
+cd "$(dirname "$0")/.."
+cmake --preset test > /dev/null
+cmake --build build/test --target frames_tests
+KELAUDIOFILE_POWER_CUTS=${1:-100000} exec build/test/tests/frames/frames_tests --gtest_filter='APowerCut.*'
