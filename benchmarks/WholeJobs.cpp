@@ -1,6 +1,7 @@
 // Compares whole jobs, file to planes and back, with other libraries and with the bare system calls. Files
 // are in memory-backed storage, so that the work is measured and not a disk.
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -266,6 +267,35 @@ void CompareWriting(const std::string& inFolder) {
     }
 }
 
+/// By the clock on the wall, and in the current folder: what lies in memory has no disk to wait for.
+void CompareCheckpoints() {
+    using Clock = std::chrono::steady_clock;
+    struct Row {
+        const char* name;
+        bool (WaveFile::*checkpoint)();
+    };
+    constexpr Row kRows[] = {{"FinishBlock", &WaveFile::FinishBlock},
+                             {"FinishBlockOnDisk", &WaveFile::FinishBlockOnDisk}};
+    const Bytes second = MakeSamples(kKinds[1], 48000 * 2 * 3);
+    for (const Row& row : kRows) {
+        const std::string path = "checkpoints.wav";
+        const auto file = Create(path, kKinds[1], 2);
+        std::vector<double> times;
+        for (std::int64_t i = 0; i < 101; ++i) {
+            WaveFile::ExtendedErrorInfo error;
+            const auto count = static_cast<std::int32_t>(second.size());
+            const auto start = Clock::now();
+            Require(file->WriteSampleBytes(i * count, count, second.data(), error), "write");
+            Require((file.get()->*row.checkpoint)(), row.name);
+            times.push_back(std::chrono::duration<double>(Clock::now() - start).count());
+        }
+        std::nth_element(times.begin(), times.begin() + 50, times.end());
+        compare::PrintRow(std::string("record 24 bit, 2 channels, a second and a ") + row.name, "real time",
+                          1 / times[50]);
+        ::unlink(path.c_str());
+    }
+}
+
 void CompareOpening(const std::string& inFolder) {
     const std::string path = inFolder + "/small.wav";
     WriteBlocks(*Create(path, kKinds[0], 2), MakeSamples(kKinds[0], 4000), 1 << 20);
@@ -302,6 +332,7 @@ int main() {
     CompareDecoding(folder);
     CompareEncoding(folder);
     CompareWriting(folder);
+    CompareCheckpoints();
     CompareHashing(folder);
     CompareOpening(folder);
     std::filesystem::remove_all(folder);

@@ -25,7 +25,8 @@ calls, 1.00 is the limit of the machine. Each benchmark first checks that both s
 
 ## Whole jobs
 
-Files of 4 MiB in memory-backed storage, decoded and encoded in blocks of 16 KiB.
+Files of 4 MiB in memory-backed storage, decoded and encoded in blocks of 16 KiB. Checkpoints are written to the disk of
+the current folder and timed by wall clock.
 
 TEXT
     $programs/whole_job_benchmarks
