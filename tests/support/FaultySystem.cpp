@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <limits.h>
 #include <limits>
 #include <sys/stat.h>
 #include <type_traits>
@@ -133,14 +134,16 @@ int SetLength(int inDescriptor, std::uint64_t inLength) noexcept {
 }
 
 int Sync(int inDescriptor, Synced inSynced) noexcept {
-    struct stat status;
-    const bool isFolder = ::fstat(inDescriptor, &status) == 0 && S_ISDIR(status.st_mode);
     const int result = Decorated(
         true, 0, [&] { return gSystem.changes != nullptr ? 0 : shipped::Sync(inDescriptor, inSynced); });
-    if (result < 0)
-        faults::Note(isFolder ? 'x' : 'X');
-    else
-        faults::Note(isFolder ? 'D' : inSynced == Synced::kAll ? 'A' : 'B');
+    faults::Note(result < 0 ? 'X' : inSynced == Synced::kAll ? 'A' : 'B');
+    return result;
+}
+
+int SyncFolderOf(const char* inPath) noexcept {
+    const int result =
+        Decorated(true, 0, [&] { return gSystem.changes != nullptr ? 0 : shipped::SyncFolderOf(inPath); });
+    faults::Note(result < 0 ? 'x' : 'D');
     return result;
 }
 

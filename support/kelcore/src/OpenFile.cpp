@@ -56,14 +56,10 @@ void OpenFile::Sync() const {
 }
 
 void SyncFolderOf(const UTF8String& inPath) {
-    const std::size_t slash = inPath.rfind('/');
-    UTF8String folder = ToUTF8String(".");
-    if (slash != UTF8String::npos)
-        folder = inPath.substr(0, std::max<std::size_t>(slash, 1));
-    const int descriptor = Open(folder, system::Access::kRead);
-    const int result = Uninterrupted([&] { return system::Sync(descriptor, system::Synced::kBytes); });
-    system::Close(descriptor);
-    OrThrow(result, kSync, folder);
+    if (!IsUsable(inPath))
+        throw file_exception(kSync, inPath, EINVAL);
+    OrThrow(Uninterrupted([&] { return system::SyncFolderOf(SystemPath(inPath)); }),
+            "bring to the device the folder of", inPath);
 }
 
 std::uint64_t OpenFile::HoleAt(std::uint64_t inPosition) const {

@@ -26,12 +26,14 @@ std::int64_t LengthOf(int inDescriptor) noexcept;
 int SetLength(int inDescriptor, std::uint64_t inLength) noexcept;
 
 /// What a sync covers: the bytes of a file with the length that they need, or also its times, owner and
-/// permissions. The entries of a folder count as its bytes.
+/// permissions.
 enum class Synced { kBytes, kAll };
 
-/// Returns when the device has stored everything that the system holds for the descriptor, if possible also
+/// Returns when the device has stored everything that the system holds for the file, if possible also
 /// from the device's own cache. After a failure the system may have dropped what it could not write.
 int Sync(int inDescriptor, Synced inSynced) noexcept;
+/// The same for the entries of the folder that holds a file.
+int SyncFolderOf(const char* inPath) noexcept;
 
 /// Finds the first byte at or after a position that is not in a hole of the file.
 /// @return its position; -ENXIO if only a hole follows; another error if the system cannot report it.

@@ -1,8 +1,11 @@
 #include "System.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <fcntl.h>
+#include <limits.h>
 #include <limits>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -15,6 +18,18 @@ static_assert(sizeof(off_t) == 8, "compile with _FILE_OFFSET_BITS=64");
 
 bool FitsOffset(std::uint64_t inPosition) {
     return inPosition <= static_cast<std::uint64_t>(std::numeric_limits<off_t>::max());
+}
+
+// Where F_FULLFSYNC exists, fsync leaves the bytes in the cache of the device; but not every file system
+// supports it.
+int SyncAll(int inDescriptor) {
+#if defined(F_FULLFSYNC)
+    if (::fcntl(inDescriptor, F_FULLFSYNC) != -1)
+        return 0;
+    if (errno != ENOTSUP && errno != EINVAL && errno != ENOTTY)
+        return -errno;
+#endif
+    return ::fsync(inDescriptor) < 0 ? -errno : 0;
 }
 
 } // namespace
@@ -75,19 +90,31 @@ int SetLength(int inDescriptor, std::uint64_t inLength) noexcept {
     return ::ftruncate(inDescriptor, static_cast<off_t>(inLength)) < 0 ? -errno : 0;
 }
 
-// Where F_FULLFSYNC exists, fsync leaves the bytes in the cache of the device; but not every file system
-// supports it.
 int Sync(int inDescriptor, [[maybe_unused]] Synced inSynced) noexcept {
-#if defined(F_FULLFSYNC)
-    if (::fcntl(inDescriptor, F_FULLFSYNC) != -1)
-        return 0;
-    if (errno != ENOTSUP && errno != EINVAL && errno != ENOTTY)
-        return -errno;
-#elif defined(_POSIX_SYNCHRONIZED_IO) && _POSIX_SYNCHRONIZED_IO > 0
+#if !defined(F_FULLFSYNC) && defined(_POSIX_SYNCHRONIZED_IO) && _POSIX_SYNCHRONIZED_IO > 0
     if (inSynced == Synced::kBytes)
         return ::fdatasync(inDescriptor) < 0 ? -errno : 0;
 #endif
-    return ::fsync(inDescriptor) < 0 ? -errno : 0;
+    return SyncAll(inDescriptor);
+}
+
+// Syncs all of the folder: some file systems count an entry that needs no more length as metadata, which
+// fdatasync may leave out.
+int SyncFolderOf(const char* inPath) noexcept {
+    char folder[PATH_MAX] = ".";
+    if (const char* const slash = std::strrchr(inPath, '/'); slash != nullptr) {
+        const auto count = static_cast<std::size_t>(std::max<std::ptrdiff_t>(slash - inPath, 1));
+        if (count >= sizeof folder)
+            return -ENAMETOOLONG;
+        std::memcpy(folder, inPath, count);
+        folder[count] = '\0';
+    }
+    const int descriptor = ::open(folder, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (descriptor < 0)
+        return -errno;
+    const int result = SyncAll(descriptor);
+    ::close(descriptor);
+    return result;
 }
 
 // Moves the position of the descriptor, which no read or write here uses.
