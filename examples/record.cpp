@@ -71,6 +71,7 @@ struct Recording {
     std::int64_t start = 0; ///< frames of silence, which take no room where the file system has holes
     std::int64_t notes = 0; ///< checkpoints from one comment to the next
     bool rf64 = false;
+    bool durable = false;
     bool verbose = false;
 };
 
@@ -101,9 +102,10 @@ void Write(const Recording& inRecording, WaveFile& outFile, std::int64_t& ioOffs
     ioOffset += count;
 }
 
-/// From here on, the file reads back complete up to this frame, whatever happens to the process.
+/// From here on, the file reads back complete up to this frame, whatever happens to the process or, if it is
+/// durable, to the machine.
 void Checkpoint(const Recording& inRecording, WaveFile& outFile, std::int64_t inFrame) {
-    if (!outFile.FinishBlock())
+    if (!(inRecording.durable ? outFile.FinishBlockOnDisk() : outFile.FinishBlock()))
         throw Failure(inRecording.path + ": the checkpoint failed");
     if (inRecording.verbose)
         std::printf("checkpoint at frame %lld\n", static_cast<long long>(inFrame)), std::fflush(stdout);
@@ -139,8 +141,9 @@ void WriteSamples(const Recording& inRecording, WaveFile& outFile) {
     }
 }
 
-bool Complete(WaveFile& outFile) {
-    return outFile.FinishSamples() && outFile.FinishWrite();
+bool Complete(const Recording& inRecording, WaveFile& outFile) {
+    const bool kept = !inRecording.durable || outFile.FinishBlockOnDisk();
+    return outFile.FinishSamples() && outFile.FinishWrite() && kept;
 }
 
 int Record(const Recording& inRecording) {
@@ -148,10 +151,10 @@ int Record(const Recording& inRecording) {
     try {
         WriteSamples(inRecording, *file);
     } catch (...) {
-        Complete(*file); // or what came after the last checkpoint would not be counted
+        Complete(inRecording, *file); // or what came after the last checkpoint would not be counted
         throw;
     }
-    if (!Complete(*file))
+    if (!Complete(inRecording, *file))
         throw Failure(inRecording.path + ": the file could not be completed");
     std::printf("%s: %s, %d channels\n", inRecording.path.c_str(), DurationText(inRecording.seconds).c_str(),
                 inRecording.channels);
@@ -183,6 +186,8 @@ int main(int count, char** arguments) {
         ->check(CLI::Range(0, 1000000))
         ->capture_default_str();
     app.add_flag("--rf64", recording.rf64, "may turn into RF64 when it passes 4 GiB; takes no comments then");
+    app.add_flag("--durable", recording.durable,
+                 "waits for the disk at checkpoints, which then outlive a power cut");
     app.add_flag("--verbose", recording.verbose, "prints each checkpoint");
     return Run(app, count, arguments, 1, [&] { return Record(recording); });
 }

@@ -94,6 +94,7 @@ END
 rows <<END
 0 | 3 channels | record source.wav --channels 3 --rate 8000 --seconds 2
 0 | checkpoint at frame 12000 | record notes.wav --seconds 0.3 --checkpoint 0.05 --notes 2 --verbose
+0 | checkpoint at frame 4800 | record durable.wav --seconds 0.2 --checkpoint 0.1 --durable --verbose
 0 | RIFF, several data chunks | describe notes.wav
 0 | from the peaks in stored | waveform source.wav picture.svg --width 100 --peaks stored
 0 | 3 | grep -c '<path' picture.svg
