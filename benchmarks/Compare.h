@@ -16,8 +16,8 @@ namespace compare {
 using Work = std::function<void()>;
 
 inline constexpr int kRounds = 25;
-inline constexpr double kSecondsPerSide =
-    0.02; ///< small work is repeated within a round until it takes this long
+/// Small work is repeated within a round until it takes this long.
+inline constexpr double kSecondsPerSide = 0.02;
 
 /// Returns the processor time of this thread, system calls included.
 inline double ThreadSeconds() {

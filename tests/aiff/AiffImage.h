@@ -12,7 +12,7 @@ using namespace testing_support;
 
 inline const Bytes kRate44100 = {0x40, 0x0E, 0xAC, 0x44, 0, 0, 0, 0, 0, 0};
 
-// The pieces of an image, joined by +.
+// The pieces of an image, which are joined by +.
 inline Bytes operator+(Bytes inFirst, const Bytes& inSecond) {
     inFirst.insert(inFirst.end(), inSecond.begin(), inSecond.end());
     return inFirst;
@@ -62,12 +62,12 @@ inline Bytes Aiff(const Comm& inComm, const Bytes& inChunks = {}) {
     return inComm.code.empty() ? Form("AIFF", chunks)
                                : Form("AIFC", Chunk("FVER", {0xA2, 0x80, 0x51, 0x40}) + chunks);
 }
-/// With a FORM size of 0, as a recorder leaves it that is cut off.
+/// With a FORM size of 0, as an interrupted recorder leaves it.
 inline Bytes Unfinished(const Bytes& inImage) {
     return ToBytes("FORM") + Big32(0) + Bytes(inImage.begin() + 8, inImage.end());
 }
 
-/// 1, 2, 3 and on: sample bytes that tell where they stand.
+/// 1, 2, 3 and so on: sample bytes that identify their position.
 inline Bytes Counting(std::size_t inCount) {
     Bytes bytes(inCount);
     std::iota(bytes.begin(), bytes.end(), static_cast<unsigned char>(1));

@@ -23,7 +23,7 @@ struct Format {
     ChannelLayout layout{};
 };
 
-/// One file of a folder of its own, read or written.
+/// One file in its own folder, read or written.
 class AiffTest : public testing::Test {
 protected:
     std::int32_t Open(bool inAssumeChannelOrder = false) {
@@ -32,7 +32,7 @@ protected:
         return mError.code;
     }
     std::int32_t Open(const Bytes& inImage, bool inAssumeChannelOrder = false) {
-        std::filesystem::remove(mPath); // quicker than to empty it
+        std::filesystem::remove(mPath); // faster than truncating it
         WriteFile(mPath, inImage);
         return Open(inAssumeChannelOrder);
     }
@@ -46,7 +46,7 @@ protected:
         EXPECT_EQ(mFile != nullptr, error.code == 0);
         return error.code;
     }
-    /// Goes on with the samples. @return the code.
+    /// Appends samples. @return the code.
     std::int32_t Write(const void* inBytes, std::int32_t inCount) {
         Error error;
         const bool taken = mFile->WriteSampleBytes(mTaken, inCount, inBytes, error);
@@ -68,10 +68,10 @@ protected:
         return finished;
     }
 
-    /// Makes a call for each character. [ and ] begin and end "NAME", a digit adds that many bytes to it, M
-    /// adds 33,333; s and S write 3 and 50,000 bytes of samples; . finishes the file and ! abandons it. From
-    /// - to + every system call fails, from ~ to + all but the next two.
-    /// @return a letter for each: y and n for true and false, r for kWriteRefused, f for kWriteFailed.
+    /// Makes one call per character. [ and ] begin and end "NAME"; a digit adds that many bytes to it, and M
+    /// adds 33,333; s and S write 3 and 50,000 bytes of samples; . finishes the file and ! abandons it.
+    /// Between - and + every system call fails, between ~ and + all but the next two.
+    /// @return one letter per call: y and n for true and false, r for kWriteRefused, f for kWriteFailed.
     std::string Play(std::string_view inCalls, int inTries = 1) {
         std::string results;
         for (const char call : inCalls)

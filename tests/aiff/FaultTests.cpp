@@ -11,8 +11,8 @@ using faults::System;
 
 class AiffFaults : public AiffTest {
 protected:
-    /// Opens the file and reads all of it. @return the code of the open, or what could be read: L for the
-    /// layout, S for the samples, M for the metadata.
+    /// Opens the file and reads all of it. @return the error code of the open, or what could be read: L for
+    /// the layout, S for the samples, M for the metadata.
     std::string Read(std::int64_t inSamples, std::int64_t inMetadata) {
         if (const std::int32_t code = Open(); !mFile)
             return std::to_string(code);
@@ -29,8 +29,9 @@ protected:
     void FillDisk(int inBits, const Bytes& inBlock, std::int64_t inRoom, bool inStaysFull);
 };
 
-// Chunks lie so far apart that each needs a read of its own. The calls: does it exist, its size, open, FORM,
-// its size again, the headers of COMM, CHAN and SSND, COMM, SSND, CHAN, samples, metadata; then none fails.
+// Chunks are so far apart that each needs a read of its own. The calls: does the file exist, its size, open,
+// FORM, its size again, the headers of COMM, CHAN and SSND, COMM, SSND, CHAN, samples, metadata; finally,
+// none fails.
 TEST_F(AiffFaults, EverySystemCallOfReading) {
     const Bytes comm = Chunk("COMM", Comm{.channels = 3, .frames = 2000}.Data()),
                 anno = Chunk("ANNO", Bytes(20000));
@@ -59,8 +60,8 @@ TEST_F(AiffFaults, EveryAllocationOfWriting) {
     });
 }
 
-// Wherever the process stops there is no file yet, an empty one, or one with all samples or none; and until
-// all else is in place, the FORM size is 0, which has a reader go to the end of the file.
+// Wherever the process stops, there is no file yet, an empty one, or one with either all samples or none; and
+// until everything else is in place, the FORM size is 0, which makes readers read to the end of the file.
 TEST_F(AiffFaults, EverySystemCallOfWriting) {
     constexpr std::uint32_t kFrames = (3 + 50'000 + 3) / 2;
     const Bytes name = Counting(33'333) + Counting(33'333) + Counting(3);
@@ -85,7 +86,8 @@ TEST_F(AiffFaults, EverySystemCallOfWriting) {
         });
 }
 
-// Calls of the finish: samples with their pad byte, the size of "SSND", that of "COMM", that of the FORM.
+// The calls of FinishWrite: samples with their pad byte, the size of "SSND", that of "COMM", that of the
+// FORM.
 TEST_F(AiffFaults, AFailedFinishCountsTheSamplesThatArrived) {
     for (const std::string_view calls : {"", "s"})
         for (std::uint64_t call = 0; call < (calls.empty() ? 2 : 4); ++call) {
@@ -101,7 +103,8 @@ TEST_F(AiffFaults, AFailedFinishCountsTheSamplesThatArrived) {
         }
 }
 
-/// Writes blocks until the disk is full, and finishes there; unless it stays full, once more with room.
+/// Writes blocks until the disk is full, and finishes the file; unless the disk stays full, finishes it once
+/// more with room.
 void AiffFaults::FillDisk(int inBits, const Bytes& inBlock, std::int64_t inRoom, bool inStaysFull) {
     if (Create({.bits = inBits}) != 0)
         return;
@@ -135,8 +138,8 @@ void AiffFaults::FillDisk(int inBits, const Bytes& inBlock, std::int64_t inRoom,
                          : std::equal(whole.begin(), whole.end() - std::ssize(samples) % 2, left.begin()));
 }
 
-// Whole frames that reached a full disk can be read, and no part of a block that was refused stays. Once
-// there is room again, all that was taken is written. Any call may fail besides.
+// Whole frames that reached a full disk can be read, and nothing of a rejected block stays. Once there is
+// space again, everything that was accepted is written. Any call may fail in addition.
 TEST_F(AiffFaults, ADiskThatFillsUp) {
     for (const auto& [bits, block] : {std::pair{8, 3001u}, {24, 3000u}, {24, 40'002u}})
         for (const std::int64_t room : {0, 7, 32'745, 90'001})

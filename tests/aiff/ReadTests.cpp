@@ -19,9 +19,9 @@ constexpr std::int64_t kLeast = std::numeric_limits<std::int64_t>::min();
 
 class AiffRead : public AiffTest {
 protected:
-    /// What an open gives, in a line: "error 5", or frames, sample bytes and the first of them, ids of
-    /// metadata, such as "4 of 16 from 1 NAME". -1 sample bytes are those of a file that refuses even an
-    /// empty read.
+    /// Describes the result of an open in one line: "error 5", or frames, sample bytes with the first of
+    /// them, and metadata ids, such as "4 of 16 from 1 NAME". -1 sample bytes mean that the file refuses even
+    /// an empty read.
     std::string Outcome(const Bytes& inImage) {
         const std::int32_t code = Open(inImage);
         if (!mFile)
@@ -215,9 +215,9 @@ TEST_F(AiffRead, SampleRates) {
         {0x400E, 0xAC44000000000000, 44100}, {0xC00E, 0xBB80000000000000, -48000},
         {0x400E, 0x0000800000000000, 0.5},   // not normalised
         {0x3FFF, kAllBits, 2},               // the sum rounds up
-        {0x3FFF, kOne + 0x600, 1},           // 1 + 2^-53 + 2^-54: each bit falls away
+        {0x3FFF, kOne + 0x600, 1},           // 1 + 2^-53 + 2^-54: each bit is rounded off
         {0x3FFF, kOne + 0xC00, 1 + 0x1p-51}, // 2^-52 first, then a tie to even
-        {0x3C00 - 52, kAllBits, 0},          // 2^-1075 is 0 before it is multiplied
+        {0x3C00 - 52, kAllBits, 0},          // 2^-1075 becomes 0 before the multiplication
         {0x3C00, kOne, 0x1p-1023}, {0x43FF, kOne, inf}, {0x43FE, 0xFFFFFFFFFFFFF800, 0x1.FFFFFFFFFFFFFp1023},
         {0xFFFF, kOne, -inf}, {0x7FFF, 0, nan}, {0x43FF, 0, nan}, {0, kOne, 0}, {0x8000, 0, -0.0},
     };
@@ -231,7 +231,7 @@ TEST_F(AiffRead, SampleRates) {
     }
 }
 
-// A metadata chunk and sample bytes of the same size, so that the same ranges reach them.
+// A metadata chunk and sample bytes of the same size, so that the same ranges apply to both.
 TEST_F(AiffRead, RangesOfReads) {
     constexpr std::int64_t kSize = 17, kNumbers[] = {kLeast, -1, 0, 1, 3, 16, kSize, 18, 2147483648, kMost};
     ASSERT_EQ(Open(Aiff({}, Chunk("NAME", Counting(9)) + Ssnd(Counting(kSize)))), 0);

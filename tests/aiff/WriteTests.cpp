@@ -12,7 +12,7 @@ TEST_F(AiffWrite, Images) {
     for (std::uint32_t value = 99; value <= 138; ++value)
         everyValue.layout.push_back(value);
     // clang-format off
-    // All of the first one written out; the others say what differs.
+    // The first one is written out in full; the others list the differences.
     const Bytes kFirst = BigImage().Text("FORM").U32(0x74).Text("AIFF")
         .Text("COMM").U32(18).U16(2).U32(1).U16(16).Add(kRate44100)
         .Text("CHAN").U32(0x38).U64(0).U32(2).U32(1).Fill(16).U32(2).Fill(16).Fill(4)
@@ -33,7 +33,7 @@ TEST_F(AiffWrite, Images) {
     // clang-format on
     for (const auto& row : kRows) {
         SCOPED_TRACE(row.name);
-        WriteFile(mPath, Bytes(1000, 'x')); // is replaced
+        WriteFile(mPath, Bytes(1000, 'x')); // will be replaced
         EXPECT_EQ(Create(row.format) + Write(row.samples), 0);
         EXPECT_EQ(mFile->GetSampleCount(), 0);
         EXPECT_EQ(mFile->GetNumChannels(), static_cast<std::int16_t>(row.format.channels));
@@ -102,15 +102,15 @@ TEST_F(AiffWrite, Refused) {
     EXPECT_TRUE(mFile->ReadSampleBytes(0, 0, nullptr));
 }
 
-// Header of 62 bytes: "SSND" and metadata begin there. The largest FORM that is even has 0xFFFFFFF6 bytes.
+// "SSND" and metadata begin after a header of 62 bytes. The largest even FORM size is 0xFFFFFFF6 bytes.
 TEST_F(AiffWrite, TheFormatsLimit) {
     constexpr std::int32_t kBlock = 1 << 30;
     constexpr auto kRoom =
         static_cast<std::int32_t>(0xFFFFFFF6 + std::int64_t{8} - 62 - 3 * std::int64_t{kBlock});
     faults::SystemCalls().sparse = true;
-    const unsigned char byte = 0; // more of them are not read
+    const unsigned char byte = 0; // no others are read
     // clang-format off
-    const struct { // three blocks, then the last count, and then what still fits
+    const struct { // three blocks, then the last count, then what still fits
         const char* name; bool samples; std::int32_t lastCount; bool fits; std::int32_t further;
     } kRows[] = {
         {"samples that fit exactly", true, kRoom - 16, true, 0},

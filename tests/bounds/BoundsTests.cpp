@@ -1,5 +1,5 @@
-// What work may cost: steps, system calls, bytes read, memory. A step is a stretch of the library's code
-// without a branch; the compiler has each of them call the counter below.
+// Limits on the cost of operations: steps, system calls, bytes read, memory. A step is one straight-line
+// stretch of the library's code; the compiler makes each of them call the counter below.
 
 #include <gtest/gtest.h>
 
@@ -37,12 +37,12 @@ using namespace wave_tests;
 
 constexpr std::uint64_t kAny = std::numeric_limits<std::uint64_t>::max();
 
-/// What a task costs, or may cost at most.
+/// The cost of a task, or its limit.
 struct Cost {
     std::uint64_t steps = kAny, calls = kAny, bytesRead = kAny, allocations = kAny, memory = kAny;
 };
 
-/// @param inTask  says whether it came out as it should.
+/// @param inTask  returns whether the result is correct.
 Cost ExpectAtMost(const std::string& inName, const Cost& inMost, const std::function<bool()>& inTask) {
     SCOPED_TRACE(inName);
     const faults::Scope scope;
@@ -60,7 +60,7 @@ Cost ExpectAtMost(const std::string& inName, const Cost& inMost, const std::func
     return cost;
 }
 
-/// Ten times the size may take ten times the steps, and half as many again where lists are sorted.
+/// Ten times the size may take ten times the steps, plus half of that where lists are sorted.
 void ExpectLinear(const std::string& inName, const std::function<bool(int)>& inTask) {
     const std::uint64_t few = ExpectAtMost(inName, {}, [&] { return inTask(400); }).steps;
     EXPECT_GT(few, 400u) << "is it the right task?";
@@ -82,7 +82,7 @@ protected:
     }
 };
 
-/// Whether a file has that many chunks of metadata. Each is looked up and read.
+/// Checks that a file has that many metadata chunks. Each is looked up and read.
 template <typename File>
 bool HasMetadata(const std::unique_ptr<File>& inFile, std::int32_t inCount) {
     std::int32_t index = 0;
@@ -96,7 +96,7 @@ bool HasMetadata(const std::unique_ptr<File>& inFile, std::int32_t inCount) {
     return index == inCount;
 }
 
-/// Whether samples can be read in pieces of a size, one after the other.
+/// Checks that samples can be read in consecutive pieces of a size.
 template <typename File>
 bool ReadsInPieces(const std::unique_ptr<File>& inFile, std::int64_t inSize, std::int64_t inPiece) {
     unsigned char piece[4096];
@@ -109,7 +109,7 @@ bool ReadsInPieces(const std::unique_ptr<File>& inFile, std::int64_t inSize, std
 } // namespace
 
 TEST_F(Bounds, StepsGoWithTheChunks) {
-    const auto wave = [this](int inCount) { // data and metadata in turn, a row in the table for each
+    const auto wave = [this](int inCount) { // alternating data and metadata, with a table row for each
         Image chunks = Image().Chunk("fmt ", FormatImage());
         Ds64Image ds64{.dataSize = 4};
         for (std::uint32_t i = 0; i < static_cast<std::uint32_t>(inCount); ++i) {
@@ -133,7 +133,7 @@ TEST_F(Bounds, StepsGoWithTheChunks) {
     });
 }
 
-// Blocks of two sizes in turn, so that no segment joins the next.
+// Blocks of two sizes in alternation, so that no segment joins the next.
 TEST(PeakDataBounds, StepsGoWithTheSegments) {
     constexpr std::int64_t kDatums = 3, kSegments = 10 * kDatums + 20 * kDatums; // two of them
     std::shared_ptr<PeakData> peaks;
@@ -178,7 +178,7 @@ TEST_F(Bounds, OfWaveFiles) {
     // clang-format off
     const struct { const char* name; Image image; Cost most = {}; } kRows[] = {
         {"10,000 chunks", with(5'000, large), {.calls = 140}},
-        {"65,537 small chunks", with(65'537, data), {.calls = 40}}, // lists double where they grow
+        {"65,537 small chunks", with(65'537, data), {.calls = 40}}, // growing lists double
         {"300,000 small chunks", with(150'000, Image().Add(data).Add(list)), {.calls = 80}},
         {"empty chunks", with(100'000, Image().Header("LIST", 0)), {.calls = 40}},
         {"zeros", with(1, data).Fill(1 << 20), {.steps = 2000, .calls = 60}},

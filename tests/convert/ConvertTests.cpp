@@ -20,7 +20,7 @@ using testing_support::Random;
 
 namespace {
 
-/// Bytes of a file, the lowest first, or of a number of the machine.
+/// Returns the bytes of a number, lowest first as in a file, or in native order.
 void PutBits(Byte* out, std::size_t inWidth, std::uint64_t inBits, bool inOfMachine) {
     for (std::size_t i = 0; i < inWidth; ++i)
         out[i] = static_cast<Byte>(inBits >> (8 * i));
@@ -28,7 +28,7 @@ void PutBits(Byte* out, std::size_t inWidth, std::uint64_t inBits, bool inOfMach
         std::reverse(out, out + inWidth);
 }
 
-/// Full scales, zeros, denormals, infinities, NaN, and floats around each clip and each step of truncation,
+/// Full scales, zeros, denormals, infinities, NaN, and floats around each clipping and truncation threshold,
 /// in either byte order, between random bytes.
 void FillWithSamples(Byte* outBytes, std::size_t inByteCount, std::size_t inWidth, Random& ioRandom) {
     // clang-format off
@@ -56,7 +56,7 @@ std::vector<std::int32_t> Counts() {
     return counts;
 }
 
-/// Whether wide vectors are used where the processor has them.
+/// Whether wide vectors are used if the processor has them.
 class EachWay : public testing::TestWithParam<bool> {
 public:
     EachWay() { kelaccelerate::AllowWideVectors(GetParam()); }
@@ -66,9 +66,9 @@ public:
 INSTANTIATE_TEST_SUITE_P(Convert, EachWay, testing::Bool(),
                          [](const auto& inCase) { return inCase.param ? "Wide" : "Plain"; });
 
-// Each routine against its model: every count, channel count and address, with both buffers laid against
-// pages that must not be touched, and all bytes around and between the written samples kept; and in place
-// where samples keep their width.
+// Compares each routine with its model: every count, channel count and address, with both buffers placed
+// against inaccessible pages, checking that all bytes around and between the written samples are kept; and in
+// place if samples keep their width.
 TEST_P(EachWay, MatchesTheModelAndTouchesNothingElse) {
     constexpr std::size_t kRoom = 1000 * 64 * 8 + 128;
     constexpr struct {
@@ -103,8 +103,8 @@ TEST_P(EachWay, MatchesTheModelAndTouchesNothingElse) {
                 }
 }
 
-// A host that has floating-point exceptions trapped dies of no sample that can be converted without. What
-// lies between the samples of a channel is a signalling NaN.
+// A host that traps floating-point exceptions must not be killed by a sample that can be converted without
+// one. Between the samples of a channel are signalling NaN.
 TEST_P(EachWay, RaisesNoMoreFlagsThanTheSteps) {
     constexpr double kInfinity = HUGE_VAL, kNaN = std::numeric_limits<double>::quiet_NaN();
     for (const Routine& routine : kRoutines)
@@ -168,7 +168,7 @@ TEST(Convert, StepsBeyond32Bits) {
     if (sizeof(void*) < 8)
         GTEST_SKIP() << "needs an address space of 64 bits";
     constexpr std::int32_t kChannels = 0x60000001;
-    constexpr std::size_t kRoom = std::size_t{2} * kChannels * 8 + 8; // of which hardly any is touched
+    constexpr std::size_t kRoom = std::size_t{2} * kChannels * 8 + 8; // almost none of it is touched
     GuardedBuffer source(kRoom), written(kRoom), expected(kRoom);
     Random random(2);
     for (const Routine& routine : kRoutines) {
@@ -193,7 +193,7 @@ void Encode(const void* source, void* destination, std::int32_t, std::int32_t) {
     EncodeFrames({SampleCoding::kInteger, kBytes}, &plane, destination, 1, 1);
 }
 
-// The models rest on these numbers, the bits of samples in files and of floats.
+// The models are based on these numbers, the bits of samples in files and of floats.
 TEST(Convert, GivesTheseBits) {
     // clang-format off
     const struct { const char* name; Convert convert; std::uint64_t from, to; std::size_t bytesInFile; bool decodes = true; } kRows[] = {

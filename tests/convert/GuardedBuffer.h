@@ -10,8 +10,8 @@
 
 namespace testing_support {
 
-/// Pages of memory between two pages that nobody may touch: a routine that strays out of a buffer laid
-/// against either end dies at once. Untouched pages take no memory, whatever the size.
+/// Pages of memory between two inaccessible pages: a routine that leaves a buffer placed at either end
+/// crashes at once. Untouched pages take no memory, whatever the size.
 class GuardedBuffer {
 public:
     explicit GuardedBuffer(std::size_t inByteCount) {
@@ -29,7 +29,7 @@ public:
 
     std::uint8_t* begin() { return mBegin; }
     std::uint8_t* end() { return mBegin + mSize; }
-    /// @return where that many bytes begin that lie against one side.
+    /// Returns where this many bytes begin that are placed against one side.
     std::uint8_t* At(bool inBack, std::size_t inByteCount) { return inBack ? end() - inByteCount : mBegin; }
 
     friend bool operator==(const GuardedBuffer& a, const GuardedBuffer& b) {

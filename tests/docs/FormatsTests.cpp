@@ -15,9 +15,8 @@ using namespace kelaudiofile;
 using testing_support::Bytes;
 using testing_support::TemporaryFolder;
 
-/// The file must be what the page shows under a name: lines of an offset, bytes and a remark after two
-/// spaces.
-/// "..." stands for bytes left out, and an offset without bytes is the end of the file.
+/// Expects the file to be what the page shows under a name: lines of an offset, bytes, and a remark after two
+/// spaces. "..." marks omitted bytes, and an offset without bytes is the end of the file.
 void ExpectDumped(const std::string& inName, const std::filesystem::path& inPath) {
     std::ifstream page(FORMATS_PAGE);
     std::string line;

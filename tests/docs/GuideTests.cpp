@@ -14,7 +14,7 @@ using Channels = std::vector<std::vector<float>>;
 
 constexpr int kFrames = 20000;
 
-/// 16-bit stereo, a ramp and its negative, with a chunk on both sides.
+/// 16-bit stereo, a ramp and its negative, with a chunk before and after them.
 Bytes MakeImage() {
     std::string image = "RIFF\xBC\x38\1\0WAVEfmt \x10\0\0\0\1\0\2\0\x80\xBB\0\0\0\xEE\2\0\4\0\x10\0"
                         "note\4\0\0\0headdata\x80\x38\1\0"s;

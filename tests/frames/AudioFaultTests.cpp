@@ -11,10 +11,10 @@ constexpr std::int64_t kBlock = 700;
 
 class AudioFaults : public AudioTest {
 protected:
-    /// Writes a chunk and blocks of frames until one is refused, and finishes the file.
+    /// Writes a chunk, then blocks of frames until one is refused, and finishes the file.
     /// @return the frames before the refused block; none if the file could not be created.
     std::optional<std::int64_t> WriteUntilRefused(Container inContainer, std::int64_t inBlocks) {
-        AudioError reason; // gone with the memory of its message
+        AudioError reason; // destroyed before allocations are checked
         Planes planes = Signal(2, inBlocks * kBlock);
         auto writer = AudioWriter::Create(Path("file"), inContainer, Format(3), {}, reason);
         if (!writer)
@@ -31,7 +31,7 @@ protected:
         code = reason.code;
         return taken;
     }
-    /// The file must hold the frames that were taken, and after them no others than the signal's.
+    /// Expects the file to hold the accepted frames, followed only by more of the signal.
     void ExpectFrames(std::int64_t inTaken) {
         auto reader = Reader("file");
         ASSERT_TRUE(reader);

@@ -75,7 +75,7 @@ TEST_F(AudioFiles, LayoutsOfAnyReaderAreAccepted) {
     // clang-format off
     const struct { kelmediatypes::ChannelLayout inAiff, inWave; } kRows[] = {
         {MakeLayout("5.1"), {100, 101, 102, 103, 104, 105}},
-        {{100, 107, 102, 101, 108, 106}, {}}, // what an AIFF file of 6 channels is assumed to have
+        {{100, 107, 102, 101, 108, 106}, {}}, // the assumed layout of an AIFF file of 6 channels
         {{101, 100}, {}}, {{129, 130}, {}}, {{100}, {100}}, {{0, 100, 0}, {}},
         {{100, 102, 0}, {100, 102, 0}}, {{100, 101, 0}, {}}, {{102, 0}, {}},
         {{134, 135, 136, 137}, {134, 135, 136, 137}}, {{134, 135, 136, 0, 0}, {134, 135, 136, 0, 0}}, {{134, 100}, {}},
@@ -96,7 +96,7 @@ TEST_F(AudioFiles, LayoutsOfAnyReaderAreAccepted) {
     }
 }
 
-// Written in pieces and read; then written again by its bytes.
+// Written in pieces and read; then rewritten from its bytes.
 TEST_F(AudioFiles, EveryFormatReadsBackAsWritten) {
     Random random(1);
     int held = 0;
@@ -129,7 +129,7 @@ TEST_F(AudioFiles, EveryFormatReadsBackAsWritten) {
     EXPECT_EQ(held, 27 + 15) << "of wave and AIFF";
 }
 
-// One after the other; what is refused changes nothing.
+// One after the other; a refused call changes nothing.
 TEST_F(AudioFiles, CallsInOrderAndOutOfIt) {
     Planes planes = Signal(2, 10);
     float* const pointers[] = {planes[0].data(), planes[1].data()};
@@ -225,7 +225,7 @@ TEST_F(AudioFiles, AnOldFileSurvivesUntilTheNewOneIsWhole) {
     EXPECT_EQ(Reader("file")->Frames(), 100);
     ASSERT_TRUE(writer->Finish(error)) << error.message;
     EXPECT_EQ(Reader("file")->Frames(), 50);
-    begin(10); // is given up
+    begin(10); // will be abandoned
     EXPECT_EQ(Reader("file")->Frames(), 50);
     writer = begin(30);
     std::optional<FileSizeLimit> full(1);

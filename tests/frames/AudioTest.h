@@ -25,7 +25,7 @@ inline std::vector<float*> Pointers(Planes& ioPlanes, std::int64_t inFrame = 0) 
     return pointers;
 }
 
-/// Frames that every format holds without rounding, different in each channel.
+/// Frames that every format can hold without rounding, different in each channel.
 inline Planes Signal(std::size_t inChannels, std::int64_t inFrames) {
     Planes planes(inChannels, std::vector<float>(static_cast<std::size_t>(inFrames)));
     for (std::size_t channel = 0; channel < planes.size(); ++channel)

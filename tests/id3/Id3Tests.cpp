@@ -12,7 +12,7 @@ using Call = MemoryFileInput::Call;
 
 namespace {
 
-/// A stream with a text in it.
+/// A stream that contains a text.
 Bytes With(std::size_t inLength, std::size_t inPlace, std::string_view inText) {
     Bytes bytes(inLength, '.');
     std::copy(inText.begin(), inText.end(), bytes.begin() + static_cast<std::ptrdiff_t>(inPlace));
@@ -20,7 +20,7 @@ Bytes With(std::size_t inLength, std::size_t inPlace, std::string_view inText) {
 }
 
 /// Probes a stream that is at position 5. @return what is found, such as "11 bytes, version 4.0, at 10": the
-/// version if it is asked for, and the position that the probe leaves.
+/// version if requested, and the position after the probe.
 std::string Probe(bool inIsV1, const Bytes& inImage, Call inFailing) {
     using namespace kelaudiofile::id3;
     MemoryFileInput stream(inImage);

@@ -16,16 +16,16 @@ using Flags = kelcore::utility::Flags<unsigned>;
 
 namespace {
 
-constexpr std::string_view kCut("file\0x", 6); // a path that would name "file", were it cut at the zero byte
+constexpr std::string_view kCut("file\0x", 6); // would name "file" if it were cut at the zero byte
 
-/// A stream moved to where no file goes on.
+/// A stream positioned where no file extends to.
 template <typename Stream>
 Stream&& Far(Stream&& ioStream) {
     ioStream.CurPos(1ull << 63);
     return std::move(ioStream);
 }
 
-/// A folder with a thing of each kind; calls are counted.
+/// A folder with one entry of each kind; calls are counted.
 class Files : public testing::Test {
 protected:
     Files() {
@@ -56,7 +56,7 @@ TEST_F(Files, ExistIfTheyAreRegular) {
     EXPECT_FALSE(File().Exists());
 }
 
-// A pipe must fail, too, and not wait for its other end.
+// A pipe must fail too, and not wait for its other end.
 TEST_F(Files, SayWhatFailedAndWhy) {
     using Call = void (*)(const File&);
     // clang-format off
@@ -108,7 +108,8 @@ TEST_F(Files, AreWrittenAsCreatedWhateverTheirNamesBecome) {
     EXPECT_EQ(mCalls.opens, 1u);
 }
 
-// The holder of a lease, such as a file server, gets a signal and gives it up; until then an open waits.
+// The holder of a lease, such as a file server, receives a signal and gives the lease up; until then an open
+// waits.
 TEST_F(Files, OpenUnderALease) {
     static int holder;
     holder = ::open(mFolder.Path("file").c_str(), O_RDWR | O_CLOEXEC);

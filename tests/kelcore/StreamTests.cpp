@@ -29,7 +29,7 @@ Bytes ReadAt(IPlatformByteStream& ioStream, std::uint64_t inPosition, unsigned i
     return bytes;
 }
 
-/// A file in a folder of its own, and counts from 0 on.
+/// A file in its own folder, with all counts starting at 0.
 class InputStream : public testing::Test {
 protected:
     const faults::Scope mScope;
@@ -38,7 +38,7 @@ protected:
     faults::System& mCalls = faults::SystemCalls();
 };
 
-/// An empty file, and the stream that buffers write to.
+/// An empty file, and the stream to which buffers write.
 class OutputStream : public InputStream {
 protected:
     OutputStream() { mCalls = {}; }
@@ -48,8 +48,8 @@ protected:
 
 } // namespace
 
-// Whatever mix of small, large, forward and backward reads, cut, interrupted, failed by the system or past
-// the end: the bytes are the file's, and a read that fails leaves the position.
+// For any mix of small, large, forward and backward reads, split, interrupted, failed by the system or past
+// the end, the bytes are those of the file, and a read that fails leaves the position unchanged.
 TEST_F(InputStream, EveryReadGivesTheFilesBytes) {
     const Bytes content = Pattern(300'000);
     WriteFile(mFolder.Path("file"), content);
@@ -72,14 +72,14 @@ TEST_F(InputStream, EveryReadGivesTheFilesBytes) {
                 ASSERT_EQ(stream.CurPos(), at + count);
             } catch (const file_exception&) {
                 ASSERT_TRUE((mCalls.failAt != faults::kNever || !fits) && stream.CurPos() == at);
-                at -= std::min<std::uint64_t>(at, random() % 9000); // back to what was in memory before
+                at -= std::min<std::uint64_t>(at, random() % 9000); // back to what was in the window before
             }
         }
     }
 }
 
 TEST_F(InputStream, DescriptorsCloseOnExecAndOnDestruction) {
-    const int next = ::open("/dev/null", O_RDONLY); // the streams get the same number
+    const int next = ::open("/dev/null", O_RDONLY); // the number that the streams will get
     ::close(next);
     const auto closes = [&](const auto&) { return ::fcntl(next, F_GETFD) == FD_CLOEXEC; };
     EXPECT_TRUE(closes(mFile.Created()));
@@ -88,8 +88,8 @@ TEST_F(InputStream, DescriptorsCloseOnExecAndOnDestruction) {
     EXPECT_TRUE(mCalls.opens == 3 && mCalls.closes == 3);
 }
 
-// Random writes through the buffer against a plain byte vector, with the wrapped stream moved in between.
-// What fails takes nothing, and works when it is repeated.
+// Compares random writes through the buffer with a plain byte vector, while the wrapped stream is moved in
+// between. A failed write accepts nothing, and works when it is repeated.
 TEST_F(OutputStream, BufferedWritesLandWhereTheyShould) {
     Bytes expected;
     {

@@ -57,7 +57,7 @@ TEST(Logging, WritesOneLineAndLetsNothingOut) {
     const auto log = [](const std::exception_ptr& inException) {
         logging::LogException(inException, StringValue("scope::", "Function"), nullptr);
     };
-    logging::SetSink([&](std::string_view inLine) { // gives itself up at its first line
+    logging::SetSink([&](std::string_view inLine) { // removes itself at its first line
         logging::SetSink(append);
         log(nullptr);
         append(inLine);

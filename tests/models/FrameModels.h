@@ -7,8 +7,8 @@
 #include "convert/GuardedBuffer.h"
 #include "kelaudiofile/Frames.h"
 
-/// What DecodeFrames and EncodeFrames make of one sample: the models of the routines for single channels, and
-/// a swap or a flip.
+/// Models of DecodeFrames and EncodeFrames for one sample: those of the single-channel routines, with a swap
+/// or a flip.
 namespace sample_models {
 
 /// Rounds to nearest, ties to even, and clips; NaN is 0.
@@ -41,10 +41,10 @@ inline constexpr FrameModel kFrameModels[] = {
     {SampleCoding::kFloat_8388608, 4, FromFloat<8388608>, ToFloat<8388608>},
 };
 
-/// A block of frames, and where each channel's floats lie, null for a channel that is left out.
+/// A block of frames and the address of each channel's floats, null for a channel that is left out.
 struct FrameBlock {
     const FrameModel& model;
-    bool isSpecial; ///< big-endian, or unsigned where samples have 8 bits
+    bool isSpecial; ///< big-endian, or unsigned for 8-bit samples
     std::size_t frames, channels;
 
     std::size_t Width() const { return static_cast<std::size_t>(model.bytes); }
@@ -54,7 +54,7 @@ struct FrameBlock {
                 isSpecial && model.bytes > 1 ? ByteOrder::kBigEndian : ByteOrder::kLittleEndian,
                 isSpecial && model.bytes == 1};
     }
-    /// Between the file's bytes of a sample and little-endian, signed ones, either way.
+    /// Converts between a sample's bytes in the file and little-endian, signed ones, in either direction.
     void Exchange(const Byte* in, Byte* out) const {
         std::copy_n(in, Width(), out);
         if (isSpecial)
@@ -84,10 +84,10 @@ struct FrameBlock {
     }
 };
 
-/// Takes a block through the routines and the model, both ways. File and planes lie against pages that must
-/// not be touched, one at the front and one at the back, and what lies around them is kept.
-/// @param inLeftOut  a bit for each channel without a plane.
-/// @param inFill  puts that many bytes of samples of a width somewhere.
+/// Passes a block through the routines and the model, in both directions. File and planes are placed against
+/// inaccessible pages, one at the front and one at the back, and everything around them must be kept.
+/// @param inLeftOut  one bit for each channel without a plane.
+/// @param inFill  fills this many bytes with samples of a width.
 /// @return what differs; empty if nothing does.
 template <typename Fill>
 std::string Difference(const FrameBlock& inBlock, std::uint64_t inLeftOut, bool inPlanesAtBack, Fill inFill) {
@@ -122,7 +122,8 @@ std::string Difference(const FrameBlock& inBlock, std::uint64_t inLeftOut, bool 
     return bytes == expectedBytes ? "" : "encoded";
 }
 
-/// @return whether a sample of the format is decoded as by a routine for bytes that may be converted first.
+/// Returns whether a sample of the format is decoded as by a routine for its bytes, which may be converted
+/// first.
 inline bool IsDecodedBy(const SampleFormat& inFormat, DeinterleaveFunction inRoutine,
                         ConversionFunction inConvert) {
     if (!inRoutine || !IsSupported(inFormat))

@@ -4,14 +4,14 @@
 
 namespace testing_support {
 
-/// A container and its model through the same random edits.
-/// @tparam Choose  a function object: `choose(n)` gives a number below n.
+/// Applies the same random edits to a container and its model.
+/// @tparam Choose  a function object: `choose(n)` returns a number below n.
 template <typename Choose>
 class PeakEditor {
 public:
     explicit PeakEditor(Choose& ioChoose) : mChoose(ioChoose) {}
 
-    /// Edits both, between two offsets. @return what came out wrong, if anything did.
+    /// Edits both, between two offsets. @return a description of the first difference, if any.
     std::string Step() {
         // clang-format off
         enum : std::uint32_t { kRipple, kInsert, kOverwrite, kAppend, kZero, kRange, kStart, kEdits };
@@ -73,7 +73,7 @@ public:
     }
 
 private:
-    /// What can be asked, at random places. @return what is wrong.
+    /// Compares queries at random places. @return what is wrong.
     std::string Query() {
         const std::int64_t offset = Offset(3), size = static_cast<std::int64_t>(mData->size());
         const auto found = mData->Find(offset), begin = mData->begin(), end = mData->end();
@@ -94,14 +94,15 @@ private:
     }
 
     std::int64_t Number(std::int64_t inLimit) { return mChoose(static_cast<std::uint32_t>(inLimit)); }
-    /// In the timeline or not too far outside.
+    /// Returns an offset inside the timeline or not too far outside.
     std::int64_t Offset(std::int64_t inOutside) {
         return mPlain.start - inOutside + Number(mPlain.Length() + 2 * inOutside + 1);
     }
     std::int64_t Start(const PeakData::const_iterator& inPlace) {
         return inPlace == mData->end() ? mPlain.End() : inPlace.GetStartOffset();
     }
-    /// A few blocks, or enough for vectors. Of several NaN and zeros, the order decides which a point shows.
+    /// Makes a few blocks, or enough for vectors. With several NaN and zeros, the order decides which one a
+    /// point shows.
     void Append(PeakData& ioData, PlainPeaks& ioPlain) {
         const float kValues[] = {0.0f, -0.0f, 0.5f, 1.0f, -1.0f, -2.0f, NAN, -NAN, HUGE_VALF, -HUGE_VALF};
         const std::uint32_t firstKind = mChoose(10), kinds = 1 + mChoose(10), size = 1 + mChoose(9);
@@ -114,7 +115,7 @@ private:
         }
         ioData.Append(start, size, std::move(datums));
     }
-    /// Another timeline, now and then the timeline itself.
+    /// Returns another timeline, or sometimes the timeline itself.
     std::pair<std::shared_ptr<PeakData>, PlainPeaks> Source() {
         if (mChoose(16) == 0)
             return {mData, mPlain};

@@ -20,7 +20,7 @@ using kelaudiofile::PeakDataSegmentVector;
 using kelaudiofile::PeakDatum;
 using kelaudiofile::PeakDatumVector;
 
-/// A peak timeline without gaps as a flat list with a datum for each offset: what PeakData is compared with.
+/// A model of PeakData: a timeline without gaps as a flat list with one datum per offset.
 struct PlainPeaks {
     std::int64_t start = 0;
     std::vector<PeakDatum> datums;
@@ -29,7 +29,7 @@ struct PlainPeaks {
     std::int64_t End() const { return start + Length(); }
     std::vector<PeakDatum>::iterator At(std::int64_t inOffset) { return datums.begin() + (inOffset - start); }
 
-    /// Offset by offset, lap by lap.
+    /// Goes offset by offset and lap by lap.
     std::vector<float> Resample(double p, double inStep, std::uint64_t inCount, bool inLoop) const {
         std::vector<float> points(2 * inCount);
         const auto length = static_cast<double>(Length());
@@ -61,7 +61,7 @@ struct PlainPeaks {
     }
 };
 
-/// The segments of a container, which only its stream holds; their offsets are those of a walk.
+/// Returns the segments of a container, which only its stream exposes; their offsets are those of a walk.
 inline PeakDataSegmentVector SegmentsOf(const PeakData& inData) {
     MemoryFileOutput written;
     inData.WriteToStream(written);
@@ -79,7 +79,7 @@ inline PeakDataSegmentVector SegmentsOf(const PeakData& inData) {
     return segments;
 }
 
-/// Where a container and its model differ; empty where they don't.
+/// Describes where a container and its model differ; empty if they don't.
 inline std::string Difference(const PeakData& inData, const PlainPeaks& inPlain) {
     std::int64_t offset = inPlain.start;
     std::uint64_t count = 0;
@@ -99,7 +99,7 @@ inline std::string Difference(const PeakData& inData, const PlainPeaks& inPlain)
                : "ends or size";
 }
 
-/// Where resampled points differ from the model's; empty where they don't.
+/// Describes where resampled points differ from the model's; empty if they don't.
 inline std::string ResamplingDifference(const std::shared_ptr<PeakData>& inData, const PlainPeaks& inPlain,
                                         double inStart, double inStep, std::uint64_t inCount, bool inLoop) {
     std::vector<float> expected = inPlain.Resample(inStart, inStep, inCount, inLoop), got(2 * inCount, 7.0f);

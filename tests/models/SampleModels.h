@@ -11,8 +11,8 @@
 #include "kelaudiofile/DeInterleave.h"
 #include "kelaudiofile/Interleave.h"
 
-/// What each sample routine makes of one sample, step by step, and a plain loop over samples: tests and fuzz
-/// targets compare the routines with it, benchmarks time them against it.
+/// Models of the sample routines for one sample, step by step, and a plain loop over samples. Tests and fuzz
+/// targets compare the routines with them; benchmarks time the routines against them.
 namespace sample_models {
 
 using namespace kelaudiofile;
@@ -30,7 +30,7 @@ void Put(Byte* out, T inValue) {
     std::memcpy(out, &inValue, sizeof inValue);
 }
 
-/// Takes the bytes of a number from the file's order to the machine's, or back.
+/// Converts the bytes of a number from the file's order to native order, or back.
 template <typename T>
 T Little(T in) {
     if constexpr (std::endian::native == std::endian::big) {
@@ -90,8 +90,8 @@ inline void ToDouble(const Byte* in, Byte* out) {
     Put(out, Little(double{Get<float>(in)}));
 }
 
-/// Clips to full scale and cuts towards zero. A NaN becomes the lowest integer and raises what a processor
-/// raises that converts one.
+/// Clips to full scale and truncates towards zero. A NaN becomes the lowest integer and raises the exceptions
+/// that its conversion raises.
 template <typename Integer>
 void ToInteger(const Byte* in, Byte* out) {
     constexpr double kFullScale = sizeof(Integer) == 4 ? 0x1p31 : 0x1p63;
@@ -108,7 +108,7 @@ void ToInteger(const Byte* in, Byte* out) {
     Put(out, Little(static_cast<Integer>(product)));
 }
 
-// All routines under one signature that counts samples, each with a plain loop.
+// All routines behind one signature that counts samples, each with a plain loop.
 
 using Convert = void (*)(const void* source, void* destination, std::int32_t sampleCount,
                          std::int32_t channels);
@@ -127,7 +127,7 @@ void Gather(const void* source, void* destination, std::int32_t sampleCount, std
     kRoutine(source, static_cast<float*>(destination), sampleCount, channels);
 }
 
-/// With bytes beyond the last whole sample, which must not count.
+/// Adds bytes after the last whole sample, which must not count.
 template <ConversionFunction kRoutine, std::int32_t kBytes>
 void Swizzle(const void* source, void* destination, std::int32_t sampleCount, std::int32_t channels) {
     kRoutine(source, destination, sampleCount * kBytes + kBytes - 1, channels);
@@ -138,7 +138,7 @@ struct Routine {
     Convert convert;
     PlainLoop model;
     std::size_t sourceBytes, writtenBytes; ///< per sample
-    bool gathers = false; ///< from an interleaved source; else into an interleaved destination
+    bool gathers = false; ///< reads an interleaved source; otherwise writes an interleaved destination
 };
 
 // clang-format off
@@ -168,7 +168,7 @@ inline const Routine kRoutines[] = {
 };
 // clang-format on
 
-/// One call: how many bytes lie from sample to sample on each side, and how far each side reaches.
+/// One call: the bytes from sample to sample on each side, and how far each side extends.
 struct Call {
     const Routine& routine;
     std::int32_t sampleCount, channels;

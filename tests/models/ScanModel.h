@@ -15,11 +15,11 @@ namespace models {
 using kelaudiofile::RiffChunkReader;
 using testing_support::Bytes;
 
-inline constexpr std::uint32_t kUsualRiffSize =
-    0x12345678; ///< left out of descriptions, like the form "WAVE"
+/// Left out of descriptions, like the form "WAVE".
+inline constexpr std::uint32_t kUsualRiffSize = 0x12345678;
 
-/// A scan's result in one line, such as "LIST 3@12 data 40@24!": sizes, places of headers, a mark where the
-/// size was recovered.
+/// The result of a scan in one line, such as "LIST 3@12 data 40@24!": sizes, positions of headers, and a mark
+/// for a recovered size.
 inline std::string Describe(const RiffChunkReader::RiffFileInfo& inInfo,
                             RiffChunkReader::ExtendedError inError) {
     std::ostringstream text;
@@ -40,7 +40,7 @@ inline std::string Describe(const RiffChunkReader::RiffFileInfo& inInfo,
     return text.str().substr(text.str().empty() ? 0 : 1);
 }
 
-/// The rules of the chunk scan over a whole file in memory, one chunk at a time.
+/// The rules of the chunk scan, applied to a whole file in memory, one chunk at a time.
 class ScanModel {
 public:
     explicit ScanModel(const Bytes& inFile) : mFile(inFile) {}
@@ -60,7 +60,7 @@ public:
     }
 
 private:
-    /// @return the number of this many bytes. @throw std::out_of_range  past the end of the file.
+    /// Returns the number in this many bytes. @throw std::out_of_range  past the end of the file.
     std::uint64_t At(std::uint64_t inPlace, unsigned inCount) const {
         std::uint64_t number = 0;
         while (inCount-- > 0)
@@ -118,7 +118,8 @@ private:
 
     const Bytes& mFile;
     RiffChunkReader::RiffFileInfo mInfo;
-    std::vector<std::pair<std::uint32_t, std::uint64_t>> mSizes; ///< of `ds64`; the first for an id counts
+    std::vector<std::pair<std::uint32_t, std::uint64_t>>
+        mSizes; ///< from `ds64`; the first one for an id counts
     std::uint64_t mPlace = 0, mLeft = 0;
 };
 

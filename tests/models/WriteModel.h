@@ -6,7 +6,7 @@
 
 #include "wav/WaveSupport.h"
 
-/// A flat model of a wave file that is being written, and scripts of calls that are played to both.
+/// A flat model of a wave file that is being written, and sequences of calls that are applied to both.
 namespace models {
 
 using namespace wave_tests;
@@ -45,26 +45,26 @@ struct WriteModel {
         return isMetadatum = true;
     }
     void FinishMetadatum() {
-        if (isMetadatum && metadata.back().empty()) // a reader doesn't list it
+        if (isMetadatum && metadata.back().empty()) // readers don't list it
             metadata.pop_back();
         isMetadatum = false;
     }
 
-    /// What a reader counts: a gap between two `data` chunks is not in the file.
+    /// Returns what a reader counts: a gap between two `data` chunks is not in the file.
     std::size_t SampleByteCount() const { return earlier + static_cast<std::size_t>(next - lowest); }
     Bytes::iterator End() { return samples.begin() + static_cast<std::ptrdiff_t>(SampleByteCount()); }
 
     Format format;
-    Bytes samples{};               ///< of all `data` chunks, and what was written past the last block
+    Bytes samples{};               ///< in all `data` chunks, and whatever was written past the last block
     std::vector<Bytes> metadata{}; ///< data of "LIST" chunks
     std::int64_t next = 0;         ///< offset after the last block
     std::int64_t lowest = 0;       ///< where the last `data` chunk begins
-    std::size_t earlier = 0;       ///< sample bytes of the chunks before
+    std::size_t earlier = 0;       ///< sample bytes of earlier chunks
     bool isData = false, isMetadatum = false, samplesEnded = false;
 };
 
-/// Plays a script to a file and to the model.
-/// @tparam Choose  a function object: `choose(n)` gives a number below n.
+/// Applies a sequence of calls to a file and to the model.
+/// @tparam Choose  a function object: `choose(n)` returns a number below n.
 template <typename Choose>
 class WriteScript {
 public:
@@ -72,7 +72,7 @@ public:
         : mPath(inFolder.Path("script.wav")), mPathText(inFolder.PathText("script.wav")), mChoose(ioChoose),
           mFile(Create(mPathText, mModel.format, mError)) {}
 
-    /// @return the calls up to the first that differs; empty if none does.
+    /// Returns the calls up to the first one whose result differs; empty if none does.
     std::string Run() {
         for (std::uint32_t steps = mChoose(40); steps > 0 && !mDiffers; --steps) {
             Step();
@@ -100,7 +100,8 @@ private:
         mCalls += mDiffers ? "" : inCall + '\n';
         mDiffers = mDiffers || !inAgrees;
     }
-    /// All that has been finished is there; what was written past the last block follows all chunks.
+    /// Everything that has been finished is in the file; what was written past the last block follows all
+    /// chunks.
     void ExpectFile() {
         const Handle file(WaveFile::OpenForRead(mPathText, mError, false));
         Expect("samples",

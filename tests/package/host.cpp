@@ -1,4 +1,4 @@
-// A host as its author would write it, built against the library in every way that it can be taken.
+// A host as its author would write it, built against the library in every supported way.
 #include <cstdio>
 #include <memory>
 
@@ -32,7 +32,7 @@ int main(int, char** argv) {
     REQUIRE(peaks.size() == 3 && ++peaks.begin() != peaks.end());
     AiffFile::ExtendedErrorInfo aiffError;
     REQUIRE(!AiffFile::OpenForRead(path, false, aiffError) && aiffError.code == aiffError.kNotAiffFile);
-    try { // an exception must be caught on this side of the library's border by its type
+    try { // a host must be able to catch the library's exceptions by their type
         HashWaveFile([](const unsigned char*, std::uint64_t) {}, kelcore::ToUTF8String("/nothing"), true);
     } catch (const kelcore::config::kel_exception& exception) {
         REQUIRE(exception.GetAdditionalData().size() == 4);

@@ -29,7 +29,7 @@ inline std::string Describe(const PeakData& inData) {
            Describe(SegmentsOf(inData));
 }
 
-/// The segment of a text such as "0 100: 1 2".
+/// Returns the segment described by a text such as "0 100: 1 2".
 inline PeakDataSegment Segment(const std::string& inText) {
     std::istringstream text(inText);
     std::int64_t start = 0, blockSize = 0;
@@ -41,7 +41,7 @@ inline PeakDataSegment Segment(const std::string& inText) {
     return {start, blockSize, std::move(datums)};
 }
 
-/// The container of a text. Segments that would be merged are cut again.
+/// Returns the container described by a text. Segments that would be merged are split again.
 inline std::shared_ptr<PeakData> Timeline(const std::string& inText) {
     std::istringstream text(inText.substr(5));
     std::string part;

@@ -52,7 +52,7 @@ TEST(PeakDataEditing, RandomEditsAgreeWithAListOfDatums) {
     }
 }
 
-// What the list of datums does not know: gaps, segments, offsets that wrap, and what makes no sense.
+// Cases that the list of datums cannot express: gaps, segments, offsets that wrap, and invalid arguments.
 TEST(PeakDataEditing, WorkedExamples) {
     // clang-format off
     const struct { const char *name, *before; Edit edit; const char* after; } kRows[] = {
@@ -124,7 +124,7 @@ TEST(PeakDataEditing, FailedAllocationsComeOutAndLeakNothing) {
         }
         EXPECT_EQ(threw, faults::Fired());
         faults::Disarm();
-        data->SetStartOffset(0); // still an object that can be used
+        data->SetStartOffset(0); // the object is still usable
     });
     EXPECT_GT(swept, 10u);
 }

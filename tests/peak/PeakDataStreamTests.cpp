@@ -21,13 +21,13 @@ Bytes StreamOf(const std::string& inTimeline) {
 
 } // namespace
 
-// Nothing is consolidated, refused or put right.
+// Nothing is consolidated, rejected or corrected.
 TEST(PeakStream, HoldsTheSegmentsAsTheyStand) {
     const std::string odd = " | 0 10: 1 | 10 10: -2 | 20 5: | 20 0: 3";
     Bytes image = StreamOf("from 0" + odd);
     image.push_back(0xFF);
     MemoryFileInput stream(image);
-    const auto loaded = Timeline(kThree); // whose segments go
+    const auto loaded = Timeline(kThree); // its segments are replaced
     loaded->LoadFromStream(stream);
     EXPECT_EQ(Describe(*loaded), "from 1000" + odd);
     EXPECT_EQ(stream.CurPos(), image.size() - 1);
@@ -37,7 +37,7 @@ TEST(PeakStream, HoldsTheSegmentsAsTheyStand) {
     EXPECT_EQ(Describe(segment), "1234 10: 1") << "the start offset stays";
 }
 
-// After the segments in full comes the one whose reading failed, with what was read of it, then
+// The complete segments are followed by the one whose reading failed, with what was read of it, and then by
 // default-constructed ones.
 TEST(PeakStream, StateAfterAnException) {
     const Bytes whole = StreamOf("from 0 | 0 10: 1 2 | 20 20: 3 | 40 30: 4");

@@ -6,7 +6,7 @@ using namespace testing_support;
 
 namespace {
 
-/// Both kinds of object that own datums.
+/// Both kinds of objects that own datums.
 template <typename Peaks>
 void ExpectMovesTakeOver(Peaks inPeaks, const std::string& inMovedFrom) {
     const std::string whole = Describe(inPeaks);
@@ -54,7 +54,7 @@ TEST(PeakDataSegment, AppendsAndSplits) {
             << row.segment << " at " << row.offset;
 }
 
-// What random edits do not ask of them.
+// Cases that random edits do not cover.
 TEST(PeakDataIterator, MovesAndOffersItsDatum) {
     const auto data = Timeline("from 7 | 7 100: 1 2 3 | 307 50: 4 5 | 607 100: 6");
     auto it = data->begin();
@@ -67,7 +67,7 @@ TEST(PeakDataIterator, MovesAndOffersItsDatum) {
     EXPECT_EQ((*constant).max, 11);
 }
 
-// A stream may hold segments without datums: there is no memory to look at.
+// A stream may hold segments without datums, which have no memory to look at.
 TEST(PeakDataIterator, FindsSilenceInSegmentsWithoutDatums) {
     const auto data = Timeline("from 0 | 0 5: | 0 10: 1 | 10 20: | 10 30: 2 3 | 70 40: | 70 50:");
     EXPECT_TRUE(data->HasEmptySegments());
@@ -80,7 +80,7 @@ TEST(PeakDataIterator, FindsSilenceInSegmentsWithoutDatums) {
     while (it != data->begin());
     EXPECT_EQ(forward, "0102300");
     EXPECT_EQ(backward, "032010") << "a step back from the end passes over the last segment";
-    (*data->begin()).max = 9; // is lost
+    (*data->begin()).max = 9; // will be lost
     EXPECT_EQ((*std::as_const(*data).Find(5)).max + (*data->Find(5)).max, 0);
     EXPECT_EQ((*(data->begin() + 1)).max, 2) << "counted moves pass over them";
     EXPECT_TRUE(data->begin() + 3 == data->end() && (*(data->end() - 3)).max == 1);

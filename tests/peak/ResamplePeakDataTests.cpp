@@ -13,7 +13,7 @@ constexpr double kNaN = std::numeric_limits<double>::quiet_NaN(), kInfinity = HU
 constexpr std::int64_t kLowest = std::numeric_limits<std::int64_t>::min(),
                        kHighest = std::numeric_limits<std::int64_t>::max();
 
-/// Datum k of these is (-k, k), counted from 1, so that a point tells which blocks it took in last.
+/// Datum k of these is (-k, k), counted from 1, so that a point shows which block it included last.
 std::shared_ptr<PeakData> Blocks(std::int64_t inStart, std::int64_t inBlockSize, int inCount) {
     PeakDatumVector datums;
     for (int k = 1; k <= inCount; ++k)
@@ -23,7 +23,7 @@ std::shared_ptr<PeakData> Blocks(std::int64_t inStart, std::int64_t inBlockSize,
     return data;
 }
 
-/// The maxima of the points; every minimum must be the negative of the maximum.
+/// Returns the maxima of the points; every minimum must be the negative of the maximum.
 std::vector<float> Maxima(const std::shared_ptr<PeakData>& inData, double inStart, double inStep,
                           std::uint64_t inCount, bool inLoop) {
     std::vector<float> points(2 * inCount, -1.0f), maxima;
@@ -53,7 +53,7 @@ TEST(ResamplePeakData, PointsTakeInTheBlocksTheyTouch) {
         {"offsets that doubles round", Blocks(kFar, 100, 40), kFar, 700, false, {7, 12, 20, 27, 35, 40, 0}},
         {"passes over segments without datums", hollow, -5, 20, false, {1, 2, 3, 3, 0}},
         {"passes over segments without datums, loop", hollow, 0, 35, true, {2, 3, 2, 3, 2}},
-        // A literal walk of these laps would take from minutes to the age of the universe.
+        // A literal walk through these laps would take from minutes to the age of the universe.
         {"a thousand million laps to a point", short_, 0, 1e10 + 3, true, {10, 10, 10, 10}},
         {"past 64 bits of laps", short_, 0, 1e18, true, std::vector<float>(30, 10)},
         {"overflow to infinity", short_, 5, 1e308, true, {10, 10, 10}},

@@ -5,7 +5,7 @@
 #include <malloc.h>
 #include <new>
 
-// The heap of the test programs: the system's, with a gate and a count in front.
+// The heap of the test programs: the system's heap behind fault injection and counters.
 namespace faults {
 
 namespace {
@@ -44,8 +44,8 @@ void* operator new(std::size_t inCount) {
     return faults::Allocated([=] { return std::malloc(std::max<std::size_t>(inCount, 1)); });
 }
 
-// The system's own forms for arrays and without exceptions come here by themselves, those of sanitizers do
-// not. Standard algorithms ask for scratch memory without exceptions.
+// The system's array and nothrow forms call these, but those of sanitizers do not. Standard algorithms
+// allocate scratch memory with the nothrow form.
 void* operator new[](std::size_t inCount) {
     return ::operator new(inCount);
 }

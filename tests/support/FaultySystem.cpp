@@ -16,8 +16,8 @@
 
 #include "System.h"
 
-// The system layer as it is shipped, in a namespace of its own: kelcore::system::shipped. What it includes
-// has been included above, so only its own code is renamed.
+// The system layer as it is shipped, in a namespace of its own: kelcore::system::shipped. Its includes have
+// been included above, so only its own code is renamed.
 #define system system::shipped
 #include "SystemPosix.cpp"
 #undef system
@@ -47,7 +47,7 @@ System& SystemCalls() {
 
 } // namespace faults
 
-// Each function counts its calls, fails when it is told to, and otherwise passes the call on.
+// Each function counts its calls, fails when requested, and otherwise forwards the call.
 namespace kelcore::system {
 
 using faults::gSystem;
@@ -55,7 +55,7 @@ using faults::System;
 
 namespace {
 
-/// @param inPretended  the result of a change that no longer reaches the disk.
+/// @param inPretended  the result of a change that does not reach the disk.
 template <typename Call>
 std::invoke_result_t<Call> Decorated(bool inChangesDisk, std::invoke_result_t<Call> inPretended,
                                      Call inCall) {
@@ -89,7 +89,7 @@ int Open(const char* inPath, Access inAccess) noexcept {
 
 int Close(int inDescriptor) noexcept {
     ++gSystem.closes;
-    const int result = shipped::Close(inDescriptor); // a close that fails closes all the same
+    const int result = shipped::Close(inDescriptor); // a close that fails still closes the descriptor
     return Decorated(false, 0, [&] { return result; });
 }
 
@@ -105,7 +105,7 @@ std::int64_t ReadAt(int inDescriptor, void* outBytes, std::size_t inCount,
         return count;
     });
     if (result < 0 && inCount <= 65536)
-        std::memset(outBytes, 0xEE, inCount); // a window may hold anything then
+        std::memset(outBytes, 0xEE, inCount); // the contents are then unspecified
     return result;
 }
 

@@ -20,7 +20,7 @@ inline Bytes ToBytes(std::string_view inText) {
     return Bytes(inText.begin(), inText.end());
 }
 
-/// A folder of its own for each test, removed with all it holds.
+/// A folder for one test, removed with its contents.
 class TemporaryFolder {
 public:
     TemporaryFolder() {
@@ -51,7 +51,7 @@ inline void WriteFile(const std::filesystem::path& inPath, const Bytes& inBytes)
     stream.write(reinterpret_cast<const char*>(inBytes.data()), static_cast<std::streamsize>(inBytes.size()));
 }
 
-/// Writes bytes at a place of a file that exists; what lies between its old end and the place becomes a hole.
+/// Writes bytes at an offset of an existing file; a gap between the old end and the offset becomes a hole.
 inline void PatchFile(const std::filesystem::path& inPath, std::uint64_t inPosition, const Bytes& inBytes) {
     std::fstream stream(inPath, std::ios::binary | std::ios::in | std::ios::out);
     stream.seekp(static_cast<std::streamoff>(inPosition));

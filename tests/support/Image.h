@@ -9,7 +9,7 @@
 
 namespace testing_support {
 
-/// The bytes of a file of chunks, built field by field in one byte order.
+/// Builds the bytes of a file of chunks, field by field in one byte order.
 template <std::endian kOrder>
 class ImageOf {
 public:
@@ -23,7 +23,7 @@ public:
         return *this;
     }
     ImageOf& Header(std::string_view inId, std::uint64_t inSize) { return Text(inId).U32(inSize); }
-    /// A chunk with its pad byte, and one without.
+    /// Adds a chunk with its pad byte, or without one.
     ImageOf& Chunk(std::string_view inId, const Bytes& inData) {
         return Unpadded(inId, inData).Fill(inData.size() % 2);
     }
@@ -35,7 +35,7 @@ public:
         return *this;
     }
 
-    /// A whole file around these bytes, such as `In("RIFF", "WAVE")`.
+    /// Returns a whole file around these bytes, such as `In("RIFF", "WAVE")`.
     Bytes In(std::string_view inKind, std::string_view inForm) const {
         return ImageOf().Header(inKind, mBytes.size() + 4).Text(inForm).Add(mBytes);
     }

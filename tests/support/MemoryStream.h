@@ -12,7 +12,7 @@ inline kelcore::filesupport::File NullDevice() {
     return {kelcore::ToUTF8String("/dev/null"), kelcore::filesupport::kPathStorage};
 }
 
-/// A file stream that reads from memory. It counts its calls and throws a number out of one kind of them.
+/// A file stream that reads from memory. It counts its calls and throws a number from one kind of them.
 class MemoryFileInput : public kelcore::filesupport::IPlatformByteStream {
 public:
     enum class Call { kNone, kLength, kSeek, kRead };
@@ -40,7 +40,7 @@ public:
     }
 
     Call failing = Call::kNone;
-    std::uint64_t claimedLength = 0; ///< what Length tells, unless 0
+    std::uint64_t claimedLength = 0; ///< what Length returns, unless 0
     mutable int calls = 0;
 
 private:
@@ -64,7 +64,7 @@ public:
         bytes.insert(bytes.end(), first, first + inCount);
     }
 
-    Bytes bytes; ///< all that was written
+    Bytes bytes; ///< everything that was written
 };
 
 } // namespace testing_support

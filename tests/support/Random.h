@@ -4,7 +4,7 @@
 
 namespace testing_support {
 
-/// Repeatable numbers (splitmix64), the same on every platform.
+/// Reproducible random numbers (splitmix64), the same on every platform.
 class Random {
 public:
     explicit Random(std::uint64_t inSeed) : mState(inSeed) {}
@@ -16,7 +16,7 @@ public:
         return z ^ z >> 31;
     }
     std::uint32_t operator()() { return static_cast<std::uint32_t>(Next64() >> 32); }
-    /// @return a number below inLimit.
+    /// Returns a number below inLimit.
     std::uint32_t Below(std::uint32_t inLimit) { return (*this)() % inLimit; }
 
 private:

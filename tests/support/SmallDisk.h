@@ -7,8 +7,8 @@
 
 namespace testing_support {
 
-/// While it lives, no file of the process and of its children grows past a size. Of a write that would take
-/// it there, as much is written as fits: a full disk.
+/// While it exists, no file of the process and its children can grow past a size. A write that would exceed
+/// it writes as much as fits: a full disk.
 class FileSizeLimit {
 public:
     explicit FileSizeLimit(std::uint64_t inBytes) {

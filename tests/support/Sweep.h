@@ -6,19 +6,19 @@
 
 namespace faults {
 
-/// @return whether a fault has fired in this run.
+/// Returns whether a fault has fired in this run.
 inline bool Fired() {
     return SystemCalls().fired + Heap().fired != 0;
 }
 
-/// Ends the faults of a run; what has been counted stays.
+/// Ends the faults of a run; the counters stay.
 inline void Disarm() {
     SystemCalls().failAt = Heap().failAt = kNever;
 }
 
 /// Runs a job with its first call failing, then with its second, until no fault fires. Whatever failed, the
-/// job leaves nothing open and nothing in memory.
-/// @param inArm  gets the number of the call that is to fail. @return how many of them there are.
+/// job must leave no file open and no memory allocated.
+/// @param inArm  gets the number of the call that is to fail. @return how many calls there are.
 template <typename Arm, typename Job>
 std::uint64_t Sweep(Arm inArm, Job inJob) {
     for (std::uint64_t number = 0;; ++number) {
@@ -34,14 +34,14 @@ std::uint64_t Sweep(Arm inArm, Job inJob) {
     }
 }
 
-/// The same over system calls, which fail as the record says.
+/// The same for system calls, which fail as the record says.
 template <typename Job>
 std::uint64_t SweepCalls(const System& inFaults, Job inJob) {
     const auto arm = [&](std::uint64_t number) { (SystemCalls() = inFaults).failAt = number; };
     return Sweep(arm, inJob);
 }
 
-/// The same over allocations.
+/// The same for allocations.
 template <typename Job>
 std::uint64_t SweepAllocations(Job inJob) {
     return Sweep([](std::uint64_t number) { Heap().failAt = number; }, inJob);

@@ -16,8 +16,8 @@ namespace {
 
 constexpr std::uint16_t kExtensible = 0xFFFE;
 
-/// All of a record in a line, such as "PCM 1, 2 x 2 bytes, 16 bits, valid 12, for 100 101, extra 7 8". A rate
-/// of 48,000 Hz is left out, and so are valid bits that are all bits.
+/// Describes a record in one line, such as "PCM 1, 2 x 2 bytes, 16 bits, valid 12, for 100 101, extra 7 8". A
+/// rate of 48,000 Hz is omitted, and so are valid bits equal to all bits.
 std::string Describe(const Characteristics& inFormat) {
     static constexpr const char* kStatus[] = {"", "not found: ", "too large: ", "failed: "};
     static constexpr const char* kCategories[] = {
@@ -40,8 +40,7 @@ std::string Describe(const Characteristics& inFormat) {
 
 class FormatChunk : public WaveTest {
 protected:
-    /// Reads bytes that lie anywhere in a file as a chunk, which ends with them unless it has a size of its
-    /// own.
+    /// Reads bytes at some place in a file as a chunk, which ends with them unless it is given another size.
     Characteristics Decode(const Bytes& inData, std::optional<std::int64_t> inSize = {}) {
         Put(Image().Fill(5, 0xEE).Add(inData));
         const RiffChunkReader::RiffChunkInfo chunk{FourCC("LIST"), inSize.value_or(std::ssize(inData)), 0, 5,
@@ -49,7 +48,7 @@ protected:
         return WaveFormatChunkReader(mFolder.File("file"), chunk, inData.size() % 2 == 1)
             .GetAudioCharacteristics();
     }
-    /// Ends the file that is written. @return size and meaning of its chunk.
+    /// Finishes the file being written. @return the size and meaning of its chunk.
     std::string Written() {
         EXPECT_TRUE(mFile->FinishWrite());
         const RiffChunkReader scan(mFolder.File("file"), false);
@@ -145,7 +144,8 @@ TEST_F(FormatChunk, ChunksThatCannotBeRead) {
     EXPECT_EQ(faults::SystemCalls().calls, 0u) << "without a format chunk the file is not touched";
 }
 
-// What it says while the file is written, and what the sample type is known by when it is read again.
+// The description while the file is being written, and how the sample type is recognised when it is read
+// back.
 TEST_F(FormatChunk, TheShortestFormThatSaysTheRecord) {
     const ChannelLayout stereo = {100, 101}, fiveOne = {100, 101, 102, 103, 104, 105},
                         ambisonic = {134, 135, 136, 137};
@@ -175,7 +175,7 @@ TEST_F(FormatChunk, TheShortestFormThatSaysTheRecord) {
         SCOPED_TRACE(row.name);
         mFile = Create(row.format);
         ASSERT_TRUE(mFile);
-        const bool isPacked = row.format.sampleType == 4; // while it is written: as the open stored it
+        const bool isPacked = row.format.sampleType == 4; // while it is being written: as the open stored it
         EXPECT_EQ(mFile->GetSampleType(), row.format.sampleType);
         EXPECT_EQ(mFile->GetSampleBitDepth(), isPacked ? 24 : row.format.bits);
         EXPECT_EQ(mFile->GetBytesPerSample(), isPacked ? 4 : row.format.bytesPerSample);

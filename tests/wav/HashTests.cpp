@@ -15,14 +15,14 @@ using kelaudiofile::HashWaveFile;
 
 namespace {
 
-using Pieces = std::vector<Bytes>;             // what the consumer gets
+using Pieces = std::vector<Bytes>;             // what the consumer receives
 using Sample = std::function<float(int, int)>; // of a frame and a channel
 
 float Numbered(int inFrame, int inChannel) {
     return static_cast<float>(inFrame * 4 + inChannel + 1);
 }
 
-/// Frames of a range, block by block and channel by channel.
+/// The frames of a range, block by block and channel by channel.
 Pieces Blocks(int inFirst, int inEnd, int inChannels, const Sample& inSample) {
     Pieces pieces;
     for (int start = inFirst; start < inEnd; start += 8192)
@@ -45,7 +45,8 @@ protected:
                    blockAlign = static_cast<std::uint16_t>(4 * inChannels);
         Put(Wave({3, channels, 48000, blockAlign, 32}).Chunk("data", samples));
     }
-    /// @param outPieces  what is fed, up to a failure. @return the failure's message, empty if there is none.
+    /// @param outPieces  what is fed, up to a failure. @return the message of the failure, empty if there is
+    ///        none.
     std::string Hash(bool inTrimSilence, Pieces& outPieces) {
         const auto feed = [&](const unsigned char* bytes, std::uint64_t count) {
             outPieces.emplace_back(bytes, bytes + count);
@@ -57,7 +58,7 @@ protected:
         }
         return "";
     }
-    /// It must feed these pieces, or fail with a message.
+    /// Expects these pieces to be fed, or a failure with a message.
     void Expect(bool inTrimSilence, const Pieces& inPieces, const std::string& inMessage = "") {
         Pieces pieces;
         EXPECT_EQ(Hash(inTrimSilence, pieces), inMessage);
@@ -71,7 +72,7 @@ TEST_F(Hashing, BlockByBlockWithoutSilenceAtTheEnds) {
     constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
     // clang-format off
     const struct {
-        const char* name; int channels, frames; Sample sample; int first, end; ///< what is heard
+        const char* name; int channels, frames; Sample sample; int first, end; ///< the range that is not silent
     } kCases[] = {
         {"mono", 1, 20'000, Numbered, 0, 20'000}, {"three channels", 3, 20'000, Numbered, 0, 20'000},
         {"silence inside stays", 1, 1000, [](int f, int) { return f == 100 || f == 199; }, 100, 200},
@@ -123,8 +124,8 @@ TEST_F(Hashing, ConsumersMayThrow) {
     EXPECT_EQ(faults::SystemCalls().OpenDescriptors(), 0);
 }
 
-// Each call fails once: the reads of three blocks, the close, and none. A failure while silence is looked for
-// ends the search, one later is a failure of the hash.
+// Each call fails once: the reads of three blocks, the close, and finally none. A failure while silence is
+// searched ends the search; a later one makes the hash fail.
 TEST_F(Hashing, ABlockThatCannotBeRead) {
     kelcore::logging::SetSink([](std::string_view) {}); // without a trace in memory
     PutFrames(20'000, 1, Numbered);

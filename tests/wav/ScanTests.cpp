@@ -58,7 +58,7 @@ TEST_F(Scan, SizeFieldsAtTheirLimits) {
 }
 // clang-format on
 
-// Eight zero bytes are a chunk that is not listed. A hole holds as many as if it were read, but it is not.
+// Eight zero bytes are a chunk that is not listed. A hole counts as if it were read, although it is not.
 TEST_F(Scan, Holes) {
     const Image start = Riff().Chunk("LIST", {1, 2}), end = Image().Chunk("othr", Filling(4));
     for (const bool findsHoles : {true, false}) {
@@ -74,7 +74,7 @@ TEST_F(Scan, Holes) {
 
 namespace {
 
-/// An image out of few ids, sizes at and around limits, runs of zeros, pad bytes, and `ds64` chunks.
+/// An image made from a few ids, sizes at and around limits, runs of zeros, pad bytes, and `ds64` chunks.
 Bytes RandomImage(testing_support::Random& ioRandom) {
     const auto any = [&](const auto& list) { return std::data(list)[ioRandom() % std::size(list)]; };
     const auto id = [&] {

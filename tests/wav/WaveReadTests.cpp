@@ -24,7 +24,7 @@ FormatImage Extensible(std::uint16_t inChannels, std::uint32_t inMask, std::uint
             .tail = ExtensibleTail(16, inMask, inSubformat, inGuidEnd)};
 }
 
-/// What the open makes of a file, such as "250 x 2 bytes, 16 bit int: 100 101".
+/// Describes an opened file, such as "250 x 2 bytes, 16 bit int: 100 101".
 std::string Describe(const WaveFile& inFile) {
     std::ostringstream text;
     constexpr const char* kTypes[] = {"none", "int", "float", "float of 32768", "float of 8388608"};
@@ -84,13 +84,13 @@ TEST_F(WaveRead, WhatTheFormatMeans) {
         {mono(3, 4, 24), DeInterleave32BitFloat_1, "250 x 4 bytes, 24 bit float: 102"},
         {mono(1, 8, 64), DeInterleave64Bit, "125 x 8 bytes, 64 bit int: 102"},
         {mono(3, 8, 64), DeInterleave64BitFloat, "125 x 8 bytes, 64 bit float: 102"},
-        // Floats that have the tag of integers
+        // Floats with the tag of integers
         {mono(1, 4, 24, one), DeInterleave32BitFloat_8388608, "250 x 4 bytes, 32 bit float of 8388608: 102"},
         {mono(1, 4, 32, one), DeInterleave32BitFloat_32768, "250 x 4 bytes, 32 bit float of 32768: 102"},
         {mono(1, 8, 32, one), DeInterleave64BitFloat, "125 x 8 bytes, 32 bit float of 32768: 102"},
         {mono(1, 4, 32, {2, 0, 0, 0}), DeInterleave32Bit, "250 x 4 bytes, 32 bit int: 102"},
         {mono(1, 4, 32, {3, 0, 1, 0, 0}), DeInterleave32Bit, "250 x 4 bytes, 32 bit int: 102"},
-        // No block align, and channel counts that make no sense
+        // No block align, and invalid channel counts
         {mono(1, 0, 16), DeInterleave16Bit, "501 x 2 bytes, 16 bit int: 102"},
         {mono(1, 0, 7), nullptr, "0 x 0 bytes, 7 bit int: 102"},
         {{.channels = 0}, DeInterleave32Bit, "0 x 4 bytes, 16 bit int:"},
@@ -222,8 +222,8 @@ TEST_F(WaveRead, SuspendedFilesThatAreGoneOrShrank) {
     EXPECT_EQ(Read(*file, 0, 200), Filling(200));
 }
 
-// Failed reads are logged. A count that lost its upper bits would be served from what is in memory already,
-// without a call that can fail.
+// Failed reads are logged. A count whose upper bits were lost would be served from memory, without a call
+// that can fail.
 TEST_F(WaveRead, FailedReadsAndCountsBeyond32Bits) {
     const Image start =
         Riff("RF64")

@@ -23,7 +23,8 @@ using Handle = std::unique_ptr<WaveFile>;
 
 inline constexpr std::uint64_t kGiB = std::uint64_t{1} << 30, kLimit = 4 * kGiB;
 
-/// A part of a long run of bytes that differ from their neighbours, are not 0 and never look like an id.
+/// Returns part of a long run of bytes that differ from their neighbours, are not 0 and never look like an
+/// id.
 inline Bytes SampleBytes(std::uint64_t inOffset, std::size_t inCount) {
     Bytes bytes(inCount);
     for (std::size_t i = 0; i < inCount; ++i)
@@ -57,17 +58,17 @@ struct FormatImage {
 inline const Bytes kPlainGuidEnd = {0, 0, 0, 0, 0x10, 0, 0x80, 0, 0, 0xAA, 0, 0x38, 0x9B, 0x71};
 inline const Bytes kAmbisonicGuidEnd = {0, 0, 0x21, 7, 0xD3, 0x11, 0x86, 0x44, 0xC8, 0xC1, 0xCA, 0, 0, 0};
 
-/// What follows the bits of an extensible chunk: 24 bytes.
+/// The part of an extensible chunk that follows the bits: 24 bytes.
 inline Bytes ExtensibleTail(std::uint16_t inValidBits, std::uint32_t inMask, std::uint16_t inSubformat,
                             const Bytes& inGuidEnd = kPlainGuidEnd) {
     return Image().U16(22).U16(inValidBits).U32(inMask).U16(inSubformat).Add(inGuidEnd);
 }
 
-/// The data of a `ds64` chunk, with a sample count that nobody reads.
+/// The data of a `ds64` chunk, with a sample count that is never read.
 struct Ds64Image {
     std::uint64_t riffSize = 0, dataSize = 0;
     std::vector<std::pair<std::uint32_t, std::uint64_t>> rows{};
-    std::optional<std::uint64_t> tableLength{}; ///< what the chunk claims, if not the truth
+    std::optional<std::uint64_t> tableLength{}; ///< what the chunk claims, if that differs
 
     operator Bytes() const {
         Image image = Image().U64(riffSize).U64(dataSize).U64(0x1122334455667788);
@@ -78,12 +79,12 @@ struct Ds64Image {
     }
 };
 
-/// The chunk in which a file keeps room for `ds64`.
+/// The chunk that reserves room for `ds64`.
 inline Bytes Reserved() {
     return Image().Chunk("JUNK", testing_support::ToBytes("reserved for RF64 ds64 chunk"));
 }
 
-/// The start of a file with a RIFF size that nobody reads, and a file up to its samples.
+/// The start of a file, with a RIFF size that is never read, and a file up to its samples.
 inline Image Riff(std::string_view inMagic = "RIFF", std::string_view inForm = "WAVE") {
     return Image().Header(inMagic, 0x12345678).Text(inForm);
 }
@@ -106,7 +107,7 @@ inline Handle Create(const kelcore::UTF8String& inPath, const Format& inFormat, 
                                          inFormat.layout, inFormat.rf64, outError, inFormat.anyOrder));
 }
 
-/// @return the code, or -1 if result and code do not fit each other.
+/// Returns the code, or -1 if result and code contradict each other.
 inline int Write(WaveFile& ioFile, std::uint64_t inOffset, const Bytes& inBytes) {
     Error error;
     error.code = -2;
@@ -130,7 +131,7 @@ struct Metadatum {
 
     friend bool operator==(const Metadatum&, const Metadatum&) = default;
 };
-/// @return all metadata.
+/// Returns all metadata.
 inline std::vector<Metadatum> ReadMetadata(WaveFile& ioFile) {
     std::vector<Metadatum> all;
     std::uint32_t id = 0;
@@ -142,7 +143,7 @@ inline std::vector<Metadatum> ReadMetadata(WaveFile& ioFile) {
     }
     return all;
 }
-/// @return the samples there; empty if they cannot be read.
+/// Returns the samples there; empty if they cannot be read.
 inline Bytes Read(WaveFile& ioFile, std::uint64_t inOffset, std::size_t inCount) {
     Bytes bytes(inCount + 1);
     const bool wasRead = ioFile.ReadSampleBytes(static_cast<std::int64_t>(inOffset),

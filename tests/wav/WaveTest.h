@@ -12,7 +12,7 @@
 
 namespace wave_tests {
 
-/// One file of a folder of its own; collects what is logged.
+/// One file in its own folder; collects what is logged.
 class WaveTest : public testing::Test {
 protected:
     WaveTest() {
@@ -22,7 +22,7 @@ protected:
 
     /// @param inFileSize  if not 0, zeros follow the image up to here.
     void Put(const Bytes& inImage, std::uint64_t inFileSize = 0) {
-        std::filesystem::remove(mPath); // quicker than to empty it
+        std::filesystem::remove(mPath); // faster than truncating it
         testing_support::WriteFile(mPath, inImage);
         if (inFileSize != 0)
             std::filesystem::resize_file(mPath, inFileSize);

@@ -2,14 +2,14 @@
 
 using namespace wave_tests;
 
-// All files here are sparse: zeros of a certain place make holes, and with the stream flag a block goes
+// All files here are sparse: zeros at a certain address make holes, and with the stream flag a block can go
 // anywhere.
 
 namespace {
 
 class LargeWaveFiles : public WaveTest {
 protected:
-    /// Makes the samples reach up to an offset.
+    /// Extends the samples up to an offset.
     void Reach(std::uint64_t inOffset) { ASSERT_EQ(WriteSamples(*mFile, inOffset - 1, 1), 0); }
 
     void ExpectRiff(std::uint64_t inRiffSize) const {
@@ -26,7 +26,7 @@ protected:
 TEST_F(LargeWaveFiles, BecomeRf64ExactlyAtTheLimits) {
     const struct {
         std::uint64_t dataBytes;
-        std::int32_t bytesAfter; ///< as they are, to fill the file up
+        std::int32_t bytesAfter; ///< raw, to fill the file
         std::uint64_t fileBytes;
     } kCases[] = {{kLimit - 74, 1, kLimit + 7}, {kLimit - 74, 2, kLimit + 8},
                   {kLimit - 73, 0, kLimit + 8}, {kLimit - 1, 0, kLimit + 80},
@@ -62,7 +62,7 @@ TEST_F(LargeWaveFiles, Rf64HoldsTheValuesOfTheLastCheckpoint) {
         ExpectRf64(5'000'000'074, 5'000'000'001, 1'250'000'000);
         Reach(6'000'000'000);
         EXPECT_TRUE(mFile->FinishSamples());
-        ExpectRf64(5'000'000'074, 5'000'000'001, 1'250'000'000); // this is no checkpoint
+        ExpectRf64(5'000'000'074, 5'000'000'001, 1'250'000'000); // not a checkpoint
         EXPECT_TRUE(WriteMetadatum(*mFile, FourCC("LIST"), {1, 2, 3}));
         EXPECT_EQ(finishes && mFile->FinishWrite(), finishes);
         mFile.reset();

@@ -10,18 +10,18 @@ using Mode = faults::System::Mode;
 namespace {
 
 /// Records in odd blocks with many checkpoints, past the places where plain RIFF begins another `data` chunk
-/// and where RF64 begins. Two jumps make the file long and leave holes.
+/// and where the file becomes RF64. Two jumps make the file long and leave holes.
 class ARecordingSurvives : public WaveTest {
 protected:
     struct Recording {
         std::uint64_t checkpoint = 0; ///< bytes before the last FinishBlock that returned true
         std::uint64_t next = 0;
         bool finished = false;
-        int failures = 0; ///< calls that reported one, the open and blocks included
+        int failures = 0; ///< calls that reported a failure, the open and blocks included
         std::vector<std::pair<std::uint64_t, Bytes>> blocks{};
     };
 
-    /// Records once for each call that can fail, over a file that exists, and checks each.
+    /// Records once for each call that can fail, over an existing file, and checks each recording.
     template <typename Check>
     void ForEveryCall(const faults::System& inFaults, Check inCheck) {
         for (const bool rf64 : {false, true}) {
@@ -53,7 +53,7 @@ protected:
         }
     }
 
-    /// The file left behind must hold at least these bytes, and nothing else in them.
+    /// The remaining file must hold at least these bytes, and nothing else among them.
     void ExpectSamples(std::uint64_t inCount) {
         mFile = Open();
         ASSERT_TRUE(mFile);
@@ -63,7 +63,7 @@ protected:
                 ASSERT_EQ(Read(*mFile, offset, bytes.size()), bytes) << offset;
             }
     }
-    /// All of it, and nothing else.
+    /// Expects all of it, and nothing else.
     void ExpectWhole() {
         ExpectSamples(mRun.next);
         EXPECT_EQ(mFile->GetSampleCount(), static_cast<std::int64_t>(mRun.next));
@@ -82,7 +82,7 @@ private:
         Went(WriteMetadatum(*mFile, FourCC("bext"), {1, 2, 3}));
         for (const std::size_t count : {100u, 33u, 7u, 40'000u, 5u})
             BlockAndCheckpoint(count);
-        if (!inRf64) { // goes on in another data chunk
+        if (!inRf64) { // continues in another data chunk
             Went(mFile->FinishSamples());
             Went(WriteMetadatum(*mFile, FourCC("LIST"), {1}));
             BlockAndCheckpoint(9);
@@ -105,7 +105,7 @@ private:
         mRun.failures += !inWell;
         return inWell;
     }
-    /// A block that is refused is offered again.
+    /// A rejected block is written again.
     void Block(const Bytes& inBytes) {
         const int code = Write(*mFile, mRun.next, inBytes);
         if (!Went(code == 0)) {
@@ -123,8 +123,8 @@ private:
         if (finished && !isDead)
             mRun.checkpoint = mRun.next;
     }
-    /// The hole begins like a chunk that takes it all, or a reader of an unfinished file would walk through
-    /// it.
+    /// The hole begins like a chunk that fills it; otherwise a reader of an unfinished file would walk
+    /// through it.
     void JumpTo(std::uint64_t inOffset) {
         Block(Image().Header("skip", 0xFFFFFFFF));
         mRun.next = inOffset - 1;
@@ -134,7 +134,7 @@ private:
 
 } // namespace
 
-// A process killed in front of any output call, in the middle of blocks as well.
+// A process killed before any output call, in the middle of blocks as well.
 TEST_F(ARecordingSurvives, BeingKilledAtAnyOutputCall) {
     for (const std::size_t largestTransfer : {1u << 30, 10'001u}) {
         std::uint64_t last = 0;
@@ -148,7 +148,7 @@ TEST_F(ARecordingSurvives, BeingKilledAtAnyOutputCall) {
     }
 }
 
-// One call fails: the block or checkpoint is taken when it is offered again, and the file comes out right.
+// One call fails: the block or checkpoint succeeds when it is repeated, and the file is correct.
 TEST_F(ARecordingSurvives, AnErrorOfAnyCall) {
     for (const bool outputOnly : {false, true})
         ForEveryCall({.error = ENOSPC, .outputOnly = outputOnly}, [&] {
@@ -158,7 +158,7 @@ TEST_F(ARecordingSurvives, AnErrorOfAnyCall) {
         });
 }
 
-// From some call on the disk is full, or read-only: what was acknowledged before is still there.
+// From some call on the disk is full, or read-only: everything acknowledged before is still in the file.
 TEST_F(ARecordingSurvives, ADiskThatTakesNothingMore) {
     for (const int error : {ENOSPC, EROFS})
         ForEveryCall({.mode = Mode::kFailForGood, .error = error, .outputOnly = true}, [&] {
@@ -168,7 +168,7 @@ TEST_F(ARecordingSurvives, ADiskThatTakesNothingMore) {
         });
 }
 
-// With the stream flag, the last block may lie far past the end of the file, or before what was counted.
+// With the stream flag, the last block may be far past the end of the file, or before what was counted.
 TEST_F(ARecordingSurvives, FailedCheckpointsAfterJumps) {
     mFile = Create({.anyOrder = true});
     const auto finishes = [&](std::uint64_t offset, std::size_t count, const faults::System& faults = {}) {
@@ -197,7 +197,7 @@ TEST_F(ARecordingSurvives, FailedCheckpointsAfterJumps) {
 }
 
 // A checkpoint fails at its data, its size, its pad byte or the header, or the end of samples at the first
-// two; what is done next, even by the destructor, counts what is a sample.
+// two. Whatever comes next, even the destructor, counts exactly the samples.
 TEST_F(ARecordingSurvives, ACheckpointThatFailedWithItsPadByte) {
     for (std::uint64_t call = 0; call < 7; ++call) {
         SCOPED_TRACE(call);
@@ -214,8 +214,8 @@ TEST_F(ARecordingSurvives, ACheckpointThatFailedWithItsPadByte) {
     }
 }
 
-// Whichever call of the open fails, also the one that asks for an old file: nothing of that is in the new
-// one.
+// Whichever call of the open fails, even the one that checks for an old file, nothing of that file is in the
+// new one.
 TEST_F(ARecordingSurvives, OpensOverAnOldFileWithAnErrorOfAnyCall) {
     std::string outcomes;
     for (std::uint64_t call = 0; outcomes.find("opened") == std::string::npos; ++call) {

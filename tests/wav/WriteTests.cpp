@@ -113,7 +113,7 @@ TEST_F(WaveFileWriting, RandomCallsGiveTheFileAndTheResultsOfTheModel) {
     }
 }
 
-// The chunk writer by itself.
+// The chunk writer on its own.
 
 class ChunkWriting : public WaveTest {
 protected:
@@ -134,7 +134,7 @@ TEST_F(ChunkWriting, ChunksAndCheckpoints) {
     EXPECT_FALSE(mFolder.File("file").Exists()) << "a closed writer does no file work";
     mWriter.Initialize(mFolder.File("file"), FourCC("TEST"), false, true);
     Chunk(FourCC("none"), {}, 12);
-    Chunk(FourCC("data"), {1, 2, 3, 4, 5}, 20); // fourteen bytes on
+    Chunk(FourCC("data"), {1, 2, 3, 4, 5}, 20); // fourteen bytes further
     mWriter.EndBlock(0);
     EXPECT_EQ(Part(4, 4), Image().U32(25)) << "the pad byte waits";
     Chunk(FourCC("cut "), {1, 2, 3, 4, 5}, 34, 44);
