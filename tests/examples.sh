@@ -28,7 +28,7 @@ aiff() { # LABEL...: one frame of 16 bits whose "CHAN" chunk has these labels
     printf 'SSND\0\0\0' && byte $((8 + 2 * $#)) && zeros $((8 + 2 * $#))
 }
 
-# Every form of samples and back again. Options, whether the 24 bits of the source get lost, file, file made of it.
+# Every form of samples and back again. Options, whether the 24 bits of the source are lost, file, file made from it.
 expect 0 '0:00:00.400, 2 channels' 'record source.wav --seconds 0.4 --rate 44100 --checkpoint 0.05'
 while IFS='|' read -r samples lost file back text; do
     expect 0 "${text# }" "transcode source.wav $file --samples $samples"
@@ -53,7 +53,7 @@ float               | 0 | a.aifc | b.wav  | 32-bit big-endian floats
 32 --little-endian  | 0 | a.aifc | b.wav  | 32-bit little-endian integers
 END
 
-# 16-bit stereo with chunks before and after the audio, one of them of odd size, and what a copy of it must be.
+# 16-bit stereo with chunks before and after the audio, one of them of odd size, and the expected copy.
 format='fmt \20\0\0\0\1\0\2\0\200\273\0\0\0\356\2\0\4\0\20\0'
 chunks='bext\6\0\0\0beforedata\20\0\0\0000123456789abcdefiXML\5\0\0\0after\0LIST\4\0\0\0INFO'
 printf "RIFF\\134\0\0\0WAVE$format$chunks" >source.wav
@@ -77,7 +77,7 @@ rows <<END
 0 | | sed -n '/^\`\`\`cpp$/,/^\`\`\`$/p' "$top/README.md" | grep -v '^\`\`\`' | diff - "$top/examples/readme.cpp"
 END
 
-# Layouts of an AIFF file, by their labels: what we read in it, and in the wave file that is made of it.
+# Layouts of an AIFF file, by their labels: what we read from it, and from the wave file made from it.
 surround='front left, front right, front center, low frequency, back left, back right'
 ambisonic='Ambisonic W, Ambisonic X, Ambisonic Y, Ambisonic Z'
 while IFS='|' read -r labels ours waves; do
@@ -118,7 +118,7 @@ rows <<END
 1 | .: it is a folder | waveform source.wav .
 END
 
-# A full disk keeps all blocks that it took. 1 MiB holds three checkpoints and three more blocks of 8192 frames.
+# A full disk keeps all blocks that were accepted. 1 MiB holds three checkpoints and three more blocks of 8192 frames.
 mkdir small && limit='trap "" XFSZ; ulimit -f 2048;'
 mount -t tmpfs -o size=1m none small 2>/dev/null && limit= && trap 'umount "$work/small"; rm -rf "$work"' EXIT
 rows <<END
@@ -126,7 +126,7 @@ rows <<END
 0 | Frames         168576 | describe small/t.wav
 END
 
-# What all programs have in common, and several files described in one go, some of which fail.
+# What all programs have in common, and several files described at once, some of which fail.
 all='describe decode hash_compare record copy_chunks transcode waveform'
 version=$(sed -n 's/^project.* VERSION \([0-9.]*\).*/\1/p' "$top/CMakeLists.txt")
 odd=$(printf '\t"\\\377\303\251') # needs escapes in JSON; 377 is no UTF-8

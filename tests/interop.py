@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Lets libsndfile, FFmpeg and SoX read files of ours, and us theirs, and compares every sample: see docs/interop.md.
+"""Lets libsndfile, FFmpeg and SoX read our files, reads theirs, and compares every sample: see docs/interop.md.
 
-    interop.py FOLDER           fills the tables of that page with what it sees; FOLDER holds our programs
-    interop.py --check FOLDER   fails if the page has other results; leaves out what takes minutes
+    interop.py FOLDER           fills the tables of that page with the results; FOLDER holds our programs
+    interop.py --check FOLDER   fails if the page has different results; leaves out what takes minutes
 
-Rows are written by hand, and so is the reason after a result, which goes when the result changes.
+Rows are written by hand, and so is the reason after a result, which is removed when the result changes.
 """
 import array, concurrent.futures, difflib, os, random, re, shutil, struct, subprocess, sys, tempfile
 from pathlib import Path
@@ -82,7 +82,7 @@ OURS = [
 LARGE = [('wave past 4 GiB, RF64', '--rf64'), ('wave past 4 GiB, RIFF with several `data` chunks', '')]
 
 TAKES_MINUTES = {('wave past 4 GiB, RF64', 'SoX')}
-MISREADS = {('wave, 64 bits', 'SoX')} # so it is no reference
+MISREADS = {('wave, 64 bits', 'SoX')} # so it is not used as a reference
 LAYOUTS = {6: 'front left, front right, front center, low frequency, back left, back right',
            8: 'front left, front right, front center, low frequency, back left, back right, side left, side right'}
 
@@ -127,7 +127,7 @@ def write_wave(path, samples, tag, channels, metadata=b''):
 
 
 def decode_ourselves(path, folder, kind='', first=0):
-    """Into floats of another width than those of the file, since samples of the same kind would be copied."""
+    """Decodes to floats of a different width than those of the file, since samples of the same kind would be copied."""
     to = 'float' if 'double' in kind else 'double'
     run(f'transcode {path} decoded.wav --samples {to} --from {first}', folder)
     data = Path(folder, 'decoded.wav').read_bytes()
@@ -136,7 +136,7 @@ def decode_ourselves(path, folder, kind='', first=0):
 
 
 def decode_with(peer, path, folder, floats, second=0):
-    """Integers as integers, since sndfile-convert scales floats that touch full scale. SoX always gives integers."""
+    """Decodes integers to integers, since sndfile-convert scales floats that reach full scale. SoX always gives integers."""
     run({'libsndfile': f'sndfile-convert -endian=little {"-float32" if floats else "-pcm32"} {path} decoded.raw',
          'FFmpeg': f'ffmpeg -v error -y -ss {second} -i {path} -f {"f32le" if floats else "s32le"} decoded.raw',
          'SoX': f'sox -D -V1 {path} -t raw -e signed -b 32 -L decoded.raw'}[peer], folder)
@@ -162,7 +162,7 @@ def write_theirs(path, original, floats, channels, maker, options, folder):
 
 
 def read_theirs(row, maker, folder):
-    """Compared with the decodes of others, and with the original only where nobody else reads the file."""
+    """Compares with what others decode, and with the original only if nobody else reads the file."""
     kind, extension, channels, signal, *options = row
     path, original, floats = f'theirs.{extension}', make_signal(signal, channels), signal != GRID
     options = options[PEERS.index(maker)]
@@ -202,7 +202,7 @@ def read_ours(row, peer, folder):
 
 
 def read_large(row, peer, folder):
-    """libsndfile and SoX only count the frames, as they would read 4 GiB to come to the end."""
+    """libsndfile and SoX only count the frames, as they would read 4 GiB to reach the end."""
     seconds, path = 14913, 'large.wav' # of silence, 23 KiB less than 4 GiB
     run(f'record {path} --rate {RATE} --start {seconds * RATE} --seconds 2 {row[1]}', folder, AssertionError)
     ours = decode_ourselves(path, folder, first=(seconds + 1) * RATE)
@@ -216,7 +216,7 @@ def read_large(row, peer, folder):
 
 
 def fill(read, row, cells, check):
-    """A row of a table as the page is to show it."""
+    """Returns a row of a table for the page."""
     cells = list(cells)
     for column, peer in enumerate(PEERS):
         if check and (row[0], peer) in TAKES_MINUTES:
@@ -237,19 +237,19 @@ def main(check, programs):
     missing = [name for name in ('sndfile-convert', 'sndfile-metadata-set', 'ffmpeg', 'sox') if not shutil.which(name)]
     if missing:
         print(f'not installed: {", ".join(missing)}', file=sys.stderr)
-        return 77 # what a test that cannot run returns
+        return 77 # the exit status of a test that cannot run
     page = PAGE.read_text()
     lines = page.splitlines(True)
     places = [place for place, line in enumerate(lines) if re.match(r'\| \w', line)]
     names, *cells = zip(*(lines[place][2:-3].split(' | ') for place in places))
     rows = THEIRS + OURS + LARGE
-    assert list(names) == [row[0] for row in rows], 'the rows of the page are not those above'
+    assert list(names) == [row[0] for row in rows], 'the rows of the page differ from those above'
     readers = [read_theirs] * len(THEIRS) + [read_ours] * len(OURS) + [read_large] * len(LARGE)
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
         for place, text in zip(places, pool.map(fill, readers, rows, zip(*cells), [check] * len(rows))):
             lines[place] = text
     if check:
-        sys.stdout.writelines(difflib.unified_diff(page.splitlines(True), lines, 'the page', 'what is seen', n=0))
+        sys.stdout.writelines(difflib.unified_diff(page.splitlines(True), lines, 'the page', 'the results', n=0))
         return page != ''.join(lines)
     PAGE.write_text(''.join(lines))
     return 0
