@@ -138,7 +138,7 @@ TEST_F(ChunkWriting, ChunksAndCheckpoints) {
     mWriter.EndBlock(0);
     EXPECT_EQ(Part(4, 4), Image().U32(25)) << "the pad byte waits";
     Chunk(FourCC("cut "), {1, 2, 3, 4, 5}, 34, 44);
-    EXPECT_EQ(mWriter.GetByteStream()->CurPos(), 44u) << "the stream stands at the end that was given";
+    EXPECT_EQ(mWriter.GetByteStream()->CurPos(), 44u) << "the stream is at the given end";
     mWriter.StartChunk(FourCC("last"));
     mWriter.EndFile(0);
     const Image chunks =
