@@ -32,8 +32,8 @@ kelaudiofile_package(dev libkelaudiofile-dev libdevel
     "This is what it takes to build programs on the library: its headers, a CMake"
     "package and a pkg-config module.")
 kelaudiofile_package(tools kelaudiofile-tools sound
-    "These are programs that describe, decode, compare, record, copy, transcode and"
-    "draw audio files.")
+    "These are programs that describe, decode, record, cut, transcode and draw"
+    "audio files, and find those that sound alike.")
 file(CONFIGURE OUTPUT shlibs CONTENT "libkelaudiofile ${PROJECT_VERSION_MAJOR} ${library} (>= ${PROJECT_VERSION})\n")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
     ${PROJECT_SOURCE_DIR}/packaging/debian/triggers ${CMAKE_CURRENT_BINARY_DIR}/shlibs)
@@ -45,8 +45,8 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${needs_library}")
 # In a folder shared by all programs, names say whose they are. A man page holds the output of --help.
 find_program(HELP2MAN help2man REQUIRED)
 set(pages)
-foreach(example describe decode hash_compare record copy_chunks transcode waveform)
-    string(REPLACE _ - name kelaudiofile-${example})
+foreach(example describe decode record cut transcode overview duplicates)
+    set(name kelaudiofile-${example})
     install(TARGETS example_${example} RUNTIME COMPONENT tools EXCLUDE_FROM_ALL)
     install(CODE "set(bin \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}\")
         file(RENAME \"\${bin}/${example}\" \"\${bin}/${name}\")" COMPONENT tools EXCLUDE_FROM_ALL)

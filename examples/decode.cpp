@@ -1,12 +1,10 @@
-// Decodes all of a file, block by block, into float planes, and prints the level of each channel.
+// Decodes all of a file, block by block, into planes of floats, and prints the level of each channel.
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 
-#include "common/AudioReader.h"
-#include "common/Progress.h"
-#include "common/Run.h"
+#include "common/Program.h"
+#include "kelaudiofile/AudioReader.h"
 
 using namespace examples;
 
@@ -15,54 +13,58 @@ namespace {
 struct Level {
     double peak = 0;
     double sumOfSquares = 0;
-    std::int64_t notFinite = 0;
+    std::int64_t finite = 0;
 
     void Add(float inSample) {
-        const double sample = inSample;
-        if (!std::isfinite(sample)) {
-            ++notFinite;
+        if (!std::isfinite(inSample))
             return;
-        }
-        peak = std::max(peak, std::abs(sample));
-        sumOfSquares += sample * sample;
+        ++finite;
+        peak = std::max(peak, std::abs(static_cast<double>(inSample)));
+        sumOfSquares += static_cast<double>(inSample) * inSample;
     }
 };
 
-int Decode(const std::string& inPath) {
+std::vector<Level> Measure(AudioReader& ioReader) {
     constexpr std::int64_t kBlockFrames = 8192;
-    AudioReader reader(inPath);
-    std::vector<Level> levels(static_cast<std::size_t>(reader.Channels()));
-    Planes planes;
-    Progress progress("decoding", reader.Frames());
-    for (std::int64_t frame = 0; frame < reader.Frames(); frame += kBlockFrames) {
-        reader.ReadPlanes(frame, std::min(kBlockFrames, reader.Frames() - frame), planes);
-        for (std::size_t channel = 0; channel < planes.size(); ++channel)
-            for (const float sample : planes[channel])
-                levels[channel].Add(sample);
-        progress.Show(frame);
+    const auto channels = static_cast<std::size_t>(ioReader.Format().channels);
+    std::vector<Level> levels(channels);
+    std::vector<std::vector<float>> planes(
+        channels, std::vector<float>(static_cast<std::size_t>(std::min(kBlockFrames, ioReader.Frames()))));
+    std::vector<float*> pointers;
+    for (std::vector<float>& plane : planes)
+        pointers.push_back(plane.data());
+    AudioError error;
+    Progress progress("decoding");
+    for (std::int64_t frame = 0; frame < ioReader.Frames(); frame += kBlockFrames) {
+        const std::int64_t count = std::min(kBlockFrames, ioReader.Frames() - frame);
+        OrFail(ioReader.Read(frame, count, pointers.data(), error), error);
+        for (std::size_t channel = 0; channel < channels; ++channel)
+            std::for_each_n(pointers[channel], count, [&](float sample) { levels[channel].Add(sample); });
+        progress(frame, ioReader.Frames());
     }
-
-    for (std::size_t channel = 0; channel < levels.size(); ++channel) {
-        const Level& level = levels[channel];
-        const auto counted =
-            static_cast<double>(std::max<std::int64_t>(reader.Frames() - level.notFinite, 1));
-        const bool named = channel < reader.Layout().size();
-        std::printf(
-            "channel %2zu  peak %s  RMS %s  %s%s\n", channel + 1, DecibelText(level.peak).c_str(),
-            DecibelText(std::sqrt(level.sumOfSquares / counted)).c_str(),
-            named ? ChannelName(reader.Layout()[channel]).c_str() : "",
-            level.notFinite
-                ? Print("; %lld samples are no numbers", static_cast<long long>(level.notFinite)).c_str()
-                : "");
-    }
-    return 0;
+    return levels;
 }
 
 } // namespace
 
 int main(int count, char** arguments) {
-    CLI::App app("Decodes a wave or AIFF file and prints peak and RMS of each channel.");
     std::string path;
+    CLI::App app("Decodes a wave or AIFF file and prints peak and RMS of each channel.");
     app.add_option("file", path, "the file")->required();
-    return Run(app, count, arguments, 1, [&] { return Decode(path); });
+    return Run(app, count, arguments, 1, [&] {
+        AudioError error;
+        const auto reader = OrFail(AudioReader::Open(path, error), error);
+        const std::vector<Level> levels = Measure(*reader);
+        for (std::size_t channel = 0; channel < levels.size(); ++channel) {
+            const Level& level = levels[channel];
+            const auto counted = static_cast<double>(std::max<std::int64_t>(level.finite, 1));
+            std::printf("channel %2zu  peak %s  RMS %s  %s", channel + 1, DecibelText(level.peak).c_str(),
+                        DecibelText(std::sqrt(level.sumOfSquares / counted)).c_str(),
+                        ChannelText(reader->Format(), channel).c_str());
+            if (const std::int64_t others = reader->Frames() - level.finite)
+                std::printf("; %lld samples are not numbers", static_cast<long long>(others));
+            std::puts("");
+        }
+        return 0;
+    });
 }

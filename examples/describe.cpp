@@ -6,12 +6,11 @@
 #include <vector>
 
 #include "common/Json.h"
-#include "common/OpenAudio.h"
-#include "common/Run.h"
+#include "common/Program.h"
+#include "kelaudiofile/AudioReader.h"
 #include "kelaudiofile/RiffChunkReader.h"
 
 using namespace examples;
-using namespace kelaudiofile;
 
 namespace {
 
@@ -38,40 +37,41 @@ private:
     std::vector<std::string> mMembers;
 };
 
-void Shape(Description& out, double inSampleRate, std::int32_t inChannels, const std::string& inSamples,
-           const kelmediatypes::ChannelLayout& inLayout, std::int64_t inFrames) {
+void Shape(Description& out, const AudioReader& inReader, const std::string& inSamples) {
+    const AudioFormat& format = inReader.Format();
+    std::string layout;
     std::vector<std::string> names;
-    for (const auto channel : inLayout)
+    for (const auto channel : format.layout) {
+        layout += (layout.empty() ? "" : ", ") + ChannelName(channel);
         names.push_back(json::Text(ChannelName(channel)));
-    const bool known = inSampleRate > 0;
-    const double seconds = known ? static_cast<double>(inFrames) / inSampleRate : 0;
-    out.Line("Sample rate", Print("%g Hz", inSampleRate));
-    out.Line("Channels", std::to_string(inChannels));
+    }
+    const double seconds = static_cast<double>(inReader.Frames()) / format.sampleRate;
+    out.Line("Sample rate", Print("%g Hz", format.sampleRate));
+    out.Line("Channels", std::to_string(format.channels));
     out.Line("Samples", inSamples);
-    out.Line("Layout", LayoutText(inLayout));
-    out.Line("Frames", std::to_string(inFrames));
-    out.Line("Duration", known ? DurationText(seconds) : "unknown");
-    out.Member("sampleRate", json::Number(inSampleRate));
-    out.Number("channels", inChannels);
+    out.Line("Layout", layout.empty() ? "not given" : layout);
+    out.Line("Frames", std::to_string(inReader.Frames()));
+    out.Line("Duration", DurationText(seconds));
+    out.Member("sampleRate", json::Number(format.sampleRate));
+    out.Number("channels", format.channels);
     out.Member("layout", json::Array(names));
-    out.Number("frames", inFrames);
-    out.Member("seconds", known ? json::Number(seconds) : "null");
+    out.Number("frames", inReader.Frames());
+    out.Member("seconds", json::Number(seconds));
 }
 
-template <typename File>
-void Metadata(Description& out, File& inFile) {
-    std::uint32_t id = 0;
-    std::int64_t byteCount = 0;
-    double position = 0;
+void Metadata(Description& out, AudioReader& inReader) {
+    constexpr std::int64_t kHeaderBytes = 8;
     std::vector<std::string> chunks;
-    for (std::int32_t i = 0; inFile.GetMetadataInfo(i, id, byteCount, position); ++i) {
-        const bool before = position < 0.5;
-        out.Line(i == 0 ? "Metadata" : "",
-                 Print("%s  %12lld bytes with header, %s the audio (%.6f)", IdText(id).c_str(),
-                       static_cast<long long>(byteCount), before ? "before" : "after", position));
-        chunks.push_back(json::Object({json::Member("id", json::Text(IdText(id))),
-                                       json::Member("bytesWithHeader", std::to_string(byteCount)),
-                                       json::Member("beforeAudio", json::Bool(before))}));
+    for (const AudioChunk& chunk : inReader.Chunks()) {
+        const bool before = chunk.Place() == Side::kBefore;
+        const std::string id = ChunkIdText(chunk.Id());
+        out.Line(chunks.empty() ? "Metadata" : "",
+                 Print("%s  %12lld bytes with header, %s the audio", id.c_str(),
+                       static_cast<long long>(chunk.Size() + kHeaderBytes), before ? "before" : "after"));
+        chunks.push_back(
+            json::Object({json::Member("id", json::Text(id)),
+                          json::Member("bytesWithHeader", std::to_string(chunk.Size() + kHeaderBytes)),
+                          json::Member("beforeAudio", json::Bool(before))}));
     }
     out.Member("metadata", json::Array(chunks));
 }
@@ -81,7 +81,7 @@ void Chunks(Description& out, const std::string& inPath) {
         kelcore::filesupport::File(kelcore::ToUTF8String(inPath), kelcore::filesupport::kPathStorage), false);
     std::vector<std::string> chunks;
     for (const auto& chunk : reader.GetFileInfo().chunks) {
-        const std::string id = IdText(chunk.chunkID);
+        const std::string id = ChunkIdText(chunk.chunkID);
         out.Line(chunks.empty() ? "Chunks" : "",
                  Print("%s  %12lld bytes at %llu", id.c_str(), static_cast<long long>(chunk.chunkSize),
                        static_cast<unsigned long long>(chunk.dataOffset)));
@@ -131,47 +131,43 @@ std::string TypeText(WaveFile::SampleType inType) {
     }
 }
 
-void Describe(Description& out, WaveFile& inWave, const std::string& inPath) {
-    const AudioCharacteristics format = inWave.GetRiffAudioCharacteristics();
-    const std::string category = CategoryText(format.formatCategory), type = TypeText(inWave.GetSampleType());
+void DescribeWave(Description& out, AudioReader& inReader, const std::string& inPath) {
+    const WaveFile& wave = *inReader.Wave();
+    const AudioCharacteristics format = wave.GetRiffAudioCharacteristics();
+    const std::string category = CategoryText(format.formatCategory), type = TypeText(wave.GetSampleType());
     out.Words("Container", "container",
-              CharactersAt(0, inPath) + (inWave.IsRf64Format() ? "" : ", several data chunks"));
+              CharactersAt(0, inPath) + (wave.IsRf64Format() ? "" : ", several data chunks"));
     out.Line("Format", Print("%s, tag 0x%04X", category.c_str(), format.formatTag));
     if (!format.extraFormatBytes.empty())
         out.Line("Extra bytes", Print("%zu after the format", format.extraFormatBytes.size()));
     out.Member("format", json::Text(category));
     out.Number("formatTag", format.formatTag);
-    out.Number("bytesPerSample", inWave.GetBytesPerSample());
+    out.Number("bytesPerSample", wave.GetBytesPerSample());
     out.Number("bits", format.bitsPerSample);
     out.Number("validBits", format.validBitsPerSample);
     out.Member("samples", json::Text(type));
-    const std::string samples = Print("%d bytes, %d bits, %d of them valid; %s", inWave.GetBytesPerSample(),
+    const std::string samples = Print("%d bytes, %d bits, %d of them valid; %s", wave.GetBytesPerSample(),
                                       format.bitsPerSample, format.validBitsPerSample, type.c_str());
-    Shape(out, inWave.GetSampleRate(), inWave.GetNumChannels(), samples, inWave.GetChannelLayout(),
-          inWave.GetSampleCount());
-    const bool recovered = inWave.IsRecoveredTruncatedFile();
-    out.Line("Recovered", recovered ? "yes: its data size was never filled in" : "no");
-    out.Member("recovered", json::Bool(recovered));
+    Shape(out, inReader, samples);
+    out.Line("Recovered", inReader.Recovered() ? "yes: its data size was never filled in" : "no");
+    out.Member("recovered", json::Bool(inReader.Recovered()));
     Chunks(out, inPath);
-    Metadata(out, inWave);
 }
 
-void Describe(Description& out, AiffFile& inAiff, const std::string& inPath) {
+void DescribeAiff(Description& out, AudioReader& inReader, const std::string& inPath) {
+    const AiffFile& aiff = *inReader.Aiff();
     static const char* const kTypes[] = {"", "big-endian integers", "little-endian integers",
                                          "big-endian floats"};
-    std::string coding = kelcore::ToStdString(inAiff.GetCompressionCode());
-    if (!inAiff.GetCompressionDescription().empty())
-        coding += " " + kelcore::ToStdString(inAiff.GetCompressionDescription());
-    const char* type = kTypes[inAiff.GetSampleType()];
+    std::string coding = kelcore::ToStdString(aiff.GetCompressionCode());
+    if (!aiff.GetCompressionDescription().empty())
+        coding += " " + kelcore::ToStdString(aiff.GetCompressionDescription());
+    const char* type = kTypes[aiff.GetSampleType()];
     out.Words("Container", "container", CharactersAt(8, inPath));
     if (!coding.empty())
         out.Words("Coding", "coding", coding);
-    out.Number("bytesPerSample", inAiff.GetBytesPerSample());
+    out.Number("bytesPerSample", aiff.GetBytesPerSample());
     out.Member("samples", json::Text(type));
-    Shape(out, inAiff.GetSampleRate(), inAiff.GetNumChannels(),
-          Print("%d bytes; %s", inAiff.GetBytesPerSample(), type), inAiff.GetAudioChannelLayout(),
-          inAiff.GetSampleCount());
-    Metadata(out, inAiff);
+    Shape(out, inReader, Print("%d bytes; %s", aiff.GetBytesPerSample(), type));
 }
 
 int DescribeAll(const std::vector<std::string>& inPaths, bool inJson) {
@@ -180,15 +176,16 @@ int DescribeAll(const std::vector<std::string>& inPaths, bool inJson) {
     for (const std::string& path : inPaths) {
         Description description;
         description.Words("File", "file", path);
-        try {
-            const AudioFile file = OpenAudio(path);
-            std::visit([&](const auto& opened) { Describe(description, *opened, path); }, file);
-        } catch (const std::exception& exception) {
+        AudioError error;
+        if (const auto reader = AudioReader::Open(path, error)) {
+            (reader->Wave() != nullptr ? DescribeWave : DescribeAiff)(description, *reader, path);
+            Metadata(description, *reader);
+        } else {
             exitCode = 1;
-            std::fprintf(stderr, "%s\n", exception.what());
+            std::fprintf(stderr, "%s\n", error.message.c_str());
             if (!inJson)
                 continue;
-            description.Member("error", json::Text(exception.what()));
+            description.Member("error", json::Text(error.message));
         }
         std::printf("%s%s", between, inJson ? description.Json().c_str() : description.Text().c_str());
         between = inJson ? ",\n " : "\n";

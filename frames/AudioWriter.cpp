@@ -167,7 +167,7 @@ bool AudioWriter::WriteRaw(const void* inBytes, std::int64_t inFrames, AudioErro
 }
 
 bool AudioWriter::CopyFrames(AudioReader& ioReader, std::int64_t inFirst, std::int64_t inCount,
-                             AudioError& outError) {
+                             AudioError& outError, const AudioProgress& inProgress) {
     Impl& impl = *mImpl;
     const AudioFormat& source = ioReader.Format();
     if (source.channels != impl.format.channels)
@@ -186,6 +186,8 @@ bool AudioWriter::CopyFrames(AudioReader& ioReader, std::int64_t inFirst, std::i
         if (!copied)
             return false;
         done += count;
+        if (inProgress && !inProgress(done, inCount))
+            return Fail(outError, AudioError::kCancelled, impl.path, "cancelled");
     }
     return true;
 }

@@ -49,7 +49,7 @@ std::unique_ptr<AiffFile> CreateAiff(const std::string& inPath, const AudioForma
     return file && AiffFileAccess::WriteThrough(*file) ? std::move(file) : nullptr;
 }
 
-/// @return false if a rename to the path would fail, as for a folder.
+/// @return false for folders, devices and pipes, which are neither deleted nor replaced.
 bool IsFreeOrAFile(const std::string& inPath) {
     kelcore::filesupport::ForgetFailure();
     try {
@@ -75,8 +75,8 @@ std::unique_ptr<AudioWriter> AudioWriter::Create(std::string_view inPath, Contai
         return nullptr;
     }
     impl->isRf64 = inOptions.rf64;
-    if (inOptions.replaceWhenFinished && !IsFreeOrAFile(impl->path)) {
-        FailForSystem(outError, AudioError::kNotAFile, inPath, "it cannot be replaced");
+    if (!IsFreeOrAFile(impl->path)) {
+        FailForSystem(outError, AudioError::kNotAFile, inPath, "it cannot be created");
         return nullptr;
     }
     kelcore::filesupport::ForgetFailure();

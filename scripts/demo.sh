@@ -41,18 +41,13 @@ say "What the file says"
 describe "$file"
 say "What is in it"
 decode "$file"
-say "The hash of its audio"
-hash_compare "$file"
-say "The same audio as a wave file that may pass 4 GiB, with all chunks"
-case "$(dd if="$file" bs=4 count=1 2>/dev/null)" in
-FORM) transcode --rf64 "$file" "$out/copy.wav" && hash_compare "$file" "$out/copy.wav" ;;
-*) copy_chunks "$file" "$out/copy.wav" ;;
-esac
-say "The same audio as AIFF"
+say "The same audio as a wave file that becomes RF64 when it passes 4 GiB, and as AIFF, with all chunks"
+transcode "$file" "$out/copy.wav"
 transcode "$file" "$out/copy.aiff"
-hash_compare "$file" "$out/copy.aiff" || [ $? = 1 ] # doubles and 64-bit integers do not fit in an AIFF file
+say "The hashes of all three"
+duplicates --all "$file" "$out/copy.wav" "$out/copy.aiff"
 say "The picture"
-waveform "$file" "$out/waveform.svg" --peaks "$out/waveform.peaks"
+overview "$file" "$out/waveform.svg" --peaks "$out/waveform.peaks"
 command -v rsvg-convert >/dev/null && rsvg-convert "$out/waveform.svg" -o "$out/waveform.png" &&
     echo "$out/waveform.png"
 echo "Open $out/waveform.svg in a browser."

@@ -76,10 +76,10 @@ check_replaced_layers() {
         sed -E 's/.*/s,\\b&\\b,&TakenAway,g/' > "$work/take-away"
     [ "$(wc -l < "$work/take-away")" -gt 20 ]
     sed -i -f "$work/take-away" "${headers[@]}"
-    printf '%s\n' "$top"/{chunks,wav,aiff}/src/*.cpp "$top"/{convert,peak,id3}/*.cpp |
+    printf '%s\n' "$top"/{chunks,wav,aiff}/src/*.cpp "$top"/{convert,peak,id3,frames}/*.cpp |
         xargs -P "$(nproc)" -n 4 g++ -std=c++20 -fsyntax-only -I"$top/include" -I"$top/bytes/include" \
-            -I"$top/chunks/include" -I"$work/layers/kelcore/include" -I"$work/layers/kelmediatypes/include" \
-            -I"$work/layers/kelaccelerate/include"
+            -I"$top/chunks/include" -I"$top/wav/src" -I"$top/aiff/src" -I"$work/layers/kelcore/include" \
+            -I"$work/layers/kelmediatypes/include" -I"$work/layers/kelaccelerate/include"
     pass "the library on layers that have nothing but what docs/architecture.md asks for"
 }
 
@@ -162,7 +162,7 @@ check_debian_packages() {
     read -ra flags <<< "$(pkg-config --cflags --libs kelaudiofile)"
     g++ -std=c++17 "$top/tests/package/host.cpp" -o "$work/deb-host" "${flags[@]}"
     run_host "$work/deb-host"
-    for program in copy-chunks decode describe hash-compare record transcode waveform; do
+    for program in cut decode describe duplicates overview record transcode; do
         kelaudiofile-$program --version | grep -qx "kelaudiofile-$program (kelaudiofile) [0-9.]*"
         zgrep -q 'Exit status' /usr/share/man/man1/kelaudiofile-$program.1.gz
     done

@@ -6,5 +6,5 @@ cd "$(dirname "$0")/.."
 . scripts/setup.sh
 setup test interop
 cmake --preset test >/dev/null
-cmake --build --preset test --target example_transcode example_describe example_record
+cmake --build --preset test --target example_transcode example_cut example_describe example_record
 exec python3 tests/interop.py "$@" build/test/examples

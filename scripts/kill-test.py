@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Kills COUNT (500) recordings of each kind at random moments and counts the acknowledged bytes that are lost.
 
-Plain RIFF recordings write comments between their `data` chunks. Every other recording starts just below 4 GiB, where
-RIFF continues in another `data` chunk and RF64 begins. `transcode` reads each file back, and the samples up to the last
-acknowledged checkpoint are compared with those of a recording that was not killed.
+Every other recording starts just below 4 GiB, where RIFF continues in another `data` chunk and RF64 begins. `cut` reads
+each file back, and the samples up to the last acknowledged checkpoint are compared with those of a recording that was
+not killed.
 """
 import os, random, signal, subprocess, sys, tempfile, time, wave
 
@@ -23,7 +23,7 @@ def record_and_kill(path, rf64, draw):
     frames = draw.choice([1, 7, 64, 333, 2001, 9001]) # to a checkpoint
     checkpoints = draw.randrange(min(400, 30000 // frames))
     start = 0 if draw.random() < 0.5 else LIMIT // FRAME - draw.randrange(2 * (checkpoints + 1) * frames)
-    options = ['--checkpoint', str(frames / RATE), '--start', str(start)] + (['--rf64'] if rf64 else ['--notes', '20'])
+    options = ['--checkpoint', str(frames / RATE), '--start', str(start)] + ([] if rf64 else ['--riff'])
     child = subprocess.Popen([*RECORD, path, '--verbose', *options], stdout=subprocess.PIPE, text=True)
     lines = [child.stdout.readline() for _ in range(checkpoints)]
     time.sleep(draw.random() * 0.002)
@@ -46,7 +46,7 @@ def kill(rounds, rf64, folder, whole):
         if not acknowledged:
             continue
         bytes_safe = acknowledged[-1] * FRAME
-        read = subprocess.run([PROGRAMS + 'transcode', path, part, '--from', str(start)], stdout=subprocess.DEVNULL)
+        read = subprocess.run([PROGRAMS + 'cut', path, part, '--from', str(start)], stdout=subprocess.DEVNULL)
         kept = samples(part)[:bytes_safe] if read.returncode == 0 else b''
         if kept != whole[:bytes_safe]:
             print(f'round {number}: not all of {bytes_safe} bytes after frame {start} read back', file=sys.stderr)
@@ -61,7 +61,7 @@ def kill(rounds, rf64, folder, whole):
 
 os.chdir(os.path.dirname(os.path.abspath(__file__)) + '/..')
 subprocess.run(['cmake', '--preset', 'test'], check=True, stdout=subprocess.DEVNULL)
-subprocess.run(['cmake', '--build', '--preset', 'test', '--target', 'example_record', 'example_transcode'], check=True,
+subprocess.run(['cmake', '--build', '--preset', 'test', '--target', 'example_record', 'example_cut'], check=True,
                stdout=subprocess.DEVNULL)
 with tempfile.TemporaryDirectory() as folder:
     subprocess.run([*RECORD, f'{folder}/whole.wav'], check=True, stdout=subprocess.DEVNULL)

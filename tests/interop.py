@@ -50,22 +50,22 @@ THEIRS = [
 ]
 # What we write: kind, extension, channels, signal, options of transcode.
 OURS = [
-    ('wave, 8 bits', 'wav', 1, GRID, '8'),
-    ('wave, 16 bits', 'wav', 2, GRID, '16'),
-    ('wave, 24 bits', 'wav', 2, GRID, '24'),
-    ('wave, 32 bits', 'wav', 2, GRID, '32'),
-    ('wave, 64 bits', 'wav', 2, GRID, '64'),
-    ('wave, float', 'wav', 2, FINE, 'float'),
-    ('wave, double', 'wav', 2, FINE, 'double'),
-    ('wave, float, beyond full scale', 'wav', 2, BEYOND, 'float'),
-    ('wave, float on the scale of 16 bits', 'wav', 2, FINE, 'float16'),
-    ('wave, float on the scale of 24 bits', 'wav', 2, FINE, 'float24'),
-    ('wave, 5.1, 24 bits', 'wav', 6, GRID, '24'),
-    ('wave, 7.1, 16 bits', 'wav', 8, GRID, '16'),
-    ('wave, 3 channels without positions', 'wav', 3, GRID, '16'),
-    ('wave, Ambisonic, 24 bits', 'wav', 4, GRID, '24'),
-    ('wave, Ambisonic, float', 'wav', 4, FINE, 'float'),
-    ('wave that may become RF64, 24 bits', 'wav', 2, GRID, '24 --rf64'),
+    ('wave, 8 bits', 'wav', 1, GRID, '8 --riff'),
+    ('wave, 16 bits', 'wav', 2, GRID, '16 --riff'),
+    ('wave, 24 bits', 'wav', 2, GRID, '24 --riff'),
+    ('wave, 32 bits', 'wav', 2, GRID, '32 --riff'),
+    ('wave, 64 bits', 'wav', 2, GRID, '64 --riff'),
+    ('wave, float', 'wav', 2, FINE, 'float --riff'),
+    ('wave, double', 'wav', 2, FINE, 'double --riff'),
+    ('wave, float, beyond full scale', 'wav', 2, BEYOND, 'float --riff'),
+    ('wave, float on the scale of 16 bits', 'wav', 2, FINE, 'float16 --riff'),
+    ('wave, float on the scale of 24 bits', 'wav', 2, FINE, 'float24 --riff'),
+    ('wave, 5.1, 24 bits', 'wav', 6, GRID, '24 --riff'),
+    ('wave, 7.1, 16 bits', 'wav', 8, GRID, '16 --riff'),
+    ('wave, 3 channels without positions', 'wav', 3, GRID, '16 --riff'),
+    ('wave, Ambisonic, 24 bits', 'wav', 4, GRID, '24 --riff'),
+    ('wave, Ambisonic, float', 'wav', 4, FINE, 'float --riff'),
+    ('wave that may become RF64, 24 bits', 'wav', 2, GRID, '24'),
     ('AIFF, 8 bits', 'aiff', 1, GRID, '8'),
     ('AIFF, 16 bits', 'aiff', 2, GRID, '16'),
     ('AIFF, 24 bits', 'aiff', 2, GRID, '24'),
@@ -79,7 +79,7 @@ OURS = [
     ('AIFC, fl32', 'aifc', 2, FINE, 'float'),
 ]
 # Sparse files with sound in the last two seconds: kind, options of record.
-LARGE = [('wave past 4 GiB, RF64', '--rf64'), ('wave past 4 GiB, RIFF with several `data` chunks', '')]
+LARGE = [('wave past 4 GiB, RF64', ''), ('wave past 4 GiB, RIFF with several `data` chunks', '--riff')]
 
 TAKES_MINUTES = {('wave past 4 GiB, RF64', 'SoX')}
 MISREADS = {('wave, 64 bits', 'SoX')} # so it is not used as a reference
@@ -129,7 +129,7 @@ def write_wave(path, samples, tag, channels, metadata=b''):
 def decode_ourselves(path, folder, kind='', first=0):
     """Decodes to floats of a different width than those of the file, since samples of the same kind would be copied."""
     to = 'float' if 'double' in kind else 'double'
-    run(f'transcode {path} decoded.wav --samples {to} --from {first}', folder)
+    run(f'cut {path} part.{path} --from {first} && transcode part.{path} decoded.wav --riff --samples {to}', folder)
     data = Path(folder, 'decoded.wav').read_bytes()
     size = data.index(b'data') + 4
     return array.array('f', array.array(to[0], data[size + 4:][:struct.unpack_from('<I', data, size)[0]]))

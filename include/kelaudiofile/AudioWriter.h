@@ -89,9 +89,12 @@ public:
     /// @param ioReader  the source.
     /// @param inFirst, inCount  a range of its frames.
     /// @param outError  set if the call fails.
+    /// @param inProgress  called every 64 KiB or so; may be empty. What was copied before it returned false
+    /// stays.
     /// @return as for Write; false with nothing taken if the range is outside the source or the channels
     /// differ.
-    bool CopyFrames(AudioReader& ioReader, std::int64_t inFirst, std::int64_t inCount, AudioError& outError);
+    bool CopyFrames(AudioReader& ioReader, std::int64_t inFirst, std::int64_t inCount, AudioError& outError,
+                    const AudioProgress& inProgress = {});
 
     /// Writes a metadata chunk. Ids that describe the format or hold the samples are refused.
     /// @param inId  as ChunkId makes it.

@@ -3,14 +3,34 @@
 #include <cstdio>
 #include <exception>
 #include <filesystem>
+#include <iostream>
+#include <stdexcept>
 #include <string>
+#include <utility>
 
 #include <CLI/CLI.hpp>
 
+#include "Progress.h"
+#include "Words.h"
+#include "kelaudiofile/AudioError.h"
+
 namespace examples {
 
-/// Reads the arguments and does the job, whose result is the exit code. What the job throws is told on
-/// standard error. Arguments that make no sense give code 2.
+using namespace kelaudiofile;
+
+/// Something that the user should know about and that ends the program.
+using Failure = std::runtime_error;
+
+/// Passes on what an operation returned, or ends the program with the message of its error.
+template <typename Result>
+Result OrFail(Result&& inResult, const AudioError& inError) {
+    if (!inResult)
+        throw Failure(inError.message);
+    return std::forward<Result>(inResult);
+}
+
+/// Reads the arguments and does the job, whose result is the exit code. What the job throws goes to standard
+/// error. Wrong arguments give code 2.
 template <typename Job>
 int Run(CLI::App& inApp, int inCount, char** inArguments, int inFailureCode, Job&& inJob) {
     const std::string name = std::filesystem::path(inArguments[0]).filename().string();
