@@ -8,7 +8,7 @@ from conan.tools.files import copy
 
 class Kelaudiofile(ConanFile):
     name = "kelaudiofile"
-    version = "1.0.0"
+    version = "1.1.0"
     description = "Uncompressed audio files: wave, RF64, AIFF, sample conversion, peaks"
     package_type = "library"
     settings = "os", "compiler", "build_type", "arch"
