@@ -10,7 +10,7 @@ using kelaudiofile::WaveFile;
 using testing_support::Bytes;
 using testing_support::ToBytes;
 using namespace std::string_literals;
-using Channels = std::vector<std::vector<float>>;
+using Channels = Planes;
 
 constexpr int kFrames = 20000;
 
@@ -60,11 +60,19 @@ TEST(Guide, WholePage) {
     EXPECT_EQ(testing_support::ReadFile(path("copy.wav")), image);
     EXPECT_EQ(HashOfAudio(path("copy.wav"), false), HashOfAudio(path("a.wav"), false));
 
-    const auto peaks = ComputePeaks(*wave, 1);
-    EXPECT_EQ(peaks->size(), 79u); // of 256 frames each, the last one partly filled
+    EXPECT_EQ(ReadAll(path("a.wav")), planes);
+    WriteAll(path("c.wav"), planes);
+    CopyAsAiff(path("a.wav"), path("c.aif"));
+    AudioError reason;
+    EXPECT_EQ(TextOfChunk(*AudioReader::Open(path("c.aif"), reason), ChunkId("note")), "head");
+    EXPECT_EQ(HashOf(path("c.wav")), HashOf(path("a.wav")));
+    EXPECT_EQ(HashOf(path("c.aif")), HashOf(path("a.wav")));
+
+    const auto peaks = PeaksOf(path("a.wav"), {}).at(1);
+    EXPECT_EQ(peaks->size(), 79u); // of 256 frames each, the last one shorter
     EXPECT_EQ(*peaks->begin(), kelaudiofile::PeakDatum(-255 * 0x1p-15f, 0));
     CutOut(*peaks, 300, 10000);
-    EXPECT_EQ(peaks->GetDuration(), 79 * 256 - 9700);
+    EXPECT_EQ(peaks->GetDuration(), kFrames - 9700);
     SavePeaks(*peaks, path("peaks"));
     const auto loaded = LoadPeaks(path("peaks"));
     EXPECT_TRUE(std::equal(peaks->begin(), peaks->end(), loaded->begin(), loaded->end()));
@@ -76,13 +84,19 @@ TEST(Guide, WholePage) {
     EXPECT_EQ(BytesOfLeadingTag(stream), 267u);
 }
 
-TEST(Guide, ARecordingThatFillsItsDisk) {
+TEST(Guide, RecordingsThatFillTheirDisk) {
     const testing_support::TemporaryFolder folder;
     const testing_support::FileSizeLimit disk(1 << 20);
     const std::string path = folder.Path("a.wav").string();
-    EXPECT_FALSE(Record(path, 48000, 2, [] { return Channels(2, std::vector<float>(1000)); }));
+    const auto block = [] { return Channels(2, std::vector<float>(1000)); };
+    EXPECT_FALSE(Record(path, 48000, 2, block));
     EXPECT_EQ(Describe(*OpenWave(path)), "2 channels, 32 bits, 48000 Hz, 131062 frames")
         << "of 8 bytes, which with 80 bytes before them fill 1 MiB";
+    AudioError error;
+    EXPECT_FALSE(RecordTake(path, {}, block, error));
+    EXPECT_EQ(error.code, AudioError::kDiskFull) << error.message;
+    EXPECT_EQ(Describe(*OpenWave(path)), "2 channels, 16 bits, 48000 Hz, 262000 frames")
+        << "the blocks that were taken";
 }
 
 } // namespace
