@@ -32,6 +32,8 @@ TEXT
     $programs/whole_job_benchmarks
     printf '\n## Blocks of frames: compared with a call per channel\n\n'
     $programs/frame_benchmarks
+    printf '\n## Readers of frames: times the same work by hand, on files of 4 MiB\n\n'
+    $programs/reader_benchmarks
     printf '\n## Sample routines, in cache\n\n'
     $programs/kernel_benchmarks --benchmark_format=csv 2> /dev/null | python3 benchmarks/table.py kernels
     printf '\n## Peaks: ten million blocks, by the length of a point\n\n'
