@@ -14,22 +14,8 @@ namespace kelaudiofile {
 namespace {
 
 using kelcore::filesupport::File;
-using kelcore::filesupport::IPlatformByteStream;
 
 constexpr std::int64_t kLargestAiffRead = 0x7FFFFFFF;
-
-/// Whether the file begins as an AIFF file does. Everything else is left to the wave reader, which names what
-/// it is not.
-bool BeginsAsAiff(const File& inOpened) {
-    unsigned char magic[4] = {};
-    try {
-        IPlatformByteStream stream(inOpened, kelcore::utility::Flags<unsigned>(0));
-        stream.ReadBlock(magic, sizeof magic);
-    } catch (const kelcore::filesupport::file_exception&) {
-        return false;
-    }
-    return std::equal(std::begin(magic), std::end(magic), "FORM");
-}
 
 /// The opens of either class let the failures of a vanishing file through.
 template <typename Open>
@@ -41,21 +27,11 @@ auto OrNull(Open&& inOpen) -> decltype(inOpen()) {
     }
 }
 
-std::unique_ptr<WaveFile> OpenWave(const File& inNamed, const File& inOpened, std::string_view inPath,
-                                   AudioError& outError) {
-    WaveFile::ExtendedErrorInfo error;
-    auto file = OrNull([&] { return WaveFileAccess::Open(inNamed, inOpened, error, false); });
-    if (!file) {
-        using Code = WaveFile::ExtendedErrorInfo;
-        const bool noHeader = error.code == Code::kNotWaveFile;
-        const bool known = error.code >= Code::kUnknownFormat && error.code <= Code::kGsm610Format;
-        FailForSystem(outError,
-                      noHeader ? AudioError::kNotAudio
-                      : known  ? AudioError::kUnsupported
-                               : AudioError::kBrokenFile,
-                      inPath, noHeader ? "it is neither a wave nor an AIFF file" : ErrorText(error));
-    }
-    return file;
+void FailAsWave(const WaveFile::ExtendedErrorInfo& inInfo, std::string_view inPath, AudioError& outError) {
+    using Info = WaveFile::ExtendedErrorInfo;
+    const bool known = inInfo.code >= Info::kUnknownFormat && inInfo.code <= Info::kGsm610Format;
+    FailForSystem(outError, known ? AudioError::kUnsupported : AudioError::kBrokenFile, inPath,
+                  ErrorText(inInfo));
 }
 
 std::unique_ptr<AiffFile> OpenAiff(const File& inOpened, std::string_view inPath, AudioError& outError) {
@@ -112,10 +88,14 @@ std::unique_ptr<AudioReader> AudioReader::Open(std::string_view inPath, AudioErr
         FailForSystem(outError, AudioError::kReadFailed, inPath, "it cannot be opened");
         return nullptr;
     }
-    if (BeginsAsAiff(opened))
+    WaveFile::ExtendedErrorInfo info;
+    auto wave = OrNull([&] { return WaveFileAccess::Open(named, opened, info, false); });
+    if (!wave && info.code == info.kNotWaveFile)
         impl->file = OpenAiff(opened, inPath, outError);
+    else if (wave)
+        impl->file = std::move(wave);
     else
-        impl->file = OpenWave(named, opened, inPath, outError);
+        FailAsWave(info, inPath, outError);
     const bool isOpen = std::visit([](const auto& file) { return file != nullptr; }, impl->file);
     if (!isOpen || !impl->TakeFormat(outError))
         return nullptr;

@@ -21,7 +21,7 @@ using WaveOrAiff = std::variant<std::unique_ptr<WaveFile>, std::unique_ptr<AiffF
 
 /// Bytes that are converted at a time: small enough for the second-level cache with the planes, large enough
 /// that a system call is a small part of the work. One frame may be larger.
-inline constexpr std::int64_t kTileBytes = 65536;
+inline constexpr std::int64_t kTileBytes = 131072;
 
 constexpr std::int64_t FrameBytes(const AudioFormat& inFormat) {
     return std::int64_t{inFormat.channels} * inFormat.samples.bytesPerSample;

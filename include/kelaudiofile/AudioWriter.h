@@ -89,7 +89,7 @@ public:
     /// @param ioReader  the source.
     /// @param inFirst, inCount  a range of its frames.
     /// @param outError  set if the call fails.
-    /// @param inProgress  called every 64 KiB or so; may be empty. What was copied before it returned false
+    /// @param inProgress  called every 128 KiB or so; may be empty. What was copied before it returned false
     /// stays.
     /// @return as for Write; false with nothing taken if the range is outside the source or the channels
     /// differ.
