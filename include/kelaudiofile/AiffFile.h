@@ -12,6 +12,9 @@
 
 namespace kelaudiofile {
 
+/// @addtogroup aiff
+/// @{
+
 /// An AIFF or AIFF-C file, open either for reading or for writing.
 ///
 /// Sample bytes are passed as they are stored in the file, interleaved: one sample of every channel makes a
@@ -240,5 +243,7 @@ KELAUDIOFILE_EXPORT ConversionFunction GetConversionFunction(const AiffFile& inF
 /// kLittleEndianIntegerSamples.
 /// @return a format that IsSupported rejects if GetDeinterleaveFunction returns null.
 KELAUDIOFILE_EXPORT SampleFormat GetSampleFormat(const AiffFile& inFile);
+
+/// @}
 
 } // namespace kelaudiofile

@@ -11,6 +11,9 @@
 
 namespace kelaudiofile {
 
+/// @addtogroup audio
+/// @{
+
 /// Why an operation on audio failed, in a form to branch on (code), to compare (system) and to show
 /// (message). Operations that take one overwrite it when they fail and leave it alone when they succeed.
 /// Besides, each of them may throw std::bad_alloc; the object that it belongs to stays usable.
@@ -42,5 +45,7 @@ struct AudioError {
 KELAUDIOFILE_EXPORT std::string ErrorText(const WaveFile::ExtendedErrorInfo& inError);
 /// Describes a failed open or write of an AIFF file in a few words.
 KELAUDIOFILE_EXPORT std::string ErrorText(const AiffFile::ExtendedErrorInfo& inError);
+
+/// @}
 
 } // namespace kelaudiofile

@@ -10,6 +10,9 @@
 
 namespace kelaudiofile {
 
+/// @addtogroup audio
+/// @{
+
 /// The two families of files.
 enum class Container {
     kWave, ///< RIFF, RF64 and BW64
@@ -46,5 +49,7 @@ KELAUDIOFILE_EXPORT std::string ChannelName(kelmediatypes::AudioChannelDescripti
 /// @param inName  "mono", "stereo", "quad", "5.1" or "7.1", in the channel order of wave files.
 /// @return an empty layout for any other name.
 KELAUDIOFILE_EXPORT kelmediatypes::ChannelLayout MakeLayout(std::string_view inName);
+
+/// @}
 
 } // namespace kelaudiofile

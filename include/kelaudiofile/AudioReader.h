@@ -14,6 +14,9 @@
 
 namespace kelaudiofile {
 
+/// @addtogroup audio
+/// @{
+
 /// The side of the audio on which a chunk lies. In a file of 0 frames, every chunk is kAfter.
 enum class Side { kBefore, kAfter };
 
@@ -180,5 +183,7 @@ KELAUDIOFILE_EXPORT bool
 HashAudio(std::string_view inPath,
           const std::function<void(const unsigned char* inBytes, std::uint64_t inByteCount)>& inUpdate,
           const HashOptions& inOptions, AudioError& outError);
+
+/// @}
 
 } // namespace kelaudiofile

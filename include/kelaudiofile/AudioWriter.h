@@ -12,6 +12,9 @@
 
 namespace kelaudiofile {
 
+/// @addtogroup audio
+/// @{
+
 /// What a checkpoint or a finished file outlives.
 enum class Durability : std::int32_t {
     /// The death of this process. What was written is with the system, which takes up to half a minute or so
@@ -151,5 +154,7 @@ private:
     KELAUDIOFILE_HIDDEN explicit AudioWriter(std::unique_ptr<Impl> inImpl);
     std::unique_ptr<Impl> mImpl;
 };
+
+/// @}
 
 } // namespace kelaudiofile

@@ -5,6 +5,9 @@
 
 namespace kelaudiofile {
 
+/// @addtogroup reading_wave
+/// @{
+
 /// Converts the dwChannelMask field of WAVE_FORMAT_EXTENSIBLE to a layout, in the order of the mask's bits.
 /// @param mask  bits 18 to 31 are ignored.
 /// @param channels  the channel count of the file.
@@ -25,5 +28,7 @@ GetChannelLayoutFromWaveFormatExtensibleChannelMask(unsigned int mask, kelmediat
 KELAUDIOFILE_EXPORT bool
 GetWaveFormatExtensibleChannelMaskFromChannelLayout(const kelmediatypes::ChannelLayout& layout,
                                                     unsigned int& mask, bool tableOrder);
+
+/// @}
 
 } // namespace kelaudiofile

@@ -6,6 +6,9 @@
 
 namespace kelaudiofile {
 
+/// @addtogroup samples
+/// @{
+
 /// Extracts one channel of interleaved sample bytes into a plane of floats.
 /// @param source  the channel's first sample: the start of the buffer plus channel index times bytes per
 ///        sample. Needs no alignment. No byte past the last sample of the channel is read.
@@ -63,6 +66,8 @@ KELAUDIOFILE_EXPORT void DeInterleave32BitFloat_8388608(const void* source, floa
 /// IEEE 754 doubles, narrowed to floats.
 KELAUDIOFILE_EXPORT void DeInterleave64BitFloat(const void* source, float* destination,
                                                 std::int64_t sampleCount, std::int32_t numChannels);
+/// @}
+
 /// @}
 
 } // namespace kelaudiofile

@@ -6,6 +6,9 @@
 
 namespace kelaudiofile {
 
+/// @addtogroup samples
+/// @{
+
 /// How the bits of a sample are interpreted.
 enum class SampleCoding : std::int32_t {
     kInteger,       ///< two's complement of 1, 2, 3, 4 or 8 bytes; see SampleFormat::isUnsigned
@@ -70,5 +73,7 @@ KELAUDIOFILE_EXPORT void DecodeFrames(const SampleFormat& inFormat, const void* 
 /// may run it at any time.
 KELAUDIOFILE_EXPORT void EncodeFrames(const SampleFormat& inFormat, const float* const* planes,
                                       void* destination, std::int64_t frames, std::int32_t channels);
+
+/// @}
 
 } // namespace kelaudiofile

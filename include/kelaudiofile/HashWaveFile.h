@@ -8,6 +8,9 @@
 
 namespace kelaudiofile {
 
+/// @addtogroup reading_wave
+/// @{
+
 /// Feeds the decoded audio of a wave file to a function, so that a hash of these bytes is independent of
 /// metadata, chunk layout, and any difference of sample format that decodes to equal floats.
 ///
@@ -34,5 +37,7 @@ namespace kelaudiofile {
 KELAUDIOFILE_EXPORT void
 HashWaveFile(const std::function<void(const unsigned char* inBytes, std::uint64_t inByteCount)>& inConsumer,
              const kelcore::UTF8String& inFilePath, bool inTrimSilence);
+
+/// @}
 
 } // namespace kelaudiofile

@@ -6,6 +6,9 @@
 
 namespace kelaudiofile {
 
+/// @addtogroup samples
+/// @{
+
 /// Writes a contiguous run of samples into one channel of an interleaved buffer, leaving the other channels
 /// untouched. A buffer of n channels takes n calls, each with the destination advanced by the width of one
 /// sample.
@@ -93,6 +96,8 @@ KELAUDIOFILE_EXPORT void Swizzle24Bit(const void* source, void* destination, std
 /// 4 bytes per sample.
 KELAUDIOFILE_EXPORT void Swizzle32Bit(const void* source, void* destination, std::int32_t count,
                                       std::int32_t numChannels);
+/// @}
+
 /// @}
 
 } // namespace kelaudiofile

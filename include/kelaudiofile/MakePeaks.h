@@ -7,6 +7,9 @@
 
 namespace kelaudiofile {
 
+/// @addtogroup peaks
+/// @{
+
 /// Computes the minimum and maximum of each block of samples, at about the speed at which memory delivers
 /// them. NaN is skipped; a block with nothing else is silent, which is (0.0, 0.0). Whether a zero comes out
 /// as 0.0 or -0.0 is unspecified.
@@ -18,5 +21,7 @@ namespace kelaudiofile {
 /// @throws std::bad_alloc
 KELAUDIOFILE_EXPORT PeakDataSegment MakePeaks(const float* samples, std::int64_t count,
                                               std::int64_t blockSize);
+
+/// @}
 
 } // namespace kelaudiofile

@@ -12,6 +12,9 @@
 
 namespace kelaudiofile {
 
+/// @addtogroup peaks
+/// @{
+
 namespace detail {
 
 class PeakDataWalk;
@@ -369,5 +372,7 @@ extern template class PeakData::PeakDataIterator<const PeakDatum, PeakDataSegmen
 extern template class PeakData::PeakDataIterator<PeakDatum, PeakDataSegmentVector::iterator,
                                                  PeakDatumVector::iterator>;
 #endif
+
+/// @}
 
 } // namespace kelaudiofile

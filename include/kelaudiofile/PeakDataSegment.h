@@ -10,6 +10,9 @@
 
 namespace kelaudiofile {
 
+/// @addtogroup peaks
+/// @{
+
 namespace detail {
 
 struct BlockRun;
@@ -148,5 +151,7 @@ private:
     std::int64_t blockSize = 0;
     PeakDatumVector data;
 };
+
+/// @}
 
 } // namespace kelaudiofile

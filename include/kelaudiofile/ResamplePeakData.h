@@ -8,6 +8,9 @@
 
 namespace kelaudiofile {
 
+/// @addtogroup peaks
+/// @{
+
 /// Computes evenly spaced points from a timeline: for each point, the lowest minimum and the highest maximum
 /// of all blocks that it touches.
 ///
@@ -38,5 +41,7 @@ namespace kelaudiofile {
 KELAUDIOFILE_EXPORT void ResamplePeakData(const std::shared_ptr<PeakData>& inPeakData, double inStartOffset,
                                           double inStep, std::uint64_t inPointCount, float* outPeaks,
                                           bool inLoop);
+
+/// @}
 
 } // namespace kelaudiofile

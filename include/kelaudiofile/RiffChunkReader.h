@@ -9,6 +9,9 @@
 
 namespace kelaudiofile {
 
+/// @addtogroup reading_wave
+/// @{
+
 /// Scans a file of the RIFF family once, at construction: the magic ("RIFF", "RF64" or "BW64"), the form
 /// type, an optional `ds64` chunk (EBU Tech 3306), and the header of every chunk. Chunk data is skipped, not
 /// read.
@@ -81,5 +84,7 @@ KELAUDIOFILE_EXPORT std::uint32_t GetWaveDataIdentifier();
 
 /// Returns the form type of wave files, "WAVE".
 KELAUDIOFILE_EXPORT std::uint32_t GetWaveFileFormatIdentifier();
+
+/// @}
 
 } // namespace kelaudiofile

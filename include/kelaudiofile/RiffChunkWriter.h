@@ -8,6 +8,9 @@
 
 namespace kelaudiofile {
 
+/// @addtogroup writing_wave
+/// @{
+
 /// Writes a RIFF file chunk by chunk and updates its size fields. A file that may outgrow the 32-bit limits
 /// starts as plain RIFF with a reserved `JUNK` chunk; when its RIFF size or its `data` chunk reaches 2^32
 /// bytes, the magic becomes "RF64" and the `JUNK` chunk becomes `ds64` (EBU Tech 3306), in place, so that no
@@ -110,5 +113,7 @@ private:
     /// Where the chunk's whole frames end if EndChunk could not flush everything, else 0.
     std::uint64_t mDeliveredEnd = 0;
 };
+
+/// @}
 
 } // namespace kelaudiofile

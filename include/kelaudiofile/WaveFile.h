@@ -12,6 +12,9 @@
 
 namespace kelaudiofile {
 
+/// @addtogroup reading_wave
+/// @{
+
 struct WaveFileAccess;
 
 /// A wave file, open either for reading or for writing. Reads RIFF, RF64 and BW64 files of any size. Writes
@@ -305,5 +308,7 @@ KELAUDIOFILE_EXPORT DeinterleaveFunction GetDeinterleaveFunction(const WaveFile&
 /// Describes the file's samples for DecodeFrames: little-endian, 8-bit samples unsigned.
 /// @return a format that IsSupported rejects if GetDeinterleaveFunction returns null.
 KELAUDIOFILE_EXPORT SampleFormat GetSampleFormat(const WaveFile& inWaveFile);
+
+/// @}
 
 } // namespace kelaudiofile

@@ -10,6 +10,9 @@
 
 namespace kelaudiofile {
 
+/// @addtogroup reading_wave
+/// @{
+
 /// The format of a wave file, as stored in its `fmt ` chunk or as requested for writing.
 struct AudioCharacteristics {
     /// The outcome of reading the chunk.
@@ -93,5 +96,7 @@ protected:
 private:
     AudioCharacteristics mCharacteristics;
 };
+
+/// @}
 
 } // namespace kelaudiofile

@@ -14,6 +14,9 @@
 /// One thread at a time per stream.
 namespace kelaudiofile::id3 {
 
+/// @addtogroup id3_tags
+/// @{
+
 /// Looks for an ID3v1 tag in the last 128 bytes of the stream.
 /// @param inStream  any stream; not read if it is shorter than 128 bytes. Otherwise the position ends at the
 ///        stream's length - 125.
@@ -31,5 +34,7 @@ KELAUDIOFILE_EXPORT bool GetID3v1Length(kelcore::filesupport::IByteStream& inStr
 /// @return whether there is a tag of major version 4 or lower whose size field is not 0.
 KELAUDIOFILE_EXPORT bool GetID3v2Length(kelcore::filesupport::IByteStream& inStream, std::uint64_t& outLength,
                                         std::int32_t& outMajorVersion, std::int32_t& outRevision);
+
+/// @}
 
 } // namespace kelaudiofile::id3

@@ -8,6 +8,9 @@
 /// Memory for strings, channel layouts and peak vectors.
 namespace kelcore::allocator {
 
+/// @addtogroup support
+/// @{
+
 /// The memory of strings, channel layouts and peak vectors. May be called from any thread.
 class KELCORE_EXPORT MemoryRecycler {
 public:
@@ -61,5 +64,7 @@ public:
         return false;
     }
 };
+
+/// @}
 
 } // namespace kelcore::allocator

@@ -14,6 +14,9 @@
 /// Exceptions, and calls that stop them.
 namespace kelcore::config {
 
+/// @addtogroup support
+/// @{
+
 /// The base of this layer's exceptions: a message and additional key-value pairs. Copying does not throw.
 class KELCORE_EXPORT kel_exception : public std::runtime_error {
 public:
@@ -59,10 +62,15 @@ private:
 /// @param inUnused  null.
 KELCORE_EXPORT void ExecuteTopLevelFunction(OneTimeFunction inFunction, std::nullptr_t inUnused) noexcept;
 
+/// @}
+
 } // namespace kelcore::config
 
 /// Statistics of this layer.
 namespace kelcore::detail {
+
+/// @addtogroup support
+/// @{
 
 /// Counts a guarded call that is about to be made.
 /// @param inGuarded  whether the call stops exceptions.
@@ -71,5 +79,7 @@ KELCORE_EXPORT void FunctionalStatistic(bool inGuarded, bool inReports) noexcept
 
 /// Returns how many calls were counted with inGuarded true since the program began.
 KELCORE_EXPORT std::uint64_t GuardedCallCount() noexcept;
+
+/// @}
 
 } // namespace kelcore::detail

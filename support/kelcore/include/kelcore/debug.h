@@ -10,6 +10,9 @@
 /// Debug settings, and the keys of the additional data of exceptions.
 namespace kelcore::debug {
 
+/// @addtogroup support
+/// @{
+
 /// @name Keys of the additional data of an exception
 /// @{
 inline constexpr utility::ImmutableString kDebugExpression{"expression"}; ///< the condition that failed: text
@@ -37,5 +40,7 @@ private:
     mutable std::mutex mMutex;
     std::map<UTF8String, UTF8String> mEntries;
 };
+
+/// @}
 
 } // namespace kelcore::debug

@@ -12,6 +12,9 @@
 /// Files and byte streams.
 namespace kelcore::filesupport {
 
+/// @addtogroup support
+/// @{
+
 /// Where a file is stored. There is one kind: a path of the operating system.
 enum StorageType : std::uint32_t { kPathStorage = 0 };
 
@@ -285,9 +288,14 @@ private:
     unsigned mWaiting = 0;
 };
 
+/// @}
+
 } // namespace kelcore::filesupport
 
 namespace kelcore::utility {
+
+/// @addtogroup support
+/// @{
 
 /// Queries about paths.
 class KELCORE_EXPORT FileUtils {
@@ -295,5 +303,7 @@ public:
     /// Like File::Exists.
     static bool FileExists(const UTF8String& inPath);
 };
+
+/// @}
 
 } // namespace kelcore::utility

@@ -11,6 +11,9 @@
 /// The log: one line for each failed read.
 namespace kelcore::logging {
 
+/// @addtogroup support
+/// @{
+
 /// Receives one line without its line end. It may be called from any thread, from several at once, and even
 /// from the destructor of a global. It may itself log and set a sink.
 using Sink = std::function<void(std::string_view inLine)>;
@@ -27,5 +30,7 @@ KELCORE_EXPORT void SetSink(Sink inSink);
 /// @param inUnused  null.
 KELCORE_EXPORT void LogException(std::exception_ptr inException, const utility::StringValue& inFunction,
                                  std::nullptr_t inUnused) noexcept;
+
+/// @}
 
 } // namespace kelcore::logging

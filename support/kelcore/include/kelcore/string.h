@@ -15,6 +15,9 @@
 /// of these names can use it instead of this one.
 namespace kelcore {
 
+/// @addtogroup support
+/// @{
+
 /// Character traits of bytes; the standard library has none for unsigned char.
 struct UTF8Traits {
     /// @cond  The rest is what the standard library requires of character traits, with the usual meaning.
@@ -104,5 +107,7 @@ namespace utility {
 KELCORE_EXPORT UTF8String ConvertInt32ToBufferT(int inNumber);
 
 } // namespace utility
+
+/// @}
 
 } // namespace kelcore

@@ -14,6 +14,9 @@
 /// Small value types used throughout this layer.
 namespace kelcore::utility {
 
+/// @addtogroup support
+/// @{
+
 /// One 24-bit sample: an element of three bytes without alignment. Its byte order is up to its owner.
 struct int24_t {
     std::uint8_t bytes[3]; ///< in memory order
@@ -109,5 +112,7 @@ public:
 private:
     T mBits;
 };
+
+/// @}
 
 } // namespace kelcore::utility

@@ -8,6 +8,9 @@
 /// Channel positions and layouts.
 namespace kelmediatypes {
 
+/// @addtogroup support
+/// @{
+
 /// Identifies a channel by one number; 0 is a channel without a position.
 ///
 /// 100 to 117 are the positions of a wave file's channel mask, 118 and 119 left and right wide, 129 and 130
@@ -50,5 +53,7 @@ inline ChannelLayout CreateMonoChannelLayout() {
 inline ChannelLayout CreateStereoChannelLayout() {
     return {100, 101};
 }
+
+/// @}
 
 } // namespace kelmediatypes
