@@ -310,6 +310,7 @@ TEST_F(AudioFiles, PeaksAreTheExtremesOfEachBlock) {
         }
     }
     EXPECT_EQ(kelaudiofile::MakePeaks(planes[0].data(), 20000, 0).size(), 0u);
+    EXPECT_EQ(kelaudiofile::MakePeaks(planes[0].data(), 1, 1).size(), 1u);
     EXPECT_TRUE(MakePeaks(*reader, 0, {}, error).empty());
     ExpectError(kBadArgument);
 }

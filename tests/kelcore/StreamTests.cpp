@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -75,6 +76,21 @@ TEST_F(InputStream, EveryReadGivesTheFilesBytes) {
                 at -= std::min<std::uint64_t>(at, random() % 9000); // back to what was in the window before
             }
         }
+    }
+}
+
+TEST_F(InputStream, CountsZeroBytes) {
+    Bytes content(200'000);
+    content[0] = content[150'003] = 1;
+    WriteFile(mFolder.Path("file"), content);
+    IPlatformByteStream stream(mFile, Flags(0));
+    constexpr std::uint64_t kAll = 1 << 20;
+    constexpr std::array<std::uint64_t, 3> kRows[] = {
+        {0, 10, 0},     {1, 10, 10}, {1, kAll, 150'002}, {149'990, 14, 13}, {150'004, kAll, 49'996},
+        {200'000, 5, 0}};
+    for (const auto& [position, limit, count] : kRows) {
+        stream.CurPos(position);
+        EXPECT_EQ(stream.CountZeroBytes(limit), count) << "at " << position;
     }
 }
 
