@@ -162,6 +162,20 @@ TEST(Convert, TouchesNothingForNoSamples) {
     for (const Routine& routine : kRoutines)
         for (const std::int32_t channels : {1, 2, 5, INT32_MAX})
             routine.convert(nullptr, nullptr, 0, channels);
+    DecodeFrames({SampleCoding::kInteger, 2}, nullptr, nullptr, 0, 2);
+    EncodeFrames({SampleCoding::kInteger, 2}, nullptr, nullptr, 0, 2);
+}
+
+TEST(Convert, TouchesNothingInOtherFormats) {
+    constexpr auto kNoOrder = static_cast<ByteOrder>(2);
+    for (const SampleFormat& format :
+         {SampleFormat{SampleCoding::kInteger, 5}, SampleFormat{SampleCoding::kFloat_32768, 8},
+          SampleFormat{SampleCoding::kInteger, 2, ByteOrder::kLittleEndian, true},
+          SampleFormat{SampleCoding::kInteger, 2, kNoOrder}}) {
+        EXPECT_FALSE(IsSupported(format));
+        DecodeFrames(format, nullptr, nullptr, 1, 2);
+        EncodeFrames(format, nullptr, nullptr, 1, 2);
+    }
 }
 
 TEST(Convert, StepsBeyond32Bits) {

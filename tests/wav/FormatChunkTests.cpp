@@ -80,6 +80,7 @@ TEST_F(FormatChunk, FieldsAndLengths) {
         {"15 bytes: half a field counts as none", Sized(15, FormatImage{.bits = 12}), kPlain},
         {"8 bytes: no block align", Sized(8), "PCM 1, 2 x 0 bytes, 0 bits"},
         {"1 byte: no tag", Sized(1), kNothing},
+        {"no byte", {}, kNothing},
         {"17 bytes: half an extension size", extended({1}), kPlain},
         {"20 bytes, an extension of 2", extended({2, 0, 7, 8}), kPlain + ", extra 7 8"},
         {"20 bytes, an extension of 3", extended({3, 0, 7, 8}), kPlain},

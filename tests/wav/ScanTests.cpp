@@ -28,6 +28,12 @@ protected:
 
 } // namespace
 
+TEST_F(Scan, NoFileAndAFolder) {
+    EXPECT_EQ(Result(), "failed riff=0 form=0");
+    std::filesystem::create_directory(mPath);
+    EXPECT_EQ(Result(), "failed riff=0 form=0");
+}
+
 // clang-format off
 TEST_F(Scan, SizesOfDs64) {
     const auto sized = [](std::size_t size) { return Riff().Chunk("ds64", Bytes(size, 3)).Chunk("data", Filling(4)); };

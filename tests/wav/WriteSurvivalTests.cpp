@@ -9,6 +9,8 @@ using Mode = faults::System::Mode;
 
 namespace {
 
+constexpr unsigned char kByte = 9;
+
 /// Records in odd blocks with many checkpoints, past the places where plain RIFF begins another `data` chunk
 /// and where the file becomes RF64. Two jumps make the file long and leave holes.
 class ARecordingSurvives : public WaveTest {
@@ -197,11 +199,14 @@ TEST_F(ARecordingSurvives, FailedCheckpointsAfterJumps) {
 }
 
 // A checkpoint fails at its data, its size, its pad byte or the header, or the end of samples at the first
-// two. Whatever comes next, even the destructor, counts exactly the samples.
+// two. Whatever comes next, even the destructor, counts exactly the samples. So it is with metadata.
 TEST_F(ARecordingSurvives, ACheckpointThatFailedWithItsPadByte) {
     for (std::uint64_t call = 0; call < 7; ++call) {
         SCOPED_TRACE(call);
         mFile = Create();
+        EXPECT_TRUE(mFile->StartMetadatumWrite(FourCC("LIST")) && mFile->MetadatumWrite(&kByte, 1));
+        faults::SystemCalls() = {.failAt = 0};
+        EXPECT_TRUE(!mFile->FinishMetadatumWrite() && mFile->FinishMetadatumWrite());
         EXPECT_EQ(Write(*mFile, 0, {1, 2, 3}), 0);
         faults::SystemCalls() = {.failAt = call == 6 ? 0 : call % 4, .outputOnly = true};
         EXPECT_FALSE(call < 4 ? mFile->FinishBlock() : mFile->FinishSamples());
@@ -210,7 +215,11 @@ TEST_F(ARecordingSurvives, ACheckpointThatFailedWithItsPadByte) {
         EXPECT_TRUE(call != 6 || !mFile->FinishWrite()) << "a size that is still owed";
         faults::SystemCalls() = {};
         mFile.reset();
-        EXPECT_EQ(File(), Image().Chunk("fmt ", FormatImage()).Chunk("data", {1, 2, 3}).In("RIFF", "WAVE"));
+        EXPECT_EQ(File(), Image()
+                              .Chunk("fmt ", FormatImage())
+                              .Chunk("LIST", {9})
+                              .Chunk("data", {1, 2, 3})
+                              .In("RIFF", "WAVE"));
     }
 }
 
@@ -229,4 +238,15 @@ TEST_F(ARecordingSurvives, OpensOverAnOldFileWithAnErrorOfAnyCall) {
     faults::SystemCalls() = {};
     EXPECT_TRUE(mFile->FinishWrite());
     EXPECT_EQ(File(), Image().Chunk("fmt ", FormatImage()).In("RIFF", "WAVE"));
+}
+
+TEST_F(ARecordingSurvives, OpensThatRunOutOfMemory) {
+    const auto open = [&] {
+        try {
+            const Handle file = Create({.channels = 4, .layout = {134, 135, 136, 137}, .rf64 = true});
+            EXPECT_EQ(file == nullptr, mError.code == Error::kOpenForWriteFailed);
+        } catch (const std::bad_alloc&) {
+        }
+    };
+    EXPECT_GT(faults::SweepAllocations(open), 5u);
 }

@@ -146,14 +146,35 @@ TEST_F(ChunkWriting, ChunksAndCheckpoints) {
     EXPECT_EQ(File(), chunks.In("RIFF", "TEST"));
 }
 
+TEST_F(ChunkWriting, AnOpenWriterIsAsNewAfterInitialize) {
+    mWriter.Initialize(mFolder.File("first"), FourCC("TEST"), true, false);
+    mWriter.SetFrameBytes(2);
+    mWriter.StartChunk(FourCC("LIST"));
+    mWriter.Initialize(mFolder.File("file"), FourCC("TEST"), false, false); // delivers, and repairs no header
+    EXPECT_EQ(testing_support::ReadFile(mFolder.Path("first")),
+              Image().Header("RIFF", 0).Text("TEST").Add(Reserved()).Header("LIST", 0));
+    faults::SystemCalls() = {.failAt = 1, .outputOnly = true};
+    EXPECT_THROW(Chunk(FourCC("data"), {1, 2, 3}, 12), kelcore::filesupport::file_exception);
+    EXPECT_EQ(Part(16, 4), Image().U32(3)) << "no part of a frame of one byte";
+    mWriter.EndChunk(12, 20 + kLimit); // a size for RF64, without the bytes
+    mWriter.EndFile(0);
+    EXPECT_EQ(File(), Image().Header("data", 0xFFFFFFFF).Add({1, 2, 3}).In("RIFF", "TEST"));
+}
+
 TEST_F(ChunkWriting, ReportsWhatWasNotDeliveredAtTheEnd) {
-    mWriter.Initialize(mFolder.File("file"), FourCC("TEST"), false, false);
-    mWriter.SetFrameBytes(1000);
-    mWriter.Flush();
-    mWriter.GetByteStream()->WriteBlock("lost", 4);
-    faults::SystemCalls() = {.failAt = 0};
-    EXPECT_THROW(mWriter.EndFile(0), kelcore::filesupport::file_exception);
-    EXPECT_FALSE(mWriter.IsInitialized());
-    EXPECT_EQ(faults::SystemCalls().closes, 1u);
-    EXPECT_EQ(File(), Image().Text("lost").In("RIFF", "TEST")) << "the second attempt went well";
+    for (const Bytes& chunk : {Bytes(), Bytes(Image().Header("open", 0))}) {
+        std::filesystem::remove(mPath);
+        mWriter.Initialize(mFolder.File("file"), FourCC("TEST"), false, false);
+        mWriter.SetFrameBytes(1000);
+        if (!chunk.empty())
+            mWriter.StartChunk(FourCC("open"));
+        mWriter.Flush();
+        mWriter.GetByteStream()->WriteBlock("lost", 4);
+        faults::SystemCalls() = {.failAt = 0};
+        EXPECT_THROW(mWriter.EndFile(0), kelcore::filesupport::file_exception);
+        EXPECT_FALSE(mWriter.IsInitialized());
+        EXPECT_EQ(faults::SystemCalls().closes, 1u);
+        EXPECT_EQ(File(), Image().Add(chunk).Text("lost").In("RIFF", "TEST"))
+            << "the second attempt went well";
+    }
 }

@@ -200,7 +200,7 @@ void RiffChunkWriter::UpdateHeaders(std::int64_t sampleCount) {
 }
 
 void RiffChunkWriter::WriteDs64(std::uint64_t inRiffSize, std::int64_t sampleCount) {
-    std::array<Byte, riff::chunk::kHeaderBytes + riff::ds64::kTable> chunk;
+    std::array<Byte, riff::chunk::kHeaderBytes + riff::ds64::kTable> chunk{};
     Byte* const data = &chunk[riff::chunk::kHeaderBytes];
     StoreLittle32(&chunk[riff::chunk::kId], riff::kDs64Id);
     StoreLittle32(&chunk[riff::chunk::kSize], riff::ds64::kTable);
