@@ -2,14 +2,10 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <vector>
 
 #include "kelaudiofile/PeakDataSegment.h"
 
 namespace kelaudiofile::detail {
-
-struct BlockRun;
-using BlockRunVector = std::vector<BlockRun, kelcore::allocator::STLAllocator<BlockRun>>;
 
 /// Blocks of one segment, by reference. Edits cut and arrange runs, and only when all neighbours are known do
 /// datums move, each at most once.

@@ -1,6 +1,7 @@
 #include "kelaudiofile/PeakData.h"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 #include "BlockRun.h"
@@ -20,12 +21,50 @@ PeakDatum& detail::SilentDatum() noexcept {
 
 namespace {
 
+// Whether a segment has blocks, each of which ends after the one before it.
+bool Rises(const PeakDataSegment& inSegment) {
+    if (inSegment.size() == 0 || inSegment.GetBlockSize() <= 0)
+        return false;
+    const std::uint64_t room =
+        detail::Distance(inSegment.GetStartOffset(), std::numeric_limits<std::int64_t>::max());
+    return inSegment.size() <= room / static_cast<std::uint64_t>(inSegment.GetBlockSize());
+}
+
+bool Overlap(const PeakDataSegment& inBefore, const PeakDataSegment& inSegment) {
+    return inSegment.GetStartOffset() < inBefore.GetEndOffset();
+}
+
+// Whether the last segment is in order with the one before it.
+bool EndsInOrder(const PeakDataSegmentVector& inSegments) {
+    const auto last = inSegments.end() - 1;
+    return Rises(*last) && (last == inSegments.begin() || !Overlap(last[-1], *last));
+}
+
+// The last segment of an ordered timeline that doesn't start above the offset; the first if all do.
+PeakDataSegmentVector::const_iterator SegmentOf(const PeakDataSegmentVector& inSegments,
+                                                std::int64_t inOffset) {
+    const auto after = std::upper_bound(inSegments.begin() + 1, inSegments.end(), inOffset,
+                                        [](std::int64_t offset, const PeakDataSegment& segment) {
+                                            return offset < segment.GetStartOffset();
+                                        });
+    return after - 1;
+}
+
+// The last block of a segment that doesn't start above the offset; the first if all do.
+PeakDatumVector::const_iterator BlockOf(const PeakDataSegment& inSegment, std::int64_t inOffset) {
+    if (inOffset < inSegment.GetStartOffset())
+        return inSegment.begin();
+    const std::uint64_t block = detail::Distance(inSegment.GetStartOffset(), inOffset) /
+                                static_cast<std::uint64_t>(inSegment.GetBlockSize());
+    return inSegment.begin() + static_cast<std::ptrdiff_t>(std::min(block, inSegment.size() - 1));
+}
+
 // The last datum that doesn't start above the offset, of inCount datums from inFirst on.
-template <typename Iterator>
-Iterator Bisect(Iterator inFirst, std::uint64_t inCount, std::int64_t inOffset) {
+PeakData::const_iterator Bisect(PeakData::const_iterator inFirst, std::uint64_t inCount,
+                                std::int64_t inOffset) {
     while (inCount > 1) {
         const std::uint64_t half = inCount / 2;
-        const Iterator middle = inFirst + static_cast<std::int64_t>(half);
+        const PeakData::const_iterator middle = inFirst + static_cast<std::int64_t>(half);
         if (middle.GetStartOffset() <= inOffset) {
             inFirst = middle;
             inCount -= half;
@@ -54,6 +93,8 @@ PeakData& PeakData::operator=(PeakData&& inOther) noexcept {
         segments = std::move(inOther.segments);
         inOther.segments.clear(); // a vector moved from may hold anything
         reservedDatum = inOther.reservedDatum;
+        isConsolidated = inOther.isConsolidated;
+        isOrdered = inOther.isOrdered;
     }
     return *this;
 }
@@ -98,11 +139,20 @@ PeakData::const_iterator PeakData::end() const noexcept {
 }
 
 PeakData::iterator PeakData::Find(std::int64_t inOffset) {
-    return Covers(inOffset) && inOffset != GetEndOffset() ? Bisect(begin(), size(), inOffset) : end();
+    const const_iterator found = std::as_const(*this).Find(inOffset);
+    if (found.segment == segments.end())
+        return end();
+    const auto segment = segments.begin() + (found.segment - segments.begin());
+    return iterator(segments.end(), segment, segment->begin() + (found.datum - found.segment->begin()));
 }
 
 PeakData::const_iterator PeakData::Find(std::int64_t inOffset) const {
-    return Covers(inOffset) && inOffset != GetEndOffset() ? Bisect(begin(), size(), inOffset) : end();
+    if (!Covers(inOffset) || inOffset == GetEndOffset())
+        return end();
+    if (!isOrdered)
+        return Bisect(begin(), size(), inOffset);
+    const auto segment = SegmentOf(segments, inOffset);
+    return const_iterator(segments.end(), segment, BlockOf(*segment, inOffset));
 }
 
 void PeakData::SetStartOffset(std::int64_t inOffset) noexcept {
@@ -118,18 +168,35 @@ void PeakData::Append(std::int64_t inStartOffset, std::int64_t inBlockSize, Peak
     const detail::BlockRun run{inStartOffset, inBlockSize, inData.data(), inData.size()};
     if (segments.empty() || !run.AppendTo(segments.back()))
         segments.emplace_back(inStartOffset, inBlockSize, std::move(inData));
-    Consolidate();
+    if (isConsolidated)
+        isOrdered = isOrdered && EndsInOrder(segments);
+    else
+        Consolidate();
 }
 
 void PeakData::Consolidate() {
-    if (std::adjacent_find(segments.begin(), segments.end(),
-                           detail::Continues<PeakDataSegment, PeakDataSegment>) == segments.end())
-        return;
-    segments = detail::Consolidated(detail::TakingRuns(segments));
+    Examine();
+    if (!isConsolidated)
+        Assemble(detail::TakingRuns(segments));
+}
+
+void PeakData::Assemble(const detail::BlockRunVector& inRuns) {
+    isConsolidated = isOrdered = false; // where memory runs out, nothing is known
+    segments = detail::Consolidated(inRuns);
+    Examine();
 }
 
 void PeakData::FixStartOffsets() noexcept {
     detail::Chain(segments, startOffset);
+    Examine();
+}
+
+void PeakData::Examine() noexcept {
+    isConsolidated =
+        std::adjacent_find(segments.begin(), segments.end(),
+                           detail::Continues<PeakDataSegment, PeakDataSegment>) == segments.end();
+    isOrdered = std::all_of(segments.begin(), segments.end(), Rises) &&
+                std::adjacent_find(segments.begin(), segments.end(), Overlap) == segments.end();
 }
 
 bool PeakData::Covers(std::int64_t inOffset) const noexcept {

@@ -14,8 +14,12 @@ constexpr std::size_t kNoBorder = std::numeric_limits<std::size_t>::max();
 } // namespace
 
 void PeakData::Split(std::int64_t inOffset) {
-    if (Covers(inOffset))
-        detail::SplitAt(segments, inOffset);
+    if (!Covers(inOffset))
+        return;
+    const bool wasOrdered = isOrdered;  // cuts keep it so
+    isConsolidated = isOrdered = false; // where memory runs out, nothing is known
+    detail::SplitAt(segments, inOffset);
+    isOrdered = wasOrdered;
 }
 
 void PeakData::Insert(const std::shared_ptr<PeakData>& inData) {
@@ -31,7 +35,7 @@ void PeakData::Insert(const std::shared_ptr<PeakData>& inData) {
         detail::SplitAt(runs, place);
     runs.insert(detail::StartingAt(runs, place), source.begin(), source.end());
     detail::Chain(runs, startOffset);
-    segments = detail::Consolidated(runs);
+    Assemble(runs);
 }
 
 bool PeakData::CanHold(const PeakData& inSource) const noexcept {
@@ -63,7 +67,7 @@ void PeakData::Overwrite(const std::shared_ptr<PeakData>& inData) {
     }
     if (first != runs.end())
         runs.insert(runs.erase(first, last), source.begin(), source.end());
-    segments = detail::Consolidated(runs);
+    Assemble(runs);
 }
 
 std::size_t PeakData::SegmentAt(const const_iterator& inBorder) const noexcept {

@@ -51,6 +51,7 @@ void PeakData::LoadFromStream(IPlatformByteStream& inStream) {
     Clear();
     const std::uint32_t count = ReadCount(inStream);
     detail::RequireElements(inStream, count, sizeof(PeakDataSegment), detail::kSegmentHeaderBytes);
+    isConsolidated = isOrdered = false; // where the stream ends early, nothing is known
     segments.resize(count);
     std::int64_t offset = 0;
     for (PeakDataSegment& segment : segments) {
@@ -58,6 +59,7 @@ void PeakData::LoadFromStream(IPlatformByteStream& inStream) {
         segment.SetStartOffset(offset);
         offset = segment.GetEndOffset();
     }
+    Examine();
 }
 
 void PeakData::WriteToStream(OPlatformByteStream& outStream) const {

@@ -96,7 +96,8 @@ public:
     /// As above, for a constant timeline.
     const_iterator end() const noexcept;
 
-    /// Finds the datum whose block contains the offset, by bisection.
+    /// Finds the datum whose block contains the offset, by bisection: of the segments, or of all datums if
+    /// blocks overlap or have no length, or a segment has no datums.
     /// @return the last datum that does not start after inOffset; in a gap, this is the last datum before it.
     ///        Between the start offset and the first segment, the first datum. Outside the timeline, end().
     iterator Find(std::int64_t inOffset);
@@ -179,7 +180,12 @@ private:
     /// Merges adjacent segments that touch and have the same block size.
     void Consolidate();
     /// Makes each segment start where the previous one ends, and the first one at the start offset.
+    /// Makes the segments of runs, consolidated.
+    void Assemble(const detail::BlockRunVector& inRuns);
+    /// Makes each segment start where the one before it ends, the first at the start offset.
     void FixStartOffsets() noexcept;
+    /// Finds out anew what is remembered of the segments; by every operation that changes their offsets.
+    void Examine() noexcept;
     bool Covers(std::int64_t inOffset) const noexcept;
     bool CanHold(const PeakData& inSource) const noexcept;
     std::size_t SegmentAt(const const_iterator& inBorder) const noexcept;
@@ -187,6 +193,9 @@ private:
     std::int64_t startOffset = 0;
     PeakDataSegmentVector segments;
     PeakDatum reservedDatum; ///< part of the layout: copied, and otherwise unused
+    // Remembered so that Append and Find need not look at every segment. Each may be false where it holds.
+    bool isConsolidated = true; // no two neighbours could be merged
+    bool isOrdered = true;      // no segment is empty, and no block starts before the one before it ends
 };
 
 /// Refers to a datum of a PeakData, or to its end.
@@ -236,9 +245,7 @@ public:
     }
     /// Moves to the previous datum, into the previous segment if necessary.
     PeakDataIterator& operator--() {
-        if (segment == segmentsEnd)
-            EnterPreviousSegment();
-        if (datum == segment->begin())
+        if (segment == segmentsEnd || datum == segment->begin())
             EnterPreviousSegment();
         if (datum != segment->begin())
             --datum;

@@ -16,6 +16,7 @@ namespace kelaudiofile {
 namespace detail {
 
 struct BlockRun;
+using BlockRunVector = std::vector<BlockRun, kelcore::allocator::STLAllocator<BlockRun>>;
 
 /// Returns the offset where a block starts. Wraps around at 64 bits, as all offset arithmetic here does.
 constexpr std::int64_t BlockOffset(std::int64_t inStartOffset, std::uint64_t inIndex,

@@ -161,6 +161,19 @@ TEST(PeakDataBounds, StepsGoWithTheSegments) {
     ExpectLinear("a point for each block",
                  [&](int n) { return load(n), resample(15, std::size_t(2 * kDatums * n)); });
     ExpectLinear("one point for all laps", [&](int n) { return load(n), resample(1e15, 1); });
+    ExpectLinear("append", [&](int n) {
+        peaks = std::make_shared<PeakData>();
+        for (int i = 0; i < 2 * n; ++i)
+            peaks->Append(peaks->GetEndOffset(), i % 2 == 0 ? 10 : 20, PeakDatumVector(kDatums));
+        return lasts(n * kSegments);
+    });
+    ExpectLinear("find each", [&](int n) {
+        std::int64_t found = 0;
+        load(n);
+        while (found < n && peaks->Find(found * kSegments) != peaks->end())
+            ++found;
+        return found == n;
+    });
     peaks = std::make_shared<PeakData>();
     peaks->Append(0, 10, PeakDatumVector(2000));
     for (int i = 1; i < 2000; ++i)

@@ -62,6 +62,10 @@ TEST(PeakDataIterator, MovesAndOffersItsDatum) {
     EXPECT_EQ((*it--).max, 2);
     EXPECT_TRUE(it + INT64_MAX == data->end() && it - INT64_MIN == data->end());
     EXPECT_TRUE((it += 4) == data->begin() + 4 && (it -= 1) == data->end() - 3);
+    EXPECT_TRUE(data->Find(306) == data->begin() + 2 && data->Find(606) == data->begin() + 4)
+        << "before gaps";
+    const auto overlap = Timeline("from 0 | 0 100: 1 2 3 4 | 150 50: 5 6 7 | 300 -50: 8 9 10 | 450 50: 11");
+    EXPECT_EQ((*overlap->Find(250)).max, 10) << "the datums are bisected where offsets are not in order";
     const PeakData::const_iterator constant = it;
     (*it).max = 11;
     EXPECT_EQ((*constant).max, 11);
@@ -79,7 +83,9 @@ TEST(PeakDataIterator, FindsSilenceInSegmentsWithoutDatums) {
         backward += std::to_string(static_cast<int>((*--it).max));
     while (it != data->begin());
     EXPECT_EQ(forward, "0102300");
-    EXPECT_EQ(backward, "032010") << "a step back from the end passes over the last segment";
+    EXPECT_EQ(backward, "0032010");
+    const auto hollow = Timeline("from 0 | 0 10:");
+    EXPECT_TRUE(--hollow->end() == hollow->begin()) << "there is nothing else to step back to";
     (*data->begin()).max = 9; // will be lost
     EXPECT_EQ((*std::as_const(*data).Find(5)).max + (*data->Find(5)).max, 0);
     EXPECT_EQ((*(data->begin() + 1)).max, 2) << "counted moves pass over them";
