@@ -23,9 +23,8 @@ namespace kelaudiofile {
 /// spans offset 0 takes its extremes from the first block on.
 ///
 /// The function always terminates and cannot fail. It only reads the container, which must not change during
-/// the call, and allocates nothing. It takes the time of one pass over the blocks that the points span; no
-/// block is visited more than a few times per point, however many laps of a loop that point spans. Segments
-/// without datums are skipped.
+/// the call, and allocates nothing. It takes the time of one pass over the blocks that the points span;
+/// points longer than a looped timeline share one pass over it. Segments without datums are skipped.
 ///
 /// @param inPeakData  the timeline; null gives silence.
 /// @param inStartOffset  the position of the first point in offset units; may be negative and may have a

@@ -161,6 +161,8 @@ TEST(PeakDataBounds, StepsGoWithTheSegments) {
     ExpectLinear("a point for each block",
                  [&](int n) { return load(n), resample(15, std::size_t(2 * kDatums * n)); });
     ExpectLinear("one point for all laps", [&](int n) { return load(n), resample(1e15, 1); });
+    ExpectLinear("a lap and more for each point",
+                 [&](int n) { return load(n), resample(1.25 * double(n * kSegments), std::size_t(n)); });
     ExpectLinear("append", [&](int n) {
         peaks = std::make_shared<PeakData>();
         for (int i = 0; i < 2 * n; ++i)
