@@ -30,8 +30,8 @@ protected:
 };
 
 // Chunks are so far apart that each needs a read of its own. The calls: does the file exist, its size, open,
-// FORM, its size again, the headers of COMM, CHAN and SSND, COMM, SSND, CHAN, samples, metadata; finally,
-// none fails.
+// FORM, its size again, the headers of COMM and what follows it, of CHAN and what follows it, and of SSND;
+// COMM, SSND, CHAN, samples, metadata; finally, none fails.
 TEST_F(AiffFaults, EverySystemCallOfReading) {
     const Bytes comm = Chunk("COMM", Comm{.channels = 3, .frames = 2000}.Data()),
                 anno = Chunk("ANNO", Bytes(20000));
@@ -42,8 +42,8 @@ TEST_F(AiffFaults, EverySystemCallOfReading) {
     forGood.clear();
     faults::SweepCalls({.mode = System::Mode::kFailOnce}, [&] { once += Read(12000, 20008) + " "; });
     faults::SweepCalls({.mode = System::Mode::kFailForGood}, [&] { forGood += Read(12000, 20008) + " "; });
-    EXPECT_EQ(once, "1 -77 -77 2 3 3 3 3 4 5 SM LM LS LSM ");
-    EXPECT_EQ(forGood, "1 -77 -77 2 3 3 3 3 4 5  L LS LSM ");
+    EXPECT_EQ(once, "1 -77 -77 2 3 3 3 3 3 3 4 5 SM LM LS LSM ");
+    EXPECT_EQ(forGood, "1 -77 -77 2 3 3 3 3 3 3 4 5  L LS LSM ");
 }
 
 TEST_F(AiffFaults, EveryAllocationOfWriting) {

@@ -256,4 +256,11 @@ TEST_F(Bounds, OfAiffFiles) {
                  [&] { return ReadsInPieces(file, kMiB, 4096); });
     ExpectAtMost("read, a byte each", {.calls = 25, .allocations = 4},
                  [&] { return ReadsInPieces(file, kMiB, 1); });
+    ExpectAtMost("read, here and there", {.calls = 53, .bytesRead = 53 * 8}, [&] {
+        unsigned char bytes[8];
+        std::int64_t offset = 0;
+        while (file->ReadSampleBytes(offset, 8, bytes))
+            offset += 20'000;
+        return offset > 1'000'000;
+    });
 }

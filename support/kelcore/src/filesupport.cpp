@@ -109,7 +109,7 @@ void IPlatformByteStream::ReadBlock(void* outBytes, unsigned inCount) {
     std::uint64_t position = mPosition;
     for (unsigned wanted = inCount; wanted > 0;) {
         if (!InWindow(position))
-            FillWindow(position);
+            FillWindow(position, wanted);
         if (!InWindow(position))
             mFile->ThrowAtEnd();
         const auto offset = static_cast<unsigned>(position - mWindowStart);
@@ -123,16 +123,18 @@ void IPlatformByteStream::ReadBlock(void* outBytes, unsigned inCount) {
 }
 
 // A miss just past the window is part of a walk in small steps, which a larger window serves with fewer
-// calls. Any other miss is a jump, after which most of a large window would go unused.
-void IPlatformByteStream::FillWindow(std::uint64_t inPosition) {
-    const std::uint64_t windowEnd = mWindowStart + mWindowCount;
-    const bool goesForward =
-        mWindowCount != 0 && inPosition >= windowEnd && inPosition - windowEnd < mWindowCount;
-    const unsigned wanted = goesForward ? std::min(2 * mWindowCount, kLargestWindow) : kFirstWindow;
+// calls; so is a first read near the start of the file. Any other miss is a jump, after which anything beyond
+// the bytes asked for would likely go unused.
+void IPlatformByteStream::FillWindow(std::uint64_t inPosition, unsigned inJumpCount) {
+    const unsigned reach = 2 * std::max(mWindowCount, kFirstWindow);
+    const bool goesForward = inPosition >= mWindowStart + mWindowCount && inPosition - mWindowStart < reach;
+    const unsigned wanted =
+        goesForward ? std::clamp(2 * mWindowCount, kFirstWindow, kLargestWindow) : inJumpCount;
     mWindowCount = 0;
     if (wanted > mWindowCapacity) {
-        mWindow.reset(new unsigned char[wanted]);
-        mWindowCapacity = wanted;
+        mWindowCapacity = 0; // should memory run out
+        mWindow.reset(new unsigned char[std::max(wanted, kFirstWindow)]);
+        mWindowCapacity = std::max(wanted, kFirstWindow);
     }
     mWindowCount = static_cast<unsigned>(mFile->ReadSome(mWindow.get(), wanted, inPosition));
     mWindowStart = inPosition;
@@ -163,7 +165,7 @@ std::uint64_t IPlatformByteStream::CountZeroBytes(std::uint64_t inLimit) {
     while (count < inLimit) {
         const std::uint64_t position = mPosition + count;
         if (!InWindow(position))
-            FillWindow(position);
+            FillWindow(position, kFirstWindow);
         if (!InWindow(position))
             break;
         const auto offset = static_cast<unsigned>(position - mWindowStart);

@@ -151,8 +151,9 @@ public:
 };
 
 /// Reads a file with positioned calls. Setting the position costs no system call. Small reads are served from
-/// a window of the file that grows while reading proceeds forward; large reads go directly to the caller's
-/// memory. The file must therefore not change while the stream is in use. Reads need no alignment.
+/// a window of the file, which holds only what was asked for after a jump and grows while reading proceeds
+/// forward; large reads go directly to the caller's memory. The file must therefore not change while the
+/// stream is in use. Reads need no alignment.
 class KELCORE_EXPORT IPlatformByteStream : public IByteStream {
 public:
     /// Opens the file, unless it is already open.
@@ -179,7 +180,8 @@ public:
 private:
     /// Makes the window begin at a position. It then holds at least one byte, unless the position is at or
     /// past the end.
-    void FillWindow(std::uint64_t inPosition);
+    /// @param inJumpCount  how many bytes to read if the position is a jump.
+    void FillWindow(std::uint64_t inPosition, unsigned inJumpCount);
     bool InWindow(std::uint64_t inPosition) const {
         return inPosition >= mWindowStart && inPosition - mWindowStart < mWindowCount;
     }
