@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cfenv>
 #include <string>
 #include <vector>
 
@@ -16,7 +17,7 @@ template <int kBytes>
 void Round(const Byte* in, Byte* out) {
     constexpr double kFullScale = 1 << (8 * kBytes - 1);
     const float value = Get<float>(in);
-    const double rounded = std::isnan(value) ? 0 : std::nearbyint(value * kFullScale);
+    const double rounded = std::isnan(value) ? 0 : std::rint(value * kFullScale);
     const auto sample = static_cast<std::int32_t>(std::clamp(rounded, -kFullScale, kFullScale - 1));
     for (int b = 0; b < kBytes; ++b)
         out[b] = static_cast<Byte>(sample >> (8 * b));
@@ -84,6 +85,14 @@ struct FrameBlock {
     }
 };
 
+/// Returns the floating-point exceptions that work raises.
+template <typename Work>
+int FlagsOf(Work inWork) {
+    std::feclearexcept(FE_ALL_EXCEPT);
+    inWork();
+    return std::fetestexcept(FE_ALL_EXCEPT);
+}
+
 /// Passes a block through the routines and the model, in both directions. File and planes are placed against
 /// inaccessible pages, one at the front and one at the back, and everything around them must be kept.
 /// @param inLeftOut  one bit for each channel without a plane.
@@ -110,16 +119,20 @@ std::string Difference(const FrameBlock& inBlock, std::uint64_t inLeftOut, bool 
     const auto channels = static_cast<std::int32_t>(inBlock.channels);
     const auto planes = planesIn(floats);
     inFill(in, byteCount, inBlock.Width());
-    DecodeFrames(inBlock.Format(), in, planes.data(), frames, channels);
-    inBlock.Decode(in, planesIn(expectedFloats).data());
-    if (floats != expectedFloats)
-        return "decoded";
+    const int decoding =
+        FlagsOf([&] { DecodeFrames(inBlock.Format(), in, planes.data(), frames, channels); });
+    const int ofDecoding = FlagsOf([&] { inBlock.Decode(in, planesIn(expectedFloats).data()); });
+    if (floats != expectedFloats || (decoding & ~ofDecoding) != 0)
+        return floats == expectedFloats ? "flags of decoding" : "decoded";
     for (float* const plane : planes)
         if (plane)
             inFill(reinterpret_cast<Byte*>(plane), planeBytes, sizeof(float));
-    EncodeFrames(inBlock.Format(), planes.data(), in, frames, channels);
-    inBlock.Encode(planes.data(), out);
-    return bytes == expectedBytes ? "" : "encoded";
+    const int encoding =
+        FlagsOf([&] { EncodeFrames(inBlock.Format(), planes.data(), in, frames, channels); });
+    const int ofEncoding = FlagsOf([&] { inBlock.Encode(planes.data(), out); });
+    if (bytes != expectedBytes)
+        return "encoded";
+    return (encoding & ~ofEncoding) == 0 ? "" : "flags of encoding";
 }
 
 /// Returns whether a sample of the format is decoded as by a routine for its bytes, which may be converted
