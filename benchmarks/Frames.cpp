@@ -58,21 +58,31 @@ struct Kind {
     bool isSwapped;
 };
 
-const SampleFormat kBig16 = {SampleCoding::kInteger, 2, ByteOrder::kBigEndian, false};
+constexpr SampleFormat Big(SampleCoding inCoding, std::int32_t inBytes) {
+    return {inCoding, inBytes, ByteOrder::kBigEndian, false};
+}
+
+constexpr SampleCoding kInteger = SampleCoding::kInteger, kFloat = SampleCoding::kFloat_1;
 const Kind kKinds[] = {
     {"16 bit", {SampleCoding::kInteger, 2}, DeInterleave16Bit, nullptr, Interleave16Bits, false},
     {"24 bit", {SampleCoding::kInteger, 3}, DeInterleave24Bit, nullptr, Interleave24Bits, false},
     {"32 bit", {SampleCoding::kInteger, 4}, DeInterleave32Bit, Interleave32BitInteger, nullptr, false},
     {"float", {SampleCoding::kFloat_1, 4}, DeInterleave32BitFloat_1, Interleave32BitFloat_1, nullptr, false},
-    {"16 bit big-endian", kBig16, DeInterleave16Bit, nullptr, Swizzle16Bit, true},
+    {"16 bit big-endian", Big(kInteger, 2), DeInterleave16Bit, nullptr, Swizzle16Bit, true},
+    {"24 bit big-endian", Big(kInteger, 3), DeInterleave24Bit, nullptr, Swizzle24Bit, true},
+    {"32 bit big-endian", Big(kInteger, 4), DeInterleave32Bit, Interleave32BitInteger, Swizzle32Bit, true},
+    {"float big-endian", Big(kFloat, 4), DeInterleave32BitFloat_1, Interleave32BitFloat_1, Swizzle32Bit,
+     true},
 };
 
-void RoundPlainly(const float* in, unsigned char* out, int inBytes) {
-    const float fullScale = static_cast<float>(1 << (8 * inBytes - 1));
-    for (int i = 0; i < kFrames; ++i) {
-        const auto sample = std::lrint(std::clamp(in[i] * fullScale, -fullScale, fullScale - 1));
-        for (int b = 0; b < inBytes; ++b)
-            *out++ = static_cast<unsigned char>(sample >> (8 * b));
+/// As a host would write it: one loop for each width, without a call or a branch for a sample.
+template <int kBytes>
+void RoundPlainly(const float* in, unsigned char* out) {
+    constexpr float kFullScale = 1 << (8 * kBytes - 1);
+    for (int i = 0; i < kFrames; ++i, out += kBytes) {
+        const auto sample = static_cast<std::int32_t>(
+            std::lrint(std::min(std::max(in[i] * kFullScale, -kFullScale), kFullScale - 1)));
+        std::memcpy(out, &sample, kBytes);
     }
 }
 
@@ -90,13 +100,17 @@ void Compare(const Kind& inKind, int inChannels) {
     const auto encode = [&] { EncodeFrames(inKind.format, planes.data(), file.data(), kFrames, inChannels); };
     const auto encodeEach = [&] {
         for (int c = 0; c < inChannels; ++c) {
+            const float* const plane = planes[static_cast<std::size_t>(c)];
             unsigned char* const out = file.data() + c * bytes;
-            if (inKind.encode)
-                inKind.encode(planes[static_cast<std::size_t>(c)], out, kFrames, inChannels);
-            else {
-                RoundPlainly(planes[static_cast<std::size_t>(c)], samples.data(), bytes);
-                inKind.interleave(samples.data(), out, kFrames * (inKind.isSwapped ? bytes : 1), inChannels);
+            if (inKind.encode && !inKind.isSwapped) {
+                inKind.encode(plane, out, kFrames, inChannels);
+                continue;
             }
+            if (inKind.encode)
+                inKind.encode(plane, samples.data(), kFrames, 1);
+            else
+                (bytes == 2 ? RoundPlainly<2> : RoundPlainly<3>)(plane, samples.data());
+            inKind.interleave(samples.data(), out, kFrames * (inKind.isSwapped ? bytes : 1), inChannels);
         }
     };
     const auto decode = [&] { DecodeFrames(inKind.format, file.data(), planes.data(), kFrames, inChannels); };
@@ -119,8 +133,8 @@ void Compare(const Kind& inKind, int inChannels) {
         std::fprintf(stderr, "%s, %d channels: differs from single channels\n", inKind.name, inChannels);
         std::exit(1);
     }
-    std::printf("| %s, %d channels | %.2f | %.2f |\n", inKind.name, inChannels, Speed(decode, decodeEach),
-                Speed(encode, encodeEach));
+    std::printf("| %s, %d channel%s | %.2f | %.2f |\n", inKind.name, inChannels, inChannels == 1 ? "" : "s",
+                Speed(decode, decodeEach), Speed(encode, encodeEach));
 }
 
 } // namespace
@@ -128,6 +142,6 @@ void Compare(const Kind& inKind, int inChannels) {
 int main() {
     std::printf("| %d frames of | Decoding | Encoding |\n|---|---|---|\n", kFrames);
     for (const Kind& kind : kKinds)
-        for (const int channels : {2, 4, 6, 8, 16})
+        for (const int channels : {1, 2, 4, 6, 8, 16})
             Compare(kind, channels);
 }
