@@ -12,10 +12,10 @@ namespace {
 
 using namespace convert;
 
-/// Samples in one turn of a loop. With fewer, where the loop starts in memory would decide over its speed.
+/// Samples per loop iteration. With fewer, the speed would depend on how the loop happens to be aligned.
 constexpr std::size_t kGroupSize = 8;
 
-/// One sample in the upper bits of a word, so that the sign of every width lies in one place.
+/// Loads one sample into the upper bits of a word, so that the sign bit of every width is in the same place.
 template <typename Word, std::size_t kBytes>
 Word LoadUpper(const Byte* in) {
     if constexpr (kBytes == 3)
@@ -24,13 +24,13 @@ Word LoadUpper(const Byte* in) {
         return Word{LoadLittle<Unsigned<kBytes>>(in)} << 8 * (sizeof(Word) - kBytes);
 }
 
-/// Samples of one channel in the upper bits of words, a few vectors full.
+/// Samples of one channel in the upper bits of words, filling several vectors.
 template <typename Word>
 struct Group {
     Lanes<Word> vectors[kGroupSize / kLaneCount<Word>];
 };
 
-/// Puts zeros below each byte of a number, which lie in it as in memory.
+/// Inserts a zero byte below each byte of a number, in memory order.
 Lanes<std::uint16_t> UpperBytes(std::uint64_t in) {
     const auto bytes = reinterpret_cast<Lanes<std::uint8_t>>(Lanes<std::uint64_t>{in});
     const Lanes<std::uint8_t> zero = {};
@@ -38,7 +38,7 @@ Lanes<std::uint16_t> UpperBytes(std::uint64_t in) {
         __builtin_shufflevector(zero, bytes, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23));
 }
 
-/// Puts zeros below each half word.
+/// Inserts zeros below each half word.
 Group<std::uint32_t> UpperHalves(Lanes<std::uint16_t> in) {
     const Lanes<std::uint16_t> zero = {};
     return {
@@ -47,16 +47,16 @@ Group<std::uint32_t> UpperHalves(Lanes<std::uint16_t> in) {
              __builtin_shufflevector(zero, in, 4, 12, 5, 13, 6, 14, 7, 15))}};
 }
 
-/// Reads whole words and drops what follows each sample in it: a load as wide as a lane goes straight to a
-/// vector, where a narrower one would take the way through other registers.
+/// Loads whole words and discards what follows each sample: a load as wide as a lane goes straight to a
+/// vector register, while a narrower one would go through general-purpose registers.
 template <typename Word, std::size_t kBytes, std::size_t... kIndex>
 Lanes<Word> LoadOneByOne(const Byte* in, std::size_t inStep, std::index_sequence<kIndex...>) {
     return Lanes<Word>{LoadLittle<Word>(in + kIndex * inStep)...} << 8 * (sizeof(Word) - kBytes);
 }
 
-/// In mono the samples are read as they lie. In stereo a sample and its neighbour are one number of twice the
-/// width, which loses its upper half. All others, and 24-bit samples, are read one by one.
-/// @tparam kStride  the distance of the samples if it is known to the compiler, else 0.
+/// Mono samples are loaded directly. A stereo sample and its neighbour are loaded as one number of twice the
+/// width, whose upper half is discarded. All others, and 24-bit samples, are loaded one by one.
+/// @tparam kStride  the distance between samples if the compiler knows it, else 0.
 template <typename Word, std::size_t kBytes, std::size_t kStride>
 Group<Word> LoadGroup(const Byte* in, std::size_t inStep) {
     if constexpr (kIsLittleEndian && kBytes == 1 && kStride == 1)
@@ -83,7 +83,7 @@ Group<Word> LoadGroup(const Byte* in, std::size_t inStep) {
     }
 }
 
-/// @return how many more samples must follow a group, since its loads reach into what lies behind it.
+/// Returns how many samples must follow a group, because its loads reach past its end.
 template <typename Word, std::size_t kBytes, std::size_t kStride>
 constexpr std::size_t SamplesBehind() {
     if (kStride == 1 && (kBytes == sizeof(Word) || (kBytes != 3 && kIsLittleEndian)))
@@ -94,7 +94,7 @@ constexpr std::size_t SamplesBehind() {
     return (sizeof(Word) - kBytes + kLeastStep - 1) / kLeastStep;
 }
 
-/// @param inStride  samples from one to the next, as WithStride gives it.
+/// @param inStride  the distance between samples, as WithStride passes it.
 template <typename Sample, typename Stride>
 void GatherByLanes(const Byte* in, Byte* out, std::size_t inCount, Stride inStride) {
     using Word = typename Sample::Word;
@@ -164,7 +164,7 @@ void DeInterleave32BitFloat_1(const void* source, float* destination, std::int64
                               std::int32_t numChannels) {
     if (!kIsLittleEndian || numChannels != 1)
         Gather<FloatBits>(source, destination, sampleCount, numChannels);
-    else if (sampleCount != 0) // the same bytes, and null may stand for none
+    else if (sampleCount != 0) // the same bytes; null is allowed for none
         std::memmove(destination, source, static_cast<std::size_t>(sampleCount) * sizeof(float));
 }
 

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t kBatchBytes = 4096, kSilentFrames = 512;
 
-/// Floats to little-endian integers without a gap.
+/// Converts floats to contiguous little-endian integers.
 template <std::size_t kBytes>
 void Round(const void* source, void* destination, std::int32_t count, std::int32_t) {
     const auto* in = static_cast<const Byte*>(source);
@@ -56,7 +56,7 @@ bool IsSwapped(const SampleFormat& inFormat) {
     return inFormat.byteOrder == ByteOrder::kBigEndian && inFormat.bytesPerSample > 1;
 }
 
-/// Moves samples of a channel to other places, with their bytes reversed or their top bits flipped.
+/// Moves the samples of a channel, reversing their bytes or flipping their top bits.
 /// @param inStep, outStep  bytes from sample to sample.
 void MoveSamples(const SampleFormat& inFormat, const Byte* in, std::size_t inStep, Byte* out,
                  std::size_t outStep, std::size_t inCount) {

@@ -3,10 +3,10 @@
 #include "SampleLanes.h"
 #include "kelaudiofile/Frames.h"
 
-/// Frames are converted one channel at a time, by the routines for a single one, where no tiles fit.
+/// Converts frames one channel at a time with the single-channel routines, where tiles do not fit.
 namespace kelaudiofile::convert {
 
-/// @return whether samples of this coding and width exist.
+/// Returns whether samples of this coding and width exist.
 bool HasChannelRoutines(const SampleFormat& inFormat);
 
 /// @param in  the first sample of the channel.

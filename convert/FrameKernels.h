@@ -1,6 +1,6 @@
-// The kernels of FrameTiles.h, for FrameTilesWide.cpp and FrameTilesNarrow.cpp. Each of them first defines
-// vectors of its processor, what is done with them, and KELAUDIOFILE_TILE, the mark of functions for that
-// processor, which no parameter of a template can be.
+// The kernels of FrameTiles.h, included by FrameTilesWide.cpp and FrameTilesNarrow.cpp. Each of these first
+// defines the vectors of its processor, their operations, and KELAUDIOFILE_TILE, the attribute of functions
+// for that processor, which cannot be a template parameter.
 #include <utility>
 
 #include "SampleKinds.h"
@@ -10,14 +10,15 @@ namespace kelaudiofile::convert {
 
 namespace {
 
-/// Enough to fill cache lines of floats: writing half a line of every plane in turn takes up to twice as
+/// Enough to fill cache lines of floats: writing half a line of every plane at a time takes up to twice as
 /// long.
 constexpr std::size_t kTileFrames = 2 * kVectorFrames;
 
-/// How far ahead the lines are fetched that will be written.
+/// How far ahead of the stores cache lines are prefetched.
 constexpr std::size_t kFloatsAhead = 48, kBytesAhead = 256;
 
-/// Half a tile, as rows or as columns: 1 or 2 rows that several whole frames of as many elements share, or 4.
+/// Half a tile, as rows or as columns: 4 rows, or 1 or 2 rows shared by several whole frames of 1 or 2
+/// elements.
 using Half = Words[4];
 
 template <std::size_t kRows>
@@ -36,7 +37,7 @@ KELAUDIOFILE_TILE inline void ColumnsToRows(Half& ioHalf) {
         Transpose(ioHalf);
 }
 
-/// @return the samples of a channel in the upper bits of words.
+/// Returns the samples of a channel in the upper bits of words.
 template <std::size_t kBytes, std::size_t kChannel>
 KELAUDIOFILE_TILE inline Words UpperBits(const Half& inColumns) {
     constexpr int kBits = 8 * kBytes, kPlace = kBits * (kChannel % SamplesPerElement(kBytes));
@@ -59,7 +60,7 @@ KELAUDIOFILE_TILE inline void StoreChannel(const Half (&inTile)[2], float* outPl
                     ToFloats<Sample>(UpperBits<Sample::kBytes, kChannel>(inTile[half])));
 }
 
-/// The last channel first: what the elements hold beyond the channels is overwritten.
+/// Stores the last channel first: whatever the elements hold beyond the channels is overwritten.
 template <typename Sample, std::size_t... kIndex>
 KELAUDIOFILE_TILE inline void StoreChannels(const Half (&inTile)[2], float* const* inPlanes,
                                             std::size_t inFrame, std::index_sequence<kIndex...>) {
@@ -94,7 +95,7 @@ KELAUDIOFILE_TILE void Decode(const DecodeTask& inTask) {
     }
 }
 
-/// @return one element of each frame.
+/// Returns one element of each frame.
 template <typename Sample, std::size_t kChannels>
 KELAUDIOFILE_TILE inline Words MakeElement(const float* const* inPlanes, std::size_t inFrame) {
     constexpr std::size_t kSamples = SamplesPerElement(Sample::kBytes);
@@ -118,7 +119,8 @@ KELAUDIOFILE_TILE inline void MakeElements(Half& outColumns, const float* const*
      ...);
 }
 
-/// @tparam kStoredBytes  of a row; what a row stores beyond its own bytes is overwritten by the next one.
+/// @tparam kStoredBytes  the bytes stored per row; the next row overwrites what a row stores beyond its own
+///        bytes.
 template <typename Sample, std::size_t kRows, std::size_t kChannels, bool kMoves, std::size_t kStoredBytes>
 KELAUDIOFILE_TILE void Encode(const EncodeTask& inTask) {
     constexpr std::size_t kElements = ElementsFor(Sample::kBytes, kChannels), kFramesPerRow = 4 / kRows;
@@ -130,7 +132,7 @@ KELAUDIOFILE_TILE void Encode(const EncodeTask& inTask) {
     const Words places = LoadPlaces(inTask.moves->toFile), flip = Fill(inTask.flip);
 
     for (std::size_t frame = inTask.firstFrame; frame < endFrame; frame += kVectorFrames) {
-        if constexpr (Sample::kBytes == 4) // the others compute for longer than the lines take to come
+        if constexpr (Sample::kBytes == 4) // the others compute for longer than a prefetch takes
             for (std::size_t line = 0; line < kVectorFrames * step; line += 64)
                 PrefetchForWriting(out + kBytesAhead + line);
         Half half = {};
@@ -170,7 +172,7 @@ constexpr TileKernels KernelsFor() {
 }
 
 /// @tparam kIsWhole  whether that many channels make a frame.
-/// @return no functions where there are no such tiles.
+/// @return null pointers if there are no such tiles.
 template <typename Sample, typename Written, bool kIsWhole, std::size_t kChannels>
 constexpr TileKernels KernelsIfAny() {
     constexpr std::size_t kElements = ElementsFor(Sample::kBytes, kChannels);

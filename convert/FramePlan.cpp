@@ -6,7 +6,7 @@ namespace kelaudiofile::convert {
 
 namespace {
 
-/// @param inChannels  those of whole frames that share rows, or 0 for rows of parts of a frame.
+/// @param inChannels  the channels of whole frames that share rows, or 0 for rows of partial frames.
 constexpr RowMoves MovesFor(std::size_t inBytes, bool inIsBigEndian, std::size_t inChannels) {
     RowMoves moves{};
     moves.fromFile.fill(-1);
@@ -19,7 +19,8 @@ constexpr RowMoves MovesFor(std::size_t inBytes, bool inIsBigEndian, std::size_t
         for (std::size_t sample = 0; sample < samples; ++sample) {
             const std::size_t file = (frame * inChannels + sample) * inBytes;
             const std::size_t element = frame * (kRowBytes / frames) + sample * room;
-            // Samples of 24 bits go into the upper bytes of their elements, and come from the lower ones.
+            // 24-bit samples are read into the upper bytes of their elements, and written from the lower
+            // ones.
             const std::size_t upper = element + room - inBytes;
             for (std::size_t b = 0; b < inBytes; ++b) {
                 const std::size_t inFile = file + (inIsBigEndian ? inBytes - 1 - b : b);
@@ -32,7 +33,7 @@ constexpr RowMoves MovesFor(std::size_t inBytes, bool inIsBigEndian, std::size_t
     return moves;
 }
 
-/// By byte order, bytes per sample, and the channels of whole frames.
+/// Indexed by byte order, bytes per sample, and the channels of whole frames.
 struct MovesTable {
     RowMoves rows[2][4][9];
 };

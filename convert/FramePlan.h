@@ -5,7 +5,7 @@
 
 namespace kelaudiofile::convert {
 
-/// Which tiles convert the frames of one call, if any.
+/// Selects the tiles that convert the frames of one call, if any.
 class FramePlan {
 public:
     /// @param inTakesAll  whether all channels of the frames are converted.
@@ -15,22 +15,22 @@ public:
     std::size_t Step() const { return mStep; } ///< bytes from frame to frame
     std::size_t TileFrames() const { return mTileFrames; }
     bool SharesRows() const { return mFramesPerRow > 1; }
-    /// How many channels are converted at once.
+    /// Returns how many channels are converted at once.
     std::size_t PartChannels() const { return mPartChannels; }
-    /// @return how many planes the tiles for so many channels take.
+    /// Returns how many planes the tiles for this many channels need.
     std::size_t PlanesFor(std::size_t inChannels) const;
     const RowMoves* Moves() const { return mMoves; }
     std::uint32_t Flip() const { return mFlip; }
 
-    /// Whether there are tiles, and no single channels faster to convert.
+    /// Whether tiles exist and are faster than the single-channel routines.
     bool DecodesTiles() const { return mTiles && !mAreSingle; }
     bool EncodesTiles() const { return mTiles && !(mAreSingle && mSampleBytes == 4); }
-    /// @return the tiles for so many channels.
+    /// Returns the tiles for this many channels.
     DecodeTiles Decoder(std::size_t inChannels) const;
-    /// @param inIsLast  whether no more channels follow in the frame, so that rows may be written in whole.
+    /// @param inIsLast  whether no more channels follow in the frame, so that whole rows may be written.
     EncodeTiles Encoder(std::size_t inChannels, bool inIsLast) const;
 
-    /// @return how many bytes a tile touches, from its first frame on.
+    /// Returns how many bytes a tile touches, from its first frame on.
     std::size_t Reach() const { return (mTileFrames - mFramesPerRow) * mStep + kRowBytes; }
 
 private:
@@ -41,7 +41,7 @@ private:
     const TileTable* mTiles = nullptr;
     const RowMoves* mMoves = nullptr;
     std::uint32_t mFlip = 0;
-    bool mAreSingle; ///< channels that routines for one of them decode faster
+    bool mAreSingle; ///< whether the single-channel routines decode faster
 };
 
 } // namespace kelaudiofile::convert

@@ -13,15 +13,15 @@ namespace {
 
 using namespace convert;
 
-/// File bytes that stay in the nearest cache while one part of the channels after the other passes over them.
+/// The file bytes that stay in the L1 cache while one group of channels after another is converted.
 constexpr std::size_t kBlockBytes = 16384;
 constexpr std::size_t kLeastBlockFrames = 64, kMostSilentFrames = 1024;
-/// Frames from which on it pays to start blocks at whole lines.
+/// The number of frames from which it is worthwhile to align blocks to cache lines.
 constexpr std::size_t kWorthLines = 256;
 constexpr std::size_t kLineBytes = 64;
 
-/// Runs the tiles that touch no byte after the last frame. The final one may start among frames that another
-/// one has converted.
+/// Runs the tiles that touch no byte after the last frame. The final tile may overlap frames that were
+/// already converted.
 /// @param inByteCount  from the task's first byte to the end of the last frame.
 /// @return how many frames are done.
 template <typename Task>
@@ -42,11 +42,11 @@ std::size_t RunTiles(const FramePlan& inPlan, void (*inConvert)(const Task&), Ta
     return frames;
 }
 
-/// A tile with room for all that it touches.
+/// A tile with room for everything that its kernel touches.
 struct SpareTile {
     explicit SpareTile(const FramePlan& inPlan) : step(inPlan.SharesRows() ? inPlan.Step() : kRowBytes) {}
 
-    /// @return the same task on this tile.
+    /// Returns the same task for this tile.
     template <typename Task>
     Task Replace(const FramePlan& inPlan, const Task& inTask, std::size_t inChannels) {
         for (std::size_t c = 0; c < inPlan.PlanesFor(inChannels); ++c)
@@ -60,7 +60,7 @@ struct SpareTile {
     std::size_t step;
 };
 
-/// Copies a row: in whole, which is quicker, if there is room for it.
+/// Copies a row: all of it, which is faster, if there is room for it.
 void CopyRow(const Byte* in, Byte* out, std::size_t inByteCount, std::size_t inRoom) {
     if (inRoom >= kRowBytes)
         std::memcpy(out, in, kRowBytes);
@@ -68,14 +68,14 @@ void CopyRow(const Byte* in, Byte* out, std::size_t inByteCount, std::size_t inR
         std::memcpy(out, in, inByteCount);
 }
 
-/// Neighbouring channels of a block of frames.
+/// Adjacent channels of a block of frames.
 struct Part {
     std::size_t channels;
     std::size_t byteCount; ///< from the first sample to the end of the last frame
-    bool isLast;           ///< in its frame
+    bool isLast;           ///< whether these are the last channels of the frame
 };
 
-/// Frames that are too few for a tile, or too near to the end.
+/// Converts frames that are too few for a tile, or too close to the end.
 void DecodeApart(const FramePlan& inPlan, const Part& inPart, const DecodeTask& inTask) {
     SpareTile tile(inPlan);
     const std::size_t rowBytes = inPlan.SampleBytes() * inPart.channels,
@@ -123,7 +123,7 @@ void ConvertPart(const FramePlan& inPlan, const Part& inPart, Task&& ioTask,
     }
 }
 
-/// A run of frames, all of whose parts are converted before the next.
+/// A run of frames, all of whose parts are converted before the next run.
 struct Block {
     std::size_t first, count;
 };
@@ -151,13 +151,13 @@ void EncodePart(const FramePlan& inPlan, const Part& inPart, const float* const*
                 inPlan.Encoder(inPart.channels, inPart.isLast), EncodeApart);
 }
 
-/// Frames before the first whole line of a plane.
+/// Returns the number of frames before the first whole cache line of a plane.
 std::size_t FramesToLine(const float* inPlane) {
     return -reinterpret_cast<std::uintptr_t>(inPlane) % kLineBytes / sizeof(float);
 }
 
-/// Lines that are written in two goes take longer. So the blocks start where the first plane has a whole
-/// line, and what lies before goes with a block of its own.
+/// Cache lines that are written in two parts take longer. So the blocks start at a whole line of the first
+/// plane, and the frames before it form a block of their own.
 template <typename Convert>
 void ForEachBlock(std::size_t inFrames, std::size_t inBlockFrames, const float* inPlane, Convert inConvert) {
     std::size_t done = 0;
@@ -169,7 +169,7 @@ void ForEachBlock(std::size_t inFrames, std::size_t inBlockFrames, const float* 
         inConvert(Block{done, std::min(inFrames - done, inBlockFrames)});
 }
 
-/// @return in whole tiles, or all frames if one part or one channel takes them all.
+/// Returns a number of whole tiles, or all frames if one group of channels covers them all.
 std::size_t BlockFrames(const FramePlan& inPlan, std::size_t inFrames, std::size_t inChannels) {
     if (inChannels <= inPlan.PartChannels())
         return inFrames;
@@ -203,7 +203,7 @@ void DecodeFrames(const SampleFormat& inFormat, const void* source, float* const
             DecodeChannel(inFormat, in + place, planes[inChannel] + inBlock.first, inBlock.count, channels);
     };
     const auto decodeBlock = [&](Block inBlock) {
-        std::size_t run = 0; // of channels that are wanted
+        std::size_t run = 0; // of wanted channels
         for (std::size_t c = 0; c < channelCount; ++c) {
             run = planes[c] ? run + 1 : 0;
             if (run == partChannels || (run > 0 && (c + 1 == channelCount || !planes[c + 1]))) {
@@ -227,7 +227,7 @@ void EncodeFrames(const SampleFormat& inFormat, const float* const* planes, void
     const std::size_t partChannels = inTiles ? plan.PartChannels() : 1;
     const bool hasSilence = std::count(planes, planes + channelCount, nullptr) != 0;
     const auto encodeBlock = [&](Block inBlock) {
-        // The last channels first: their rows reach into the next frame, which is written after them.
+        // The last channels first: their rows reach into the next frame, which is written later.
         for (std::size_t end = channelCount, c = 0; end > 0; end = c) {
             c = (end - 1) / partChannels * partChannels;
             const std::size_t place = inBlock.first * plan.Step() + c * plan.SampleBytes();

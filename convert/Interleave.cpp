@@ -36,7 +36,7 @@ KELACCELERATE_WIDE void ScatterEight(const Byte* in, Byte* out) {
                         Sample::ConvertEight(_mm256_loadu_ps(reinterpret_cast<const float*>(in))));
 }
 
-/// Samples with nothing between them, twice eight a turn.
+/// Converts contiguous samples, twice eight per iteration.
 /// @return how many it converted, from the first on: all but the last few.
 template <typename Sample>
 KELACCELERATE_WIDE std::size_t ScatterWide(const Byte* in, Byte* out, std::size_t inCount) {
@@ -50,7 +50,7 @@ KELACCELERATE_WIDE std::size_t ScatterWide(const Byte* in, Byte* out, std::size_
 
 #endif
 
-/// Floats to samples of another form.
+/// Converts floats to samples of another form.
 template <typename Sample>
 void Scatter(const void* source, void* destination, std::int32_t inCount, std::int32_t numChannels) {
     using Source = typename Sample::Source;
@@ -73,7 +73,7 @@ void Scatter(const void* source, void* destination, std::int32_t inCount, std::i
             if (count >= WorthWideVectors(sizeof(Word)) && kelaccelerate::HasWideVectors())
                 i = ScatterWide<Sample>(in, out, count);
 #endif
-        const std::size_t inGroups = InWholeGroups(count, 4 * kLanes); // two lanes at once take 10 % longer
+        const std::size_t inGroups = InWholeGroups(count, 4 * kLanes); // two lanes at a time are 10 % slower
         for (; i < inGroups; i += 4 * kLanes) {
             convertLanes(i);
             convertLanes(i + kLanes);
@@ -88,7 +88,8 @@ void Scatter(const void* source, void* destination, std::int32_t inCount, std::i
     });
 }
 
-// Samples that keep their width are numbers of 8, 16, 24 or 32 bits, and each change a function of them.
+// Samples that keep their width are numbers of 8, 16, 24 or 32 bits, and each conversion is a function of
+// them.
 
 template <std::size_t kBytes>
 std::uint32_t LoadSample(const Byte* in) {
@@ -168,7 +169,7 @@ void FlipTopBits(const void* source, void* destination, std::size_t inCount, std
     Spread<1, WithTopBitFlipped>(in + inGroups, out + inGroups, inCount - inGroups, numChannels);
 }
 
-/// @tparam Element  what SwapBytes takes for a sample of this width.
+/// @tparam Element  the element type of SwapBytes for this width.
 template <typename Element>
 void Swizzle(const void* source, void* destination, std::int32_t byteCount, std::int32_t numChannels) {
     constexpr std::size_t kBytes = sizeof(Element);

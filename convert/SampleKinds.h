@@ -9,7 +9,7 @@
 #include "SampleLanes.h"
 #include "kelaccelerate/WideVectors.h"
 
-/// Each kind of sample has a width, a word that takes it into its upper bits, and the value of such words.
+/// Each kind of sample has a width, a word that holds it in its upper bits, and a conversion from such words.
 namespace kelaudiofile::convert {
 
 #if defined(__x86_64__)
@@ -18,7 +18,7 @@ KELACCELERATE_WIDE inline __m256 Scale(__m256 in, float inFactor) {
 }
 #endif
 
-/// One scale serves every width up to 32 bits. The conversion rounds 32-bit samples alone.
+/// One scale serves every width up to 32 bits. The conversion rounds only 32-bit samples.
 template <std::size_t kWidth>
 struct Integer {
     static constexpr std::size_t kBytes = kWidth;
@@ -36,7 +36,7 @@ struct Integer {
 
 static_assert(FLT_EVAL_METHOD == 0 || FLT_EVAL_METHOD == 1, "registers wider than a double would round once");
 
-/// Rounded twice, to double and to float.
+/// Rounded twice, to double and then to float.
 struct Integer64 {
     static constexpr std::size_t kBytes = 8;
     using Word = std::uint64_t;

@@ -8,9 +8,9 @@
 
 #include "bytes/ByteOrder.h"
 
-/// Samples are converted 16 bytes at a time, in vectors that both compilers know without naming a processor.
-/// Their elements are called lanes. A single sample goes the same way, in the first lane. Long runs may take
-/// wider vectors: see WideGather.h and Interleave.cpp.
+/// Samples are converted 16 bytes at a time, in vectors that both compilers support on every processor. Their
+/// elements are called lanes. A single sample is converted in the same way, in the first lane. Long runs may
+/// use wider vectors: see WideGather.h and Interleave.cpp.
 namespace kelaudiofile::convert {
 
 using bytes::Byte;
@@ -37,7 +37,7 @@ inline T Load(const Byte* in) {
 
 inline constexpr bool kIsLittleEndian = std::endian::native == std::endian::little;
 
-/// Takes a number from the machine's byte order to the files', or back.
+/// Converts a number from native byte order to the files', or back.
 template <typename Unsigned>
 constexpr Unsigned LittleEndian(Unsigned inValue) {
     if constexpr (kIsLittleEndian)
@@ -48,8 +48,8 @@ constexpr Unsigned LittleEndian(Unsigned inValue) {
     return reversed;
 }
 
-/// A number in little-endian bytes. Shifted bytes, as elsewhere, would do, but inside a loop not every
-/// compiler joins them to one load.
+/// Loads a number from little-endian bytes. Combining shifted bytes, as elsewhere, would work, but inside a
+/// loop not every compiler turns that into one load.
 template <typename Unsigned>
 inline Unsigned LoadLittle(const Byte* in) {
     return LittleEndian(Load<Unsigned>(in));
@@ -61,7 +61,7 @@ inline void StoreLittle(Byte* out, Unsigned inValue) {
     std::memcpy(out, &inValue, sizeof inValue);
 }
 
-/// @return how many of so many samples fill groups; the others go one by one.
+/// Returns how many of this many samples fill whole groups; the others are converted one by one.
 constexpr std::size_t InWholeGroups(std::size_t inCount, std::size_t inGroupSize) {
     return inCount - inCount % inGroupSize;
 }
@@ -72,8 +72,7 @@ using Unsigned =
                        std::conditional_t<kBytes == 2, std::uint16_t,
                                           std::conditional_t<kBytes == 4, std::uint32_t, std::uint64_t>>>;
 
-/// @return how many samples of so many bytes a run must have for the wider vectors of some processors to be
-/// worth the start.
+/// Returns the number of samples of this width from which the start-up cost of wider vectors is worthwhile.
 constexpr std::size_t WorthWideVectors(std::size_t inBytes) {
     return inBytes < 4 ? 64 : 128;
 }

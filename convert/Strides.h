@@ -6,14 +6,14 @@
 
 namespace kelaudiofile::convert {
 
-/// The distance where the compiler knows it, else 0.
+/// The distance if the compiler knows it, else 0.
 template <typename Stride>
 inline constexpr std::size_t kConstantOr0 = 0;
 template <std::size_t kStride>
 inline constexpr std::size_t kConstantOr0<std::integral_constant<std::size_t, kStride>> = kStride;
 
 /// Calls inRun with the distance between two samples of a channel, counted in samples: as a compile-time
-/// constant for mono and stereo, which have loads and stores of their own, and as a number for all others.
+/// constant for mono and stereo, which have special loads and stores, and as a number otherwise.
 template <typename Run>
 inline void WithStride(std::int32_t numChannels, Run inRun) {
     if (numChannels == 1)

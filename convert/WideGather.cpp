@@ -15,20 +15,20 @@ namespace kelaudiofile::convert {
 namespace {
 
 constexpr int kQuarter = 8;
-constexpr int kHalf = 16; ///< bytes of a vector within which a shuffle can move them
+constexpr int kHalf = 16; ///< the bytes of a vector within which a shuffle can move
 
-/// How eight samples lie, and so how they are loaded.
+/// How eight samples are laid out, which determines how they are loaded.
 enum Way {
-    kNeighbours,         ///< they fill a vector: 32-bit mono
-    kEveryOther,         ///< they lie in two vectors, with as many others: 32-bit stereo
-    kEightInAHalf,       ///< at most two bytes from one to the next, as in 16-bit mono
-    kFourInEachHalf,     ///< four bytes, as in 16-bit stereo
-    kEightInThreeHalves, ///< six bytes, as in 24-bit stereo
+    kNeighbours,         ///< they fill one vector: 32-bit mono
+    kEveryOther,         ///< in two vectors, alternating with other samples: 32-bit stereo
+    kEightInAHalf,       ///< at most two bytes apart, as in 16-bit mono
+    kFourInEachHalf,     ///< four bytes apart, as in 16-bit stereo
+    kEightInThreeHalves, ///< six bytes apart, as in 24-bit stereo
     kFourInAHalf,
     kTwoInAHalf,
-    kOneInEachHalf,      ///< the second one in the first quarter of its half
-    kOneInEachHalfLater, ///< in the second quarter
-    kTooFarApart,        ///< or one across both halves: five channels of 24 bits
+    kOneInEachHalf,      ///< the second one is in the first quarter of its half
+    kOneInEachHalfLater, ///< the second one is in the second quarter
+    kTooFarApart,        ///< or one straddles both halves: five channels of 24 bits
 };
 
 constexpr Way WayOf(int inBytes, int inStep) {
@@ -52,11 +52,11 @@ constexpr Way WayOf(int inBytes, int inStep) {
     return isWithin(2, kHalf + kQuarter) ? kOneInEachHalf : kOneInEachHalfLater;
 }
 
-/// For each byte of half a vector, the byte that is to come there, or -1 for a zero.
+/// The source of each byte of half a vector, or -1 for a zero.
 using Places = std::array<signed char, kHalf>;
 
-/// @return where four samples come from that are to lie in the upper bytes of lanes, the first of them at
-/// inFirst. Bytes that are not in this half are left out: they come from another one.
+/// Returns the sources of four samples for the upper bytes of lanes, the first sample being at inFirst. Bytes
+/// outside this half become 0; they come from another half.
 constexpr Places PlacesOf(int inBytes, int inStep, int inFirst) {
     Places places{};
     for (int lane = 0; lane < 4; ++lane)
@@ -68,7 +68,7 @@ constexpr Places PlacesOf(int inBytes, int inStep, int inFirst) {
     return places;
 }
 
-/// What one load or two make of each half, by the first sample that lies in the half.
+/// The shuffles of one or two loads for each half, determined by the first sample in the half.
 struct alignas(2 * kHalf) Moves {
     Places first[2], second[2];
 };
@@ -88,7 +88,7 @@ constexpr Moves MovesOf(int inBytes, int inStep) {
         return {{fromQuarters(0), fromQuarters(inUpperHalf)},
                 {fromQuarters(-kHalf), fromQuarters(inUpperHalf - kHalf)}};
     }
-    default: // the first four, and the last two of four, which may be among the first
+    default: // the first four, and the last two of four, which may overlap them
         return {{from(0), from(0)}, {from(-2 * inStep), from(-2 * inStep)}};
     }
 }
@@ -105,8 +105,8 @@ KELACCELERATE_WIDE __m256i LoadHalves(const Byte* inLower, const Byte* inUpper) 
     return _mm256_inserti128_si256(_mm256_castsi128_si256(LoadHalf(inLower)), LoadHalf(inUpper), 1);
 }
 
-/// Joins the quarters of two vectors that hold samples: the first one of each lower half, and one of each
-/// upper.
+/// Combines the quarters of two vectors that contain samples: the first quarter of each lower half, and one
+/// quarter of each upper half.
 template <Way kWay>
 KELACCELERATE_WIDE __m256i LoadQuarters(const Byte* inFirst, const Byte* inSecond) {
     constexpr int kOfHalves = kWay == kOneInEachHalf ? 0b00'00 : 0b11'00;
@@ -114,7 +114,7 @@ KELACCELERATE_WIDE __m256i LoadQuarters(const Byte* inFirst, const Byte* inSecon
                                                  _mm256_castsi256_pd(LoadVector(inSecond)), kOfHalves));
 }
 
-/// @return how many bytes LoadEight touches from the first sample on.
+/// Returns how many bytes LoadEight touches from the first sample on.
 constexpr std::size_t ReachOf(Way inWay, std::size_t inStep) {
     switch (inWay) {
     case kEightInAHalf:
@@ -135,7 +135,7 @@ constexpr std::size_t ReachOf(Way inWay, std::size_t inStep) {
     }
 }
 
-/// Brings eight samples of a channel into the upper bytes of lanes.
+/// Loads eight samples of a channel into the upper bytes of lanes.
 template <Way kWay>
 KELACCELERATE_WIDE __m256i LoadEight(const Byte* in, std::size_t inStep, __m256i inFirst, __m256i inSecond) {
     if constexpr (kWay == kNeighbours)
@@ -167,8 +167,8 @@ KELACCELERATE_WIDE __m256i LoadEight(const Byte* in, std::size_t inStep, __m256i
     }
 }
 
-/// @return how many floats lie before the next aligned vector, fewer than eight. Floats that aren't aligned
-/// themselves never reach one.
+/// Returns the number of floats before the next aligned vector, fewer than eight. Unaligned floats never
+/// reach one.
 std::size_t FloatsToAlignment(const Byte* out) {
     return -reinterpret_cast<std::uintptr_t>(out) % (2 * kHalf) / sizeof(float);
 }
@@ -178,15 +178,16 @@ KELACCELERATE_WIDE void StoreEight(Byte* out, __m256i inUpper) {
     _mm256_storeu_ps(reinterpret_cast<float*>(out), Sample::ConvertEight(inUpper));
 }
 
-/// Twice eight samples a turn, as long as no load reaches behind the last one. The first never does in a
-/// run that is worth wide vectors.
+/// Converts twice eight samples per iteration, as long as no load reaches past the last one. The first load
+/// never does in a run that is long enough for wide vectors.
 template <typename Sample, Way kWay>
 KELACCELERATE_WIDE std::size_t GatherSixteens(const Byte* in, Byte* out, std::size_t inByteCount,
                                               std::size_t inStep, const Moves& inMoves) {
     const __m256i first = LoadVector(&inMoves.first), second = LoadVector(&inMoves.second);
     const std::size_t reach = 8 * inStep + ReachOf(kWay, inStep);
-    // Stores across cache lines cost up to a fifth. So the turns start where a vector of floats is aligned;
-    // what lies before is stored with the first eight, unless that would overwrite samples yet to be read.
+    // Stores across cache lines cost up to a fifth. So the loop starts at an aligned vector of floats; those
+    // before it are stored with the first eight, unless that would overwrite samples that are still to be
+    // read.
     const std::size_t before = in == out ? 0 : FloatsToAlignment(out);
     if (before != 0) {
         StoreEight<Sample>(out, LoadEight<kWay>(in, inStep, first, second));
@@ -205,7 +206,7 @@ KELACCELERATE_WIDE std::size_t GatherSixteens(const Byte* in, Byte* out, std::si
     return before + i;
 }
 
-/// How samples of so many channels are gathered; no function where they lie too far apart.
+/// How samples with this many channels are gathered; null if they are too far apart.
 struct Plan {
     std::size_t (*gather)(const Byte*, Byte*, std::size_t, std::size_t, const Moves&);
     Moves moves;
@@ -229,7 +230,7 @@ constexpr std::array<Plan, sizeof...(kChannels)> PlansFor(std::integer_sequence<
     return {PlanFor<Sample, kChannels>()...};
 }
 
-/// By the number of channels, as far as two samples may lie within a vector.
+/// Indexed by the number of channels, up to the distance at which a vector no longer holds two samples.
 template <typename Sample>
 constexpr auto kPlans = PlansFor<Sample>(std::make_integer_sequence<int, 2 * kHalf / Sample::kBytes>());
 

@@ -9,8 +9,8 @@
 #include "SampleLanes.h"
 #include "kelaccelerate/WideVectors.h"
 
-/// Each kind of written sample is made of a vector of floats, into words that hold the file's bits
-/// in their lower bytes.
+/// Each kind of written sample is made from a vector of floats, as words that hold the file's bits in their
+/// lower bytes.
 namespace kelaudiofile::convert {
 
 /// Never passes through a float register, which may change the bits of a signalling NaN.
@@ -42,7 +42,7 @@ struct ToDouble {
     }
 };
 
-/// The larger of each pair of lanes, the second where one is NaN.
+/// Returns the larger of each pair of lanes, or the second if one is NaN.
 inline Lanes<float> Max(Lanes<float> a, Lanes<float> b) {
 #if defined(__SSE2__)
     return _mm_max_ps(a, b);
@@ -59,8 +59,8 @@ inline Lanes<float> Min(Lanes<float> a, Lanes<float> b) {
 #endif
 }
 
-/// Clips before it converts, to -1.0 and to the largest float below 1.0: a host may have floating-point
-/// exceptions trapped, and so neither the product overflows nor the conversion fails. The product is exact.
+/// Clips to -1.0 and to the largest float below 1.0 before converting: a host may trap floating-point
+/// exceptions, and this way neither the product overflows nor the conversion fails. The product is exact.
 /// From 1.0 on, the bits that the largest float below it lacks are added.
 struct ToInteger32 {
     static constexpr std::size_t kBytes = 4;
@@ -86,8 +86,8 @@ struct ToInteger32 {
 #endif
 };
 
-/// Integers of up to 24 bits: NaN is 0, and what remains is clipped and then rounded to nearest, ties to
-/// even. The upper limit is an integer after the exact product, so rounding first would give the same.
+/// Integers of up to 24 bits: NaN becomes 0; other values are clipped and then rounded to nearest, ties to
+/// even. After the exact product the upper limit is an integer, so rounding first would give the same result.
 template <std::size_t kWidth>
 struct ToRoundedInteger {
     static constexpr std::size_t kBytes = kWidth;
@@ -99,7 +99,7 @@ struct ToRoundedInteger {
             reinterpret_cast<Source>(reinterpret_cast<Bits>(in == in) & reinterpret_cast<Bits>(in));
         const Source atLeastLowest = Max(number, Source{} - 1.0f);
         const Source product = Min(atLeastLowest, Source{} + kHighest) * kFullScale;
-        // Floats from 2^23 on are integers, so that adding it, with the sign of the product, rounds.
+        // Floats from 2^23 on are integers, so adding 2^23 with the sign of the product rounds.
         const auto rounder = reinterpret_cast<Source>((reinterpret_cast<Bits>(product) & 0x80000000) |
                                                       std::bit_cast<std::uint32_t>(0x1p23f));
         return reinterpret_cast<Bits>(
