@@ -134,7 +134,7 @@ TEST_F(AiffWrite, TheFormatsLimit) {
         EXPECT_TRUE(row.samples || mFile->StartMetadatumWrite(1));
         EXPECT_TRUE(write(kBlock) && write(kBlock) && write(kBlock));
         EXPECT_EQ(write(row.lastCount), row.fits);
-        EXPECT_TRUE(write(row.further)) << "the file can go on";
+        EXPECT_TRUE(write(row.further)) << "the file can continue";
         EXPECT_FALSE(row.samples && write(1)) << "and is full";
         const bool another = row.further == 2;
         EXPECT_TRUE(row.samples || Play("]s[") == (another ? "yfy" : "yfn")) << "the samples have not begun";

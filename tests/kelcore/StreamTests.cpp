@@ -159,11 +159,11 @@ TEST_F(OutputStream, HoldsOneBufferAndHandsLargeBlocksThrough) {
     mCalls = {};
     stream.WriteBlock(block.data(), 32'767);
     stream.CurPos(32'767);
-    EXPECT_EQ(mCalls.writes, 0u) << "a small block waits, also when told to stay";
+    EXPECT_EQ(mCalls.writes, 0u) << "a small block is buffered, even after a move to the same place";
     stream.WriteBlock(block.data(), 2);
     EXPECT_EQ(mCalls.bytesWritten, 32'767u);
     stream.CurPos(4);
-    EXPECT_EQ(mCalls.bytesWritten, 32'769u) << "moving delivers what waits";
+    EXPECT_EQ(mCalls.bytesWritten, 32'769u) << "moving flushes the buffer";
     stream.WriteBlock(block.data(), 32'768);
     EXPECT_EQ(mCalls.writes, 3u) << "a block that fills the buffer goes straight through";
     stream.WriteBlock(block.data(), 100);

@@ -88,6 +88,6 @@ TEST(PeakDataIterator, FindsSilenceInSegmentsWithoutDatums) {
     EXPECT_TRUE(--hollow->end() == hollow->begin()) << "there is nothing else to step back to";
     (*data->begin()).max = 9; // will be lost
     EXPECT_EQ((*std::as_const(*data).Find(5)).max + (*data->Find(5)).max, 0);
-    EXPECT_EQ((*(data->begin() + 1)).max, 2) << "counted moves pass over them";
+    EXPECT_EQ((*(data->begin() + 1)).max, 2) << "counted moves skip them";
     EXPECT_TRUE(data->begin() + 3 == data->end() && (*(data->end() - 3)).max == 1);
 }

@@ -136,7 +136,7 @@ TEST_F(ChunkWriting, ChunksAndCheckpoints) {
     Chunk(FourCC("none"), {}, 12);
     Chunk(FourCC("data"), {1, 2, 3, 4, 5}, 20); // fourteen bytes further
     mWriter.EndBlock(0);
-    EXPECT_EQ(Part(4, 4), Image().U32(25)) << "the pad byte waits";
+    EXPECT_EQ(Part(4, 4), Image().U32(25)) << "the pad byte is still buffered";
     Chunk(FourCC("cut "), {1, 2, 3, 4, 5}, 34, 44);
     EXPECT_EQ(mWriter.GetByteStream()->CurPos(), 44u) << "the stream is at the given end";
     mWriter.StartChunk(FourCC("last"));
