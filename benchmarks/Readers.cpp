@@ -1,5 +1,5 @@
-// AudioReader beside the same work by hand: whole files with ReadSampleBytes and DecodeFrames, and the open
-// of a small file by the class of its container.
+// Compares AudioReader with the same work by hand: whole files with ReadSampleBytes and DecodeFrames, and
+// opening a small file with the class of its container.
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -54,7 +54,7 @@ std::unique_ptr<AiffFile> OpenAiff(const std::string& inPath) {
     return AiffFile::OpenForRead(kelcore::ToUTF8String(inPath), true, error);
 }
 
-/// All frames of an open file, block by block to the same planes.
+/// Reads all frames of an open file, block by block into the same planes.
 template <typename File>
 void DecodeByHand(File& ioFile, std::vector<unsigned char>& ioBytes, const std::vector<float*>& inPlanes,
                   std::int64_t inBlock) {

@@ -1,5 +1,5 @@
-// Copies a part of a wave or AIFF file, bit by bit and with every chunk, so that nothing that the file says
-// is lost. The target may be the source: it is replaced when the new file is whole.
+// Copies part of a wave or AIFF file, bit for bit and with every chunk, so that no information is lost. The
+// target may be the source: it is replaced when the new file is complete.
 
 #include <algorithm>
 #include <limits>

@@ -1,4 +1,4 @@
-// Prints everything that wave and AIFF files say about themselves, as text or as JSON.
+// Prints everything that wave and AIFF files contain about themselves, as text or as JSON.
 
 #include <cstdio>
 #include <string>
@@ -14,7 +14,7 @@ using namespace examples;
 
 namespace {
 
-/// What one file says, in both forms.
+/// The description of one file, in both forms.
 class Description {
 public:
     void Line(const std::string& inLabel, const std::string& inText) {

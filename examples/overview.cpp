@@ -1,5 +1,5 @@
-// Draws the waveform of a wave or AIFF file. Its peaks are kept in a file of their own, as a host would keep
-// them in a cache: as long as that is newer than the audio, drawing reads nothing else.
+// Draws the waveform of a wave or AIFF file. Its peaks are stored in a separate file, as a host would store
+// them in a cache: while that file is newer than the audio, drawing reads nothing else.
 
 #include <algorithm>
 #include <filesystem>

@@ -1,5 +1,5 @@
-// Records a synthetic signal as a recorder should: with checkpoints that a killed process cannot lose, a
-// clean stop on Ctrl-C, and everything that a full disk took.
+// Records a synthetic signal as a recorder should: with checkpoints that survive a killed process, a clean
+// stop on Ctrl-C, and nothing lost that was accepted before the disk became full.
 
 #include <algorithm>
 #include <cmath>
@@ -12,7 +12,7 @@ using namespace examples;
 
 static volatile std::sig_atomic_t gStopped = 0;
 
-/// A broken chord of plucked strings that swells, softer in each further channel.
+/// A broken chord of plucked strings that swells, softer in each additional channel.
 static void Play(double inTime, std::int64_t inFrame, std::vector<std::vector<float>>& outPlanes) {
     static constexpr double kNotes[] = {130.81, 196.00, 261.63, 329.63, 392.00, 523.25, 392.00, 329.63};
     double sum = 0;
@@ -51,7 +51,7 @@ int main(int count, char** arguments) {
         const Durability durability = durable ? Durability::kMachine : Durability::kProcess;
         const auto file = OrFail(AudioWriter::Create(path, Container::kWave, format, options, error), error);
         std::vector planes(static_cast<std::size_t>(format.channels), std::vector<float>(8192));
-        std::vector<const float*> pointers(planes.size()); // null, which is silence
+        std::vector<const float*> pointers(planes.size()); // null means silence
         bool taken = file->WriteChunk(ChunkId("LIST"), "INFOINAM\x10\0\0\0Plucked strings", 28, error) &&
                      file->Write(pointers.data(), start, error);
         std::transform(planes.begin(), planes.end(), pointers.begin(),
@@ -70,7 +70,7 @@ int main(int count, char** arguments) {
                 std::cout << "checkpoint at frame " << frame + size << std::endl;
             progress(frame, frames);
         }
-        // After a failure too: it keeps all that was taken.
+        // After a failure too: this keeps everything that was accepted.
         const bool finished = file->Finish(durability, taken ? error : later);
         std::printf("%s: %s, %d channels%s\n", path.c_str(), LengthText(file->Frames(), format).c_str(),
                     format.channels, gStopped ? ", stopped" : "");

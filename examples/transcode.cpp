@@ -1,5 +1,5 @@
-// Writes a wave or AIFF file as a wave or AIFF file of any sample format, with channel layout and metadata.
-// Samples of the same coding and width keep their bits; all others go through floats.
+// Converts a wave or AIFF file to a wave or AIFF file of any sample format, with channel layout and metadata.
+// Samples of the same coding and width keep their bits; all others are converted through floats.
 
 #include <algorithm>
 #include <cmath>
@@ -10,7 +10,7 @@
 
 using namespace examples;
 
-/// @param inSamples  bits of integers or a name; empty for those of the source, or the closest that fit.
+/// @param inSamples  bits of integers or a name; if empty, those of the source, or the closest that fit.
 static AudioFormat ChooseFormat(AudioFormat inSource, const std::string& inSamples, Container inContainer) {
     SampleFormat& samples = inSource.samples;
     if (inSamples == "double")

@@ -9,13 +9,13 @@ namespace kelaudiofile {
 
 namespace {
 
-constexpr std::int64_t kHeaderBytes = 8; // which GetMetadataInfo and ReadMetadataChunk count
+constexpr std::int64_t kHeaderBytes = 8; // which GetMetadataInfo and ReadMetadataChunk include
 constexpr std::int64_t kLargestRead = std::numeric_limits<std::int32_t>::max();
 constexpr std::int32_t kEnd = -1;
 
 } // namespace
 
-/// Fills in the chunk of ioChunk's index, or makes it the end.
+/// Fills in the chunk with ioChunk's index, or turns it into the end.
 void ChunkList::Fetch(AudioChunk& ioChunk) {
     double position = 0;
     const bool found = std::visit(

@@ -17,13 +17,13 @@ using kelcore::filesupport::File;
 
 constexpr std::int64_t kLargestAiffRead = 0x7FFFFFFF;
 
-/// The opens of either class let the failures of a vanishing file through.
+/// The opens of both classes pass on the exceptions of a file that disappears.
 template <typename Open>
 auto OrNull(Open&& inOpen) -> decltype(inOpen()) {
     try {
         return inOpen();
     } catch (const kelcore::filesupport::file_exception&) {
-        return nullptr; // its reason is the latest failure
+        return nullptr; // LatestFailure has the reason
     }
 }
 
@@ -36,7 +36,7 @@ void FailAsWave(const WaveFile::ExtendedErrorInfo& inInfo, std::string_view inPa
 
 std::unique_ptr<AiffFile> OpenAiff(const File& inOpened, std::string_view inPath, AudioError& outError) {
     AiffFile::ExtendedErrorInfo error;
-    error.code = AiffFile::ExtendedErrorInfo::kChunkScanFailed; // what stays where the system refuses
+    error.code = AiffFile::ExtendedErrorInfo::kChunkScanFailed; // the code that remains if the system refuses
     auto file = OrNull([&] { return AiffFileAccess::Open(inOpened, true, error); });
     if (!file) {
         using Code = AiffFile::ExtendedErrorInfo;
@@ -64,7 +64,7 @@ kelmediatypes::ChannelLayout LayoutOf(const AiffFile& inFile) {
     return inFile.GetAudioChannelLayout();
 }
 
-/// The header of an AIFF file can promise frames that are not there; its samples then fail to read.
+/// The header of an AIFF file can promise frames that the file does not hold; reading them then fails.
 bool HasFrame(WaveFile&, std::int64_t, std::int64_t) {
     return true;
 }
@@ -82,7 +82,7 @@ std::unique_ptr<AudioReader> AudioReader::Open(std::string_view inPath, AudioErr
     const File named = FileOf(inPath);
     File opened;
     try {
-        named.Size(); // refuses folders, devices and pipes, which an open would wait for
+        named.Size(); // rejects folders, devices and pipes, for which an open would wait
         opened = named.Opened();
     } catch (const kelcore::filesupport::file_exception&) {
         FailForSystem(outError, AudioError::kReadFailed, inPath, "it cannot be opened");
@@ -167,7 +167,7 @@ bool AudioReader::Impl::IsInside(std::int64_t inFrame, std::int64_t inCount, Aud
                     " frames from frame " + std::to_string(inFrame) + " on");
 }
 
-/// One call of the file's own, which AIFF limits to 2 GiB.
+/// Makes one call of the file class, which AIFF limits to 2 GiB.
 bool AudioReader::Impl::ReadBytes(std::int64_t inFrame, std::int64_t inCount, void* outBytes,
                                   AudioError& outError) {
     const std::int64_t frameBytes = FrameBytes(format);
@@ -190,7 +190,8 @@ bool AudioReader::Read(std::int64_t inFrame, std::int64_t inCount, float* const*
         return Fail(outError, AudioError::kBadArgument, impl.path, "there are no planes to read it to");
     const std::int64_t tileFrames = TileFrames(impl.format);
     if (impl.tile.empty()) {
-        impl.planes.resize(static_cast<std::size_t>(impl.format.channels)); // first: the tile marks both
+        impl.planes.resize(
+            static_cast<std::size_t>(impl.format.channels)); // first: a non-empty tile implies both
         impl.tile.resize(static_cast<std::size_t>(tileFrames * FrameBytes(impl.format)));
     }
     for (std::int64_t done = 0; done < inCount;) {

@@ -12,7 +12,7 @@ namespace kelaudiofile {
 
 namespace {
 
-/// Samples of one coding and width differ in byte order and sign at most, and both change in place.
+/// Samples of one coding and width differ at most in byte order and sign, and both can be changed in place.
 void Reorder(const SampleFormat& inFrom, const SampleFormat& inTo, unsigned char* ioBytes,
              std::int32_t inCount) {
     if (inFrom.isUnsigned != inTo.isUnsigned)
@@ -27,7 +27,7 @@ void Reorder(const SampleFormat& inFrom, const SampleFormat& inTo, unsigned char
     case 4:
         return Swizzle32Bit(ioBytes, ioBytes, inCount, 1);
     default:
-        return; // no AIFF file holds wider samples
+        return; // AIFF files cannot hold wider samples
     }
 }
 
@@ -42,7 +42,7 @@ AudioWriter::~AudioWriter() {
         if (mImpl->stage != Impl::Stage::kFinished)
             Finish(ignored);
     } catch (...) {
-        // There is no memory for the message of a failure.
+        // There is no memory for an error message.
     }
 }
 
@@ -72,13 +72,13 @@ bool AudioWriter::Impl::BeginAudio(AudioError& outError) {
         return false;
     stage = Stage::kAudio;
     if (tile.empty()) {
-        planes.resize(static_cast<std::size_t>(format.channels)); // first: the tile marks both as there
+        planes.resize(static_cast<std::size_t>(format.channels)); // first: a non-empty tile implies both
         tile.resize(static_cast<std::size_t>(TileFrames(format) * FrameBytes(format)));
     }
     return true;
 }
 
-/// Appends at most what one call of the file accepts.
+/// Appends at most as much as one call of the file class accepts.
 bool AudioWriter::Impl::Append(const void* inBytes, std::int64_t inFrames, AudioError& outError) {
     kelcore::filesupport::ForgetFailure();
     const std::int64_t frameBytes = FrameBytes(format);
@@ -101,15 +101,15 @@ bool AudioWriter::Impl::Append(const void* inBytes, std::int64_t inFrames, Audio
     return true;
 }
 
-/// A refusal without a reason of the system's is the limit of the format.
+/// A refusal without a system error is the limit of the format.
 bool AudioWriter::Impl::FailToWrite(AudioError& outError, const std::string& inWhat) const {
     if (kelcore::filesupport::LatestFailure() == kelcore::filesupport::kNoFailure)
         return Fail(outError, AudioError::kTooLarge, writtenPath, inWhat + ": it would grow past its limit");
     return FailForSystem(outError, AudioError::kWriteFailed, writtenPath, inWhat);
 }
 
-/// Whether silence can become a hole in the file: no short one, whose zeros cost less, none in an AIFF file
-/// or of unsigned samples, and none across the end of a `data` chunk, which would swallow it.
+/// Returns whether silence can become a hole in the file: not if it is short, since writing zeros is then
+/// cheaper; not in an AIFF file or for unsigned samples; and not across the end of a `data` chunk.
 bool AudioWriter::Impl::MaySkip(std::int64_t inFrames) const {
     constexpr std::int64_t kLimit32 = 0xFFFFFFFF;
     return Wave() != nullptr && !format.samples.isUnsigned && inFrames > TileFrames(format) &&

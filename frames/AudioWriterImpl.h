@@ -8,19 +8,20 @@ struct KELAUDIOFILE_HIDDEN AudioWriter::Impl {
     enum class Stage { kBeforeAudio, kAudio, kAfterAudio, kFinished };
 
     std::string path;
-    std::string writtenPath; ///< path, or the name that Finish renames to it
+    std::string writtenPath; ///< the path, or the name that Finish renames to it
     WaveOrAiff file;
     AudioFormat format;
     Stage stage = Stage::kBeforeAudio;
     std::int64_t frames = 0;
-    bool hasOpenChunk =
-        false; ///< a chunk of an AIFF file that could not be ended, or one that is being written
+    /// Whether a chunk of an AIFF file could not be ended, or a chunk is being written.
+    bool hasOpenChunk = false;
+
     bool isRf64 = true;
-    bool isAbandoned = false;        ///< destroyed without Finish: an old file stays
+    bool isAbandoned = false;        ///< destroyed without Finish: an old file is kept
     bool hasAllChunks = false;       ///< the chunks after a reader's audio were copied with those before it
     std::vector<unsigned char> tile; ///< empty until the first frame
     std::vector<const float*> planes;
-    std::vector<float> floats; ///< what CopyFrames decodes to; empty until it needs them
+    std::vector<float> floats; ///< the destination of CopyFrames; empty until needed
     std::vector<float*> floatPlanes;
 
     bool IsOpen() const;

@@ -32,7 +32,7 @@ AiffFile::SampleType AiffTypeOf(const SampleFormat& inSamples) {
 }
 
 std::unique_ptr<WaveFile> CreateWave(const std::string& inPath, const AudioFormat& inFormat, bool inRf64) {
-    WaveFile::ExtendedErrorInfo ignored; // the system's reason says more
+    WaveFile::ExtendedErrorInfo ignored; // the system's error is more specific
     const std::int32_t bytes = inFormat.samples.bytesPerSample;
     std::unique_ptr<WaveFile> file(
         WaveFile::OpenForWrite(kelcore::ToUTF8String(inPath), static_cast<std::int32_t>(inFormat.sampleRate),
@@ -49,7 +49,7 @@ std::unique_ptr<AiffFile> CreateAiff(const std::string& inPath, const AudioForma
     return file && AiffFileAccess::WriteThrough(*file) ? std::move(file) : nullptr;
 }
 
-/// @return false for folders, devices and pipes, which are neither deleted nor replaced.
+/// Returns false for folders, devices and pipes, which are neither deleted nor replaced.
 bool IsFreeOrAFile(const std::string& inPath) {
     kelcore::filesupport::ForgetFailure();
     try {
@@ -86,7 +86,7 @@ std::unique_ptr<AudioWriter> AudioWriter::Create(std::string_view inPath, Contai
         else
             impl->file = CreateAiff(impl->writtenPath, impl->format);
     } catch (const kelcore::filesupport::file_exception&) {
-        // An old file that cannot be deleted.
+        // The old file cannot be deleted.
     }
     if (!impl->IsOpen()) {
         FailForSystem(outError, AudioError::kWriteFailed, impl->writtenPath, "it cannot be created");

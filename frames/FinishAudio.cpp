@@ -29,7 +29,7 @@ bool AudioWriter::Finish(Durability inDurability, AudioError& outError) {
     Impl& impl = *mImpl;
     if (impl.stage == Impl::Stage::kFinished)
         return Fail(outError, AudioError::kWrongOrder, impl.path, "it is finished");
-    // Without frames, other programs still look for the chunk that would hold them.
+    // Even without frames, other programs look for the chunk that would hold them.
     const bool begun = impl.stage != Impl::Stage::kBeforeAudio || WriteRaw(nullptr, 0, outError);
     const bool completed = begun && impl.Complete(inDurability, outError);
     impl.stage = Impl::Stage::kFinished;
@@ -61,7 +61,7 @@ bool AudioWriter::Impl::Complete(Durability inDurability, AudioError& outError) 
     return completed || FailToWrite(outError, "it cannot be completed");
 }
 
-/// After a checkpoint on the disk, the end of the file writes nothing but what is there.
+/// After a checkpoint on the disk, finishing the file writes only what is already there.
 bool AudioWriter::Impl::CompleteWave(WaveFile& ioWave, Durability inDurability) const {
     const bool kept = inDurability == Durability::kProcess || ioWave.FinishBlockOnDisk();
     const bool ended = ioWave.FinishSamples();
@@ -75,7 +75,7 @@ bool AudioWriter::Impl::CompleteAiff(AiffFile& ioAiff, Durability inDurability) 
         AiffFile::ExtendedErrorInfo untouched;
         return ioAiff.FinishWrite(false, untouched);
     } catch (const kelcore::filesupport::file_exception&) {
-        return false; // its reason is the latest failure
+        return false; // LatestFailure has the reason
     }
 }
 

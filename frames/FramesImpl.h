@@ -14,13 +14,13 @@
 #include "kelaudiofile/WaveFile.h"
 #include "kelcore/filesupport.h"
 
-/// What the reader and the writer of this folder share.
+/// Shared by the reader and the writer of this folder.
 namespace kelaudiofile {
 
 using WaveOrAiff = std::variant<std::unique_ptr<WaveFile>, std::unique_ptr<AiffFile>>;
 
-/// Bytes that are converted at a time: small enough for the second-level cache with the planes, large enough
-/// that a system call is a small part of the work. One frame may be larger.
+/// The bytes converted at a time: few enough to fit the L2 cache with the planes, but enough that a system
+/// call is a small part of the work. A single frame may be larger.
 inline constexpr std::int64_t kTileBytes = 131072;
 
 constexpr std::int64_t FrameBytes(const AudioFormat& inFormat) {
@@ -32,7 +32,7 @@ constexpr std::int64_t TileFrames(const AudioFormat& inFormat) {
     return frames > 0 ? frames : 1;
 }
 
-/// @return whether a layout gives the position of any channel.
+/// Returns whether a layout gives the position of any channel.
 bool HasPositions(const kelmediatypes::ChannelLayout& inLayout);
 
 inline kelcore::filesupport::File FileOf(std::string_view inPath) {
@@ -43,8 +43,8 @@ inline kelcore::filesupport::File FileOf(std::string_view inPath) {
 /// @param inWhat  what failed, as a clause about the file: "it has no fmt chunk".
 bool Fail(AudioError& outError, AudioError::Code inCode, std::string_view inPath, std::string_view inWhat);
 
-/// As Fail, with the reason of this thread's latest failed file operation: its errno decides the code where
-/// it is a plain one (no such file, no permission, disk full).
+/// Like Fail, with the reason of this thread's latest failed file operation: its errno determines the code if
+/// it has one of its own (no such file, no permission, disk full).
 /// @param inOtherwise  the code for all other reasons.
 bool FailForSystem(AudioError& outError, AudioError::Code inOtherwise, std::string_view inPath,
                    std::string_view inWhat);

@@ -1,4 +1,4 @@
-// Work on all frames of a file: hashing and peaks.
+// Operations on all frames of a file: hashing and peaks.
 
 #include <algorithm>
 #include <bit>
@@ -12,9 +12,9 @@ namespace kelaudiofile {
 
 namespace {
 
-constexpr std::int64_t kBlockFrames = 8192; // part of what a digest is
+constexpr std::int64_t kBlockFrames = 8192; // part of the definition of the digest
 
-/// Planes of a block's frames, one after the other in one buffer.
+/// The planes of a block, one after the other in one buffer.
 class Planes {
 public:
     Planes(const AudioReader& inReader, std::int64_t inMostFrames)
@@ -38,7 +38,7 @@ private:
 
 /// Reads a range block by block.
 /// @param inTake  called with the first frame of each block and its count.
-/// @return false with outError set after a failed read, or when the progress function says so.
+/// @return false with outError set after a failed read, or if the progress function returns false.
 template <typename Take>
 bool ForEachBlock(AudioReader& ioReader, std::int64_t inStart, std::int64_t inEnd, Planes& ioPlanes,
                   const AudioProgress& inProgress, AudioError& outError, Take&& inTake) {
@@ -54,7 +54,7 @@ bool ForEachBlock(AudioReader& ioReader, std::int64_t inStart, std::int64_t inEn
     return true;
 }
 
-/// The part of a longer work that is left after some of it.
+/// The remaining part of a longer operation.
 AudioProgress After(std::int64_t inDone, std::int64_t inTotal, const AudioProgress& inProgress) {
     if (!inProgress)
         return {};
@@ -126,7 +126,7 @@ bool HashAudio(std::string_view inPath,
 
 namespace {
 
-/// The peaks of one channel so far. Its frames come in runs of any length.
+/// Accumulates the peaks of one channel. Its frames come in runs of any length.
 class PeakRun {
 public:
     explicit PeakRun(std::int64_t inBlockFrames) : mBlockFrames(inBlockFrames) {}
@@ -135,7 +135,7 @@ public:
         const std::int64_t rest = std::min(mMissing, inCount);
         if (rest > 0) {
             const PeakDatum more = *kelaudiofile::MakePeaks(inSamples, rest, rest).begin();
-            const bool counts = HasNumber(inSamples, rest); // NaN alone would make it 0.0
+            const bool counts = HasNumber(inSamples, rest); // nothing but NaN would make it 0.0
             if (counts && mHasNumber) {
                 mDatums.back().min = std::min(mDatums.back().min, more.min);
                 mDatums.back().max = std::max(mDatums.back().max, more.max);

@@ -10,14 +10,14 @@ namespace kelaudiofile {
 
 namespace {
 
-// What the container itself writes. A second one would change what the file means.
+// The chunks that the container itself writes. A second one would change the meaning of the file.
 constexpr std::uint32_t kOfWave[] = {ChunkId("fmt "), ChunkId("data"), ChunkId("ds64")};
 constexpr std::uint32_t kOfAiff[] = {ChunkId("COMM"), ChunkId("SSND"), ChunkId("CHAN"), ChunkId("FVER")};
 
-// What describes how the samples of one file are stored.
+// The chunks that describe how the samples of one file are stored.
 constexpr std::uint32_t kOfStorage[] = {ChunkId("fact"), ChunkId("PEAK")};
 
-// Zero bytes between the chunks of an AIFF file count as empty chunks of this id.
+// Zero bytes between the chunks of an AIFF file count as empty chunks with this id.
 constexpr std::uint32_t kNoId = 0;
 
 template <std::size_t kCount>
@@ -32,7 +32,7 @@ bool SameStorage(const SampleFormat& inA, const SampleFormat& inB) {
 
 } // namespace
 
-/// Brings the file to where a chunk can begin, and begins it.
+/// Moves the file to where a chunk can begin, and begins it.
 bool AudioWriter::Impl::BeginChunk(std::uint32_t inId, std::int64_t inSize, AudioError& outError) {
     WaveFile* const wave = Wave();
     if (stage == Stage::kFinished)
@@ -52,7 +52,7 @@ bool AudioWriter::Impl::BeginChunk(std::uint32_t inId, std::int64_t inSize, Audi
         stage = Stage::kAfterAudio;
     }
     const bool started = std::visit([&](auto& opened) { return opened->StartMetadatumWrite(inId); }, file);
-    hasOpenChunk = started || wave == nullptr; // in an AIFF file it is open even then
+    hasOpenChunk = started || wave == nullptr; // in an AIFF file it is open in any case
     return started || FailToWrite(outError, "chunk " + ChunkIdText(inId) + " cannot be written");
 }
 
@@ -70,14 +70,14 @@ bool AudioWriter::Impl::AppendToChunk(const void* inData, std::int64_t inSize, A
     return true;
 }
 
-/// Ends the chunk in any case, so that the file can go on.
+/// Ends the chunk in any case, so that the file can continue.
 bool AudioWriter::Impl::EndChunk(bool inIsWhole, AudioError& outError) {
-    AudioError later; // outError has the first reason
+    AudioError later; // outError has the first failure
     return EndOpenChunk(inIsWhole ? outError : later) && inIsWhole;
 }
 
-/// What would follow a chunk that could not be ended would lie inside it. A chunk of a wave file counts as
-/// ended even then.
+/// Anything after a chunk that could not be ended would be inside it. In a wave file such a chunk counts as
+/// ended nevertheless.
 bool AudioWriter::Impl::EndOpenChunk(AudioError& outError) {
     kelcore::filesupport::ForgetFailure();
     if (!hasOpenChunk)

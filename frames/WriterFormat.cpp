@@ -18,9 +18,9 @@ using kelmediatypes::ChannelLayout;
 constexpr AudioChannelDescription kNoPosition(0);
 constexpr AudioChannelDescription kAmbisonicW(134);
 constexpr std::int64_t kLargestWaveFrame = 0xFFFF; // bytes: the block align field has 16 bits
-constexpr std::int32_t kMostChannels = 0x7FFF;     // readers take the 16 bits as signed
+constexpr std::int32_t kMostChannels = 0x7FFF;     // readers interpret the 16 bits as signed
 
-/// @return the layout without the channels at its end that have no position.
+/// Returns the layout without trailing channels that have no position.
 ChannelLayout Positions(const ChannelLayout& inLayout) {
     ChannelLayout positions = inLayout;
     while (!positions.empty() && positions.back() == kNoPosition)
@@ -28,7 +28,7 @@ ChannelLayout Positions(const ChannelLayout& inLayout) {
     return positions;
 }
 
-/// @return the positions that readers give to as many channels of an Ambisonic wave file.
+/// Returns the positions that readers assign to this many channels of an Ambisonic wave file.
 ChannelLayout AmbisonicLayout(std::size_t inChannels) {
     const AudioChannelDescription names[] = {kAmbisonicW, 135, 136, 137};
     ChannelLayout layout(inChannels, kNoPosition);
@@ -36,15 +36,15 @@ ChannelLayout AmbisonicLayout(std::size_t inChannels) {
     return layout;
 }
 
-/// A mask gives the first channels their positions, in its own order.
+/// A mask assigns positions to the first channels, in its own order.
 bool IsExpressibleInWave(const AudioFormat& inFormat) {
     const ChannelLayout& layout = inFormat.layout;
     if (layout.front() == kAmbisonicW)
         return layout == AmbisonicLayout(layout.size()) &&
                inFormat.samples.coding != SampleCoding::kFloat_8388608;
     const ChannelLayout positions = Positions(layout);
-    const bool looksComplete =
-        positions == UsualLayout(1) || positions == UsualLayout(2); // gets a plain fmt chunk without a mask
+    const bool looksComplete = positions == UsualLayout(1) ||
+                               positions == UsualLayout(2); // these get a plain fmt chunk without a mask
     unsigned mask = 0;
     return (positions == layout || !looksComplete) &&
            GetWaveFormatExtensibleChannelMaskFromChannelLayout(positions, mask, true);

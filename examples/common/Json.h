@@ -11,7 +11,7 @@
 /// Values as JSON (RFC 8259).
 namespace examples::json {
 
-/// @return how many bytes at the start of the text are one character in UTF-8; 0 if none are.
+/// Returns how many bytes at the start of the text form one UTF-8 character; 0 if none do.
 inline std::size_t CharacterBytes(std::string_view inText) {
     const auto first = static_cast<unsigned char>(inText[0]);
     const std::size_t count = first < 0x80 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
@@ -29,7 +29,7 @@ inline std::size_t CharacterBytes(std::string_view inText) {
     return shortest && isCharacter ? count : 0;
 }
 
-/// Bytes that are no UTF-8, which names of files may hold, become U+FFFD.
+/// Bytes that are not UTF-8, which file names may contain, become U+FFFD.
 inline std::string Text(std::string_view inText) {
     std::string text = "\"";
     while (!inText.empty()) {

@@ -10,12 +10,12 @@
 
 namespace examples {
 
-/// A waveform as an SVG picture, one lane for each channel. Lengths are pixels.
+/// A waveform as an SVG picture, one lane per channel. Lengths are in pixels.
 class Picture {
 public:
     explicit Picture(int inWidth) : mWidth(inWidth) {}
 
-    /// @param inPeaks  maximum and minimum of each pixel.
+    /// @param inPeaks  the maximum and minimum of each pixel.
     void Lane(const std::string& inName, const std::vector<float>& inPeaks) {
         const int middle = mTop + kLane / 2;
         float highest = 0;
@@ -33,7 +33,7 @@ public:
         mTop += kLane + kGap;
     }
 
-    /// @return whether the file could be written.
+    /// Returns whether the file could be written.
     bool Save(const std::string& inPath) const {
         std::FILE* const file = std::fopen(inPath.c_str(), "wb");
         if (file == nullptr)

@@ -18,10 +18,10 @@ namespace examples {
 
 using namespace kelaudiofile;
 
-/// Something that the user should know about and that ends the program.
+/// An error to be reported to the user, which ends the program.
 using Failure = std::runtime_error;
 
-/// Passes on what an operation returned, or ends the program with the message of its error.
+/// Returns the result of an operation, or ends the program with the message of its error.
 template <typename Result>
 Result OrFail(Result&& inResult, const AudioError& inError) {
     if (!inResult)
@@ -29,8 +29,8 @@ Result OrFail(Result&& inResult, const AudioError& inError) {
     return std::forward<Result>(inResult);
 }
 
-/// Reads the arguments and does the job, whose result is the exit code. What the job throws goes to standard
-/// error. Wrong arguments give code 2.
+/// Parses the arguments and does the job, whose result is the exit status. Exceptions of the job are reported
+/// on standard error. Wrong arguments give status 2.
 template <typename Job>
 int Run(CLI::App& inApp, int inCount, char** inArguments, int inFailureCode, Job&& inJob) {
     const std::string name = std::filesystem::path(inArguments[0]).filename().string();

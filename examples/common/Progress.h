@@ -10,7 +10,7 @@
 
 namespace examples {
 
-/// A bar on standard error, if that is a terminal and the work takes long enough to wonder.
+/// A progress bar on standard error, if that is a terminal and the work takes noticeably long.
 class Progress {
 public:
     explicit Progress(const char* inWhat) : mWhat(inWhat) {}
@@ -35,7 +35,7 @@ public:
         return true;
     }
 
-    /// @return for AudioProgress: the progress of one of inCount equal parts of the work.
+    /// Returns an AudioProgress for one of inCount equal parts of the work.
     auto Part(std::size_t inIndex, std::size_t inCount) {
         return [=, this](std::int64_t done, std::int64_t total) {
             const auto index = static_cast<std::int64_t>(inIndex), count = static_cast<std::int64_t>(inCount);

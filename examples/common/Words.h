@@ -7,7 +7,7 @@
 
 #include "kelaudiofile/AudioFormat.h"
 
-/// What the programs print.
+/// The wording of the programs' output.
 namespace examples {
 
 [[gnu::format(printf, 1, 2)]] inline std::string Print(const char* inFormat, ...) {
@@ -31,7 +31,7 @@ inline std::string LengthText(std::int64_t inFrames, const kelaudiofile::AudioFo
     return DurationText(static_cast<double>(inFrames) / inFormat.sampleRate);
 }
 
-/// @param inMagnitude  on the scale where 1.0 is full.
+/// @param inMagnitude  relative to full scale 1.0.
 inline std::string DecibelText(double inMagnitude) {
     return inMagnitude > 0 ? Print("%7.2f dBFS", 20 * std::log10(inMagnitude)) : "   -inf dBFS";
 }
@@ -46,7 +46,7 @@ inline std::string SamplesText(const kelaudiofile::SampleFormat& inSamples) {
            kCodings[static_cast<std::size_t>(inSamples.coding)];
 }
 
-/// @return the name of a channel's position, or its number where the file does not say.
+/// Returns the name of a channel's position, or its number if the file does not specify one.
 inline std::string ChannelText(const kelaudiofile::AudioFormat& inFormat, std::size_t inChannel) {
     return inChannel < inFormat.layout.size() ? kelaudiofile::ChannelName(inFormat.layout[inChannel])
                                               : "channel " + std::to_string(inChannel + 1);

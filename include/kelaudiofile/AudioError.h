@@ -14,21 +14,24 @@ namespace kelaudiofile {
 /// @addtogroup audio
 /// @{
 
-/// Why an operation on audio failed, in a form to branch on (code), to compare (system) and to show
-/// (message). Operations that take one overwrite it when they fail and leave it alone when they succeed.
-/// Besides, each of them may throw std::bad_alloc; the object that it belongs to stays usable.
+/// Why an operation on audio failed: a code to branch on, the system's error to compare, and a message to
+/// show.
+///
+/// Operations that take one overwrite it when they fail and leave it unchanged when they succeed. In
+/// addition, each of them may throw std::bad_alloc; the object that it belongs to stays usable.
 struct AudioError {
     /// The kinds of failure.
     enum Code : std::int32_t {
         kNoError = 0,      ///< no failure
         kNotFound = 1,     ///< there is no such file
         kNotAFile = 2,     ///< a folder, a device or a pipe
-        kNotPermitted = 3, ///< the system does not allow the access
+        kNotPermitted = 3, ///< the system denies access
         kNotAudio = 4,     ///< neither a wave nor an AIFF file
         kBrokenFile = 5,   ///< headers that are incomplete or contradict each other; an empty file, too
         kUnsupported = 6,  ///< a compressed coding, or samples of a width that no routine decodes
         kBadArgument = 7,  ///< an argument is out of range, or the container cannot hold such a format
-        kWrongOrder = 8,   ///< the call does not fit the state of the file, as samples after a trailing chunk
+        kWrongOrder =
+            8, ///< the call does not fit the state of the file, such as samples after a trailing chunk
         kTooLarge = 9,     ///< the container's size limit is reached
         kReadFailed = 10,  ///< the system failed to read
         kDiskFull = 11,    ///< no space, quota or permitted file size is left
@@ -37,7 +40,7 @@ struct AudioError {
     };
 
     std::int32_t code = kNoError; ///< one of Code
-    std::error_code system;       ///< the system's reason, where it gave one; of the generic category
+    std::error_code system;       ///< the system's error, if there is one; of the generic category
     std::string message;          ///< a sentence in English: what failed, on which file, and why
 };
 

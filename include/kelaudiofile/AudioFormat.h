@@ -19,18 +19,18 @@ enum class Container {
     kAiff, ///< AIFF and AIFF-C
 };
 
-/// What the samples of a file are, or are to be; by default 16-bit stereo at 48 kHz.
+/// The format of a file that is read or to be written. The default is 16-bit stereo at 48 kHz.
 struct AudioFormat {
     /// Frames per second. A reader may find any positive number in an AIFF file; a writer accepts whole ones.
     double sampleRate = 48000;
     std::int32_t channels = 2; ///< samples per frame
-    /// How one sample lies in the file.
+    /// How one sample is stored in the file.
     SampleFormat samples = {SampleCoding::kInteger, 2, ByteOrder::kLittleEndian, false};
     /// One entry per channel, or empty if no position is known.
     kelmediatypes::ChannelLayout layout;
 };
 
-/// Makes a chunk id of its four characters: `ChunkId("bext")`. The first character is the lowest byte.
+/// Makes a chunk id from its four characters: `ChunkId("bext")`. The first character is the lowest byte.
 constexpr std::uint32_t ChunkId(const char (&inText)[5]) {
     std::uint32_t id = 0;
     for (int i = 3; i >= 0; --i)
@@ -38,16 +38,16 @@ constexpr std::uint32_t ChunkId(const char (&inText)[5]) {
     return id;
 }
 
-/// @return the four characters of a chunk id; '?' for one that cannot be printed.
+/// Returns the four characters of a chunk id, with '?' for any that cannot be printed.
 KELAUDIOFILE_EXPORT std::string ChunkIdText(std::uint32_t inId);
 
-/// @return the position's name in English, such as "front left"; "unknown position" for a value without a
+/// Returns the English name of the position, such as "front left"; "unknown position" for a value without a
 /// name.
 KELAUDIOFILE_EXPORT std::string ChannelName(kelmediatypes::AudioChannelDescription inChannel);
 
-/// Makes a layout by its usual name.
+/// Makes a layout from its usual name.
 /// @param inName  "mono", "stereo", "quad", "5.1" or "7.1", in the channel order of wave files.
-/// @return an empty layout for any other name.
+/// @return the layout, or an empty one for any other name.
 KELAUDIOFILE_EXPORT kelmediatypes::ChannelLayout MakeLayout(std::string_view inName);
 
 /// @}

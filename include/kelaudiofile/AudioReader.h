@@ -22,13 +22,13 @@ enum class Side { kBefore, kAfter };
 
 class AudioReader;
 
-/// A chunk that is neither format nor samples nor filler. Its contents are read on request. Good as long as
-/// its reader.
+/// A chunk that is not format, samples or filler. Its contents are read on request. Valid as long as its
+/// reader.
 class KELAUDIOFILE_EXPORT AudioChunk {
 public:
-    std::uint32_t Id() const { return mId; }    ///< as ChunkId makes it
+    std::uint32_t Id() const { return mId; }    ///< as made by ChunkId
     std::int64_t Size() const { return mSize; } ///< bytes of data, without the header
-    /// @return the side of the audio on which it lies.
+    /// Returns the side of the audio on which the chunk lies.
     Side Place() const { return mSide; }
 
     /// Reads the whole chunk. Check Size() first: a file may claim gigabytes.
@@ -36,7 +36,7 @@ public:
     /// @param outError  set if the call fails.
     /// @return whether all of it was read.
     bool Read(std::vector<unsigned char>& outData, AudioError& outError) const;
-    /// Reads a part of the chunk's data.
+    /// Reads part of the chunk's data.
     /// @param inOffset, inCount  a range of bytes inside 0 to Size().
     /// @param outBytes  room for inCount bytes.
     /// @param outError  set if the call fails.
@@ -47,14 +47,14 @@ private:
     friend class ChunkList;
     AudioChunk(AudioReader* inReader, std::int32_t inIndex) : mReader(inReader), mIndex(inIndex) {}
 
-    AudioReader* mReader; ///< null in the place after the last chunk, which nobody reads
+    AudioReader* mReader; ///< null at the end of the list, which is never read
     std::int32_t mIndex;
     std::uint32_t mId = 0;
     std::int64_t mSize = 0;
     Side mSide = Side::kBefore;
 };
 
-/// The chunks of a file in file order, for a range-based for loop. Good as long as its reader.
+/// The chunks of a file in file order, for a range-based for loop. Valid as long as its reader.
 class KELAUDIOFILE_EXPORT ChunkList {
 public:
     /// For range-based for loops only.
@@ -64,9 +64,9 @@ public:
         const AudioChunk& operator*() const { return mChunk; }
         /// The chunk.
         const AudioChunk* operator->() const { return &mChunk; }
-        /// Steps to the next chunk.
+        /// Moves to the next chunk.
         iterator& operator++();
-        /// Whether the two are at different chunks of one list.
+        /// Returns whether the two refer to different chunks of one list.
         bool operator!=(const iterator& inOther) const { return mChunk.mIndex != inOther.mChunk.mIndex; }
 
     private:
@@ -76,9 +76,9 @@ public:
         AudioChunk mChunk;
     };
 
-    /// @return the first chunk.
+    /// Returns the first chunk.
     iterator begin() const;
-    /// @return the place after the last chunk.
+    /// Returns the position after the last chunk.
     iterator end() const;
 
 private:
@@ -92,49 +92,49 @@ private:
 
 /// Reads the samples of a wave or AIFF file as planes of floats.
 ///
-/// An object is used by one thread at a time; separate objects on one file are independent. The file must not
-/// change while it is open, but may be deleted or replaced by another one of its name.
+/// One thread at a time per object; separate objects on one file are independent. The file must not change
+/// while it is open, but it may be deleted, or replaced by another file of the same name.
 class KELAUDIOFILE_EXPORT AudioReader {
 public:
-    /// Opens a file; its first bytes decide whether it is a wave or an AIFF file.
-    /// @param inPath  the path in the bytes that the system takes.
+    /// Opens a file; its first bytes determine whether it is read as a wave or an AIFF file.
+    /// @param inPath  the path, passed to the operating system byte for byte.
     /// @param outError  set if the call fails.
     /// @return null with outError set if there is no such file, it is not audio, it is broken, or its samples
-    /// cannot be decoded.
+    ///        cannot be decoded.
     static std::unique_ptr<AudioReader> Open(std::string_view inPath, AudioError& outError);
     ~AudioReader();
 
-    /// @return the format; every number in it is positive, and `samples` is supported. The layout is empty
-    /// if the file gives no position of any channel.
+    /// Returns the format. Every number in it is positive, and `samples` is supported. The layout is empty if
+    /// the file gives no position of any channel.
     const AudioFormat& Format() const;
-    /// @return the family of the file.
+    /// Returns the family of the file.
     Container Kind() const;
-    /// @return the frames that the file really holds.
+    /// Returns the number of frames that the file actually holds.
     std::int64_t Frames() const;
-    /// @return whether the size of the samples was missing and was recovered from the length of the file.
+    /// Returns whether the size of the samples was missing and was recovered from the length of the file.
     bool Recovered() const;
 
     /// Decodes frames. Allocates nothing after the first call, whatever the count.
     /// @param inFrame, inCount  a range inside 0 to Frames().
     /// @param outPlanes  one pointer per channel, each to room for inCount floats; null skips a channel.
     /// @param outError  set if the call fails.
-    /// @return false with nothing written for a range outside the file; false after a failed read, when the
-    /// planes hold the frames before the failure. The reader stays usable.
+    /// @return false, writing nothing, for a range outside the file; false after a failed read, in which case
+    ///        the planes hold the frames before the failure. The reader stays usable.
     bool Read(std::int64_t inFrame, std::int64_t inCount, float* const* outPlanes, AudioError& outError);
 
-    /// Reads frames as they lie in the file: interleaved, in Format().samples.
+    /// Reads raw frames: interleaved, in Format().samples.
     /// @param inFrame, inCount  as for Read.
-    /// @param outBytes  room for inCount times channels times bytesPerSample.
+    /// @param outBytes  room for inCount times channels times bytesPerSample bytes.
     /// @param outError  set if the call fails.
     /// @return as for Read.
     bool ReadRaw(std::int64_t inFrame, std::int64_t inCount, void* outBytes, AudioError& outError);
 
-    /// @return the metadata chunks: `for (const AudioChunk& chunk : reader->Chunks())`.
+    /// Returns the metadata chunks: `for (const AudioChunk& chunk : reader->Chunks())`.
     ChunkList Chunks();
 
-    /// @return the file behind a reader of the wave kind, else null. The reader keeps it.
+    /// Returns the underlying file of a reader of a wave file, else null. The reader keeps ownership.
     WaveFile* Wave();
-    /// @return the file behind a reader of the AIFF kind, else null. The reader keeps it.
+    /// Returns the underlying file of a reader of an AIFF file, else null. The reader keeps ownership.
     AiffFile* Aiff();
 
 private:
@@ -146,7 +146,7 @@ private:
     std::unique_ptr<Impl> mImpl;
 };
 
-/// Called with the frames done and the frames in all; false ends the work with AudioError::kCancelled.
+/// Receives the frames done and the total; returning false ends the operation with AudioError::kCancelled.
 using AudioProgress = std::function<bool(std::int64_t inDone, std::int64_t inTotal)>;
 
 /// Computes the peaks of every channel of a file.
@@ -154,31 +154,33 @@ using AudioProgress = std::function<bool(std::int64_t inDone, std::int64_t inTot
 /// @param inBlockFrames  frames per peak, at least 1; the last block may be shorter.
 /// @param inProgress  called every 8,192 frames; may be empty.
 /// @param outError  set if the call fails.
-/// @return one timeline per channel whose offsets are frames and whose duration is that of the file: a
-/// shorter last block is a segment of its own. Empty with outError set after a failure.
+/// @return one timeline per channel, whose offsets are frames and whose duration is that of the file; a
+///        shorter last block is a separate segment. Empty with outError set after a failure.
 KELAUDIOFILE_EXPORT std::vector<std::shared_ptr<PeakData>> MakePeaks(AudioReader& ioReader,
                                                                      std::int64_t inBlockFrames,
                                                                      const AudioProgress& inProgress,
                                                                      AudioError& outError);
 
-/// What HashAudio counts as audio.
+/// Options of HashAudio.
 struct HashOptions {
-    bool trimSilence = false; ///< leave out leading and trailing frames whose samples are all 0.0
-    AudioProgress progress;   ///< may be empty; with trimSilence, the file is read twice and counts twice
+    bool trimSilence = false; ///< skip leading and trailing frames whose samples are all 0.0
+    AudioProgress
+        progress; ///< may be empty; with trimSilence, the file is read twice and its frames count twice
 };
 
 /// Feeds the decoded audio of a file to a function, usually the update of a digest: equal audio gives equal
 /// bytes, whatever the container, the sample format and the metadata.
 ///
-/// First come the number of channels (4 bytes) and the sample rate (a double, 8 bytes), so that files of
-/// different shape differ. Then the samples as 32-bit floats: blocks of 8,192 frames, the last one shorter,
-/// and within a block all of channel 0, then all of channel 1 and so on. Everything is little-endian. Unlike
-/// HashWaveFile, it decodes the unsigned 8-bit samples of wave files as what they mean.
-/// @param inPath  the path in the bytes that the system takes.
-/// @param inUpdate  called with each piece, which is good during the call only.
-/// @param inOptions  what counts, and who hears of the progress.
+/// The bytes begin with the number of channels (4 bytes) and the sample rate (a double, 8 bytes), so that
+/// files of different shape differ. The samples follow as 32-bit floats: blocks of 8,192 frames, the last one
+/// possibly shorter; within a block, all of channel 0, then all of channel 1 and so on. Everything is
+/// little-endian. Unlike HashWaveFile, this function decodes the 8-bit samples of wave files as the unsigned
+/// values they are.
+/// @param inPath  the path, passed to the operating system byte for byte.
+/// @param inUpdate  called with each piece, which is valid during the call only.
+/// @param inOptions  what is hashed, and how progress is reported.
 /// @param outError  set if the call fails.
-/// @return false with outError set if the file cannot be opened or read; the digest is then worthless.
+/// @return false with outError set if the file cannot be opened or read; the digest is then invalid.
 KELAUDIOFILE_EXPORT bool
 HashAudio(std::string_view inPath,
           const std::function<void(const unsigned char* inBytes, std::uint64_t inByteCount)>& inUpdate,
