@@ -267,7 +267,7 @@ void CompareWriting(const std::string& inFolder) {
     }
 }
 
-/// By the clock on the wall, and in the current folder: what lies in memory has no disk to wait for.
+/// Measured by wall clock, and in the current folder: memory-backed storage has no disk to wait for.
 void CompareCheckpoints() {
     using Clock = std::chrono::steady_clock;
     struct Row {

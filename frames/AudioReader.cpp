@@ -190,8 +190,8 @@ bool AudioReader::Read(std::int64_t inFrame, std::int64_t inCount, float* const*
         return Fail(outError, AudioError::kBadArgument, impl.path, "there are no planes to read it to");
     const std::int64_t tileFrames = TileFrames(impl.format);
     if (impl.tile.empty()) {
-        impl.planes.resize(
-            static_cast<std::size_t>(impl.format.channels)); // first: a non-empty tile implies both
+        // Resized first: a non-empty tile implies both.
+        impl.planes.resize(static_cast<std::size_t>(impl.format.channels));
         impl.tile.resize(static_cast<std::size_t>(tileFrames * FrameBytes(impl.format)));
     }
     for (std::int64_t done = 0; done < inCount;) {

@@ -1,5 +1,5 @@
-// An AIFF file of any bytes: what is read lies in the file, and a copy holds the same, once the disk has room
-// for it.
+// Opens an AIFF file of arbitrary bytes: reads stay inside the file, and a copy holds the same contents once
+// the disk has room for it.
 
 #include "Fuzz.h"
 #include "kelaudiofile/AiffFile.h"
@@ -28,7 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 AiffFile::OpenForWrite(path, 48000, file->GetNumChannels(), 8 * file->GetBytesPerSample(),
                                        file->GetSampleType(), file->GetAudioChannelLayout(), error));
             isWritten = copy && contents.WriteTo(*copy) && copy->FinishWrite(false, error);
-        } catch (const kelcore::filesupport::file_exception&) { // of FinishWrite
+        } catch (const kelcore::filesupport::file_exception&) { // from FinishWrite
         }
     FUZZ_REQUIRE(isWritten);
     const auto read = AiffFile::OpenForRead(path, false, error);

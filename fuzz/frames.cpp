@@ -1,4 +1,5 @@
-// Blocks of frames against the models of their samples, in buffers of exactly the size that may be touched.
+// Compares blocks of frames with the models of their samples, in buffers of exactly the size that may be
+// touched.
 
 #include "Fuzz.h"
 #include "kelaccelerate/WideVectors.h"

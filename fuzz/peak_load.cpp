@@ -1,5 +1,5 @@
-// Peak data from a stream of any bytes. What loads is saved as it was; edits and points come to an end on it,
-// whatever its block sizes are.
+// Loads peak data from a stream of arbitrary bytes. Whatever loads is saved unchanged; edits and points
+// terminate, whatever its block sizes are.
 
 #include <bit>
 
@@ -36,7 +36,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         testing_support::MemoryFileOutput saved;
         peaks->WriteToStream(saved);
         FUZZ_REQUIRE(saved.bytes == fuzz::Bytes(data, data + stream.CurPos()));
-    } catch (const std::exception&) { // cut off
+    } catch (const std::exception&) { // truncated
     }
     fuzz::Choices choose(data, size);
     for (int steps = 0; !choose.empty() && steps < 20; ++steps) {

@@ -1,5 +1,5 @@
-// A wave file of any bytes: what is read lies in the file, the hash takes all of it, and a copy holds the
-// same, once the disk has room for it.
+// Opens a wave file of arbitrary bytes: reads stay inside the file, the hash covers all of it, and a copy
+// holds the same contents once the disk has room for it.
 
 #include "Fuzz.h"
 #include "kelaudiofile/HashWaveFile.h"
@@ -10,7 +10,7 @@ using namespace kelaudiofile;
 
 namespace {
 
-/// @return the bytes hashed, -1 if there was a failure.
+/// Returns the number of bytes hashed, or -1 after a failure.
 std::int64_t Hash(const kelcore::UTF8String& inPath, bool inTrimSilence) try {
     std::uint64_t hashed = 0;
     HashWaveFile([&](const unsigned char*, std::uint64_t count) { hashed += count; }, inPath, inTrimSilence);

@@ -39,7 +39,7 @@ TEXT
     $programs/whole_job_benchmarks | few whole-jobs ', 2 channels |^\\| (write|hash|open|checkpoint)'
     printf '\n## Blocks of frames: compared with a call per channel\n\n'
     $programs/frame_benchmarks | few frames '^\\| [0-9a-z]+( bit)?, (1|2|6) channels? |big-endian, 2 '
-    printf '\n## Readers of frames: times the same work by hand, on files of 4 MiB\n\n'
+    printf '\n## Readers of frames: compared with the same work by hand, on files of 4 MiB\n\n'
     $programs/reader_benchmarks
     printf '\n## Sample routines, in cache\n\n'
     $programs/kernel_benchmarks --benchmark_format=csv 2> /dev/null | python3 benchmarks/table.py kernels |

@@ -1,6 +1,6 @@
 #!/bin/sh
-# Cuts the power of recordings at random moments and reads what may be left of them: see tests/frames/PowerCutTests.cpp.
-#   scripts/power-cut.sh [CUTS]    100000 of them by default; CI makes 2,000
+# Simulates power failures of recordings at random moments and reads what may be left: see tests/frames/PowerCutTests.cpp.
+#   scripts/power-cut.sh [CUTS]    100000 by default; CI makes 2,000
 set -eu
 cd "$(dirname "$0")/.."
 cmake --preset test > /dev/null

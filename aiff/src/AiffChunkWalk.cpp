@@ -27,24 +27,25 @@ bool IsAiff(const FormHeader& inHeader) {
     return inHeader.id == kFormId && (inHeader.type == kAiffType || inHeader.type == kAifcType);
 }
 
-// A recorder that was cut off leaves size 0, a copy that was cut off a size past its end: both are read to
-// the last byte. The sum keeps to 32 bits, so the eight largest sizes wrap and leave no place for a chunk.
+// An interrupted recorder leaves size 0, and a truncated copy leaves a size past its end: both are read to
+// the last byte. The sum is kept to 32 bits, so the eight largest sizes wrap and leave no room for a chunk.
 std::uint64_t EndOfForm(std::uint32_t inFormSize, std::uint64_t inFileSize) {
     const std::uint32_t end = inFormSize + form::kUncountedBytes;
     return inFormSize == 0 || end > inFileSize ? inFileSize : end;
 }
 
-/// Eight zero bytes are a chunk without id and size. @return how many more of them follow that the walk
+/// Eight zero bytes form a chunk without id and size. @return how many more of them follow that the walk
 /// lists.
 std::uint64_t CountZeroChunks(IPlatformByteStream& inStream, std::uint64_t inPosition, std::uint64_t inEnd) {
     if (inPosition + chunk::kHeaderBytes >= inEnd)
         return 0;
-    const std::uint64_t listedBytes = inEnd - inPosition - 1; // a header that ends where the FORM does is not
+    // A header that ends with the FORM is not listed.
+    const std::uint64_t listedBytes = inEnd - inPosition - 1;
     inStream.CurPos(inPosition);
     return inStream.CountZeroBytes(listedBytes) / chunk::kHeaderBytes;
 }
 
-// Positions stay below the file's size but for the last one, which ends the walk, so no sum here overflows.
+// All positions are below the file's size except the last one, which ends the walk, so no sum here overflows.
 void ListChunks(IPlatformByteStream& inStream, std::uint64_t inEnd, chunks::ChunkTable& outChunks) {
     std::uint64_t position = form::kBytes;
     for (;;) {

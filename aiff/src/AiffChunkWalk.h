@@ -7,7 +7,7 @@
 
 namespace kelaudiofile::aiff {
 
-/// Walks over a file from its start and reads its form and its chunk headers. Throws nothing.
+/// Scans a file from its start for its form and its chunk headers. Throws nothing.
 /// @param inFile  the file of the stream.
 /// @param outChunks  receives every chunk up to the end or the failure.
 /// @return a code of AiffFile::ExtendedErrorInfo: kNoError, kNotAiffFile or kChunkScanFailed.

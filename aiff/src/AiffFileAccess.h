@@ -7,17 +7,17 @@
 
 namespace kelaudiofile {
 
-/// What the folders above need of an AiffFile beyond what hosts see.
+/// Access to an AiffFile for the folders above, beyond what hosts see.
 struct KELAUDIOFILE_HIDDEN AiffFileAccess {
-    /// As AiffFile::OpenForRead, on a file that is open already.
+    /// Like AiffFile::OpenForRead, for a file that is already open.
     static std::unique_ptr<AiffFile> Open(const kelcore::filesupport::File& inFile, bool inAssumeChannelOrder,
                                           AiffFile::ExtendedErrorInfo& outError);
 
-    /// From now on, blocks that a file open for writing has taken have reached the system.
-    /// @return false if what was written before could not be delivered.
+    /// From now on, each accepted block of a file open for writing is passed to the system at once.
+    /// @return false if what was written before could not be flushed.
     static bool WriteThrough(AiffFile& ioFile);
 
-    /// FinishWrite is to bring the file to the device before it returns; it throws if it cannot.
+    /// Makes FinishWrite sync the file to the device before it returns, and throw if that fails.
     static void SyncWhenFinished(AiffFile& ioFile);
 };
 

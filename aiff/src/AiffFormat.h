@@ -5,8 +5,9 @@
 #include "bytes/ByteOrder.h"
 #include "bytes/FourCC.h"
 
-/// AIFF and AIFF-C on disk. All numbers are big-endian; an id is compared as the number whose lowest byte is
-/// its first character. Offsets without another note count from the start of a chunk's data.
+/// The layout of AIFF and AIFF-C files. All numbers are big-endian; an id is compared as the number whose
+/// lowest byte is its first character. Unless noted otherwise, offsets count from the start of a chunk's
+/// data.
 namespace kelaudiofile::aiff {
 
 using bytes::Byte;
@@ -27,21 +28,22 @@ constexpr void StoreId(Byte* out, std::uint32_t inId) {
     bytes::StoreLittle32(out, inId);
 }
 
-/// The file header, from the start of the file. The chunks follow it.
+/// The file header, with offsets from the start of the file. Chunks follow it.
 namespace form {
 inline constexpr int kSize = 4, kType = 8, kBytes = 12;
-/// The size field does not count itself and the id.
+/// The size field includes neither itself nor the id.
 inline constexpr int kUncountedBytes = 8;
-/// With a larger one, the end of the file would wrap in the 32 bits of many readers, ours included.
+/// With a larger size, the end of the file would overflow the 32 bits of many readers, including this
+/// library.
 inline constexpr std::int64_t kLargestSize = 0xFFFFFFFF - kUncountedBytes;
 } // namespace form
 
-/// A chunk's header, from its start.
+/// A chunk's header, with offsets from its start.
 namespace chunk {
 inline constexpr int kId = 0, kSize = 4, kHeaderBytes = 8;
 } // namespace chunk
 
-/// Chunks start at even offsets of the file: an odd end gets a pad byte that no chunk size counts.
+/// Chunks start at even offsets: an odd end is followed by a pad byte that no chunk size includes.
 template <typename Integer>
 constexpr Integer PaddedEnd(Integer inEnd) {
     return inEnd + inEnd % 2;
@@ -55,7 +57,7 @@ inline constexpr int kAifcBytes = 23; // with an empty description
 } // namespace comm
 
 namespace ssnd {
-inline constexpr int kOffset = 0, kSamples = 8; // a block size lies between them; nobody uses it
+inline constexpr int kOffset = 0, kSamples = 8; // with an unused block size between them
 } // namespace ssnd
 
 namespace fver {
@@ -66,12 +68,12 @@ inline constexpr int kBytes = 4;
 /// The fields of Core Audio's AudioChannelLayout.
 namespace chan {
 inline constexpr int kTag = 0, kBitmap = 4, kNumDescriptions = 8, kDescriptions = 12;
-inline constexpr int kDescriptionBytes = 20; // the label, then what is not read and written as zeros
+inline constexpr int kDescriptionBytes = 20; // the label, then bytes that are not read, and written as zeros
 inline constexpr int kTrailerBytes = 4;      // zeros that are written after the descriptions
 inline constexpr std::uint32_t kUseDescriptions = 0, kUseBitmap = 0x10000;
 } // namespace chan
 
-/// Chunks that are held in memory as a whole while a file is opened are no larger.
+/// The limit for chunks that are loaded into memory whole when a file is opened.
 inline constexpr std::int64_t kLargestParsedChunk = 65536;
 
 } // namespace kelaudiofile::aiff

@@ -8,7 +8,7 @@
 
 namespace kelaudiofile {
 
-/// The format of a file, read or to be written.
+/// The format of a file that was read or is to be written.
 struct AiffFormatInfo {
     std::uint32_t formType = 0;
     std::uint32_t compressionCodeId = 0; ///< 0 if the file has none
@@ -22,7 +22,7 @@ struct AiffFormatInfo {
     double sampleRate = 0; ///< frames per second
 };
 
-/// @return bytes of one sample of every channel; negative if one of the two numbers is.
+/// Returns the bytes of one frame; negative if the channel count or the bit depth is negative.
 inline std::int32_t FrameBytes(const AiffFormatInfo& inFormat) {
     return inFormat.numChannels * inFormat.bitsPerSample / 8;
 }

@@ -55,7 +55,7 @@ bool AiffReading::Open(const File& inFile, bool inAssumeChannelOrder, AiffFormat
 }
 
 // The samples are located between the two effects that a compression code can have on the bit depth: the
-// frames on disk are counted with a depth that is raised, but not with one that is imposed.
+// frames on disk are counted after a depth is raised, but before one is imposed.
 std::int32_t AiffReading::ReadFormat(AiffFormatInfo& outFormat) {
     if (!ReadComm(outFormat))
         return Error::kBadCommChunk;
@@ -75,7 +75,7 @@ bool AiffReading::ReadComm(AiffFormatInfo& outFormat) {
     return true;
 }
 
-// A format without frames, channels or bits has no use for samples, and "SSND" may be anything then.
+// A format without frames, channels or bits needs no samples, and its "SSND" may be anything.
 bool AiffReading::LocateSamples(AiffFormatInfo& ioFormat) {
     if (ioFormat.sampleCount == 0 || ioFormat.numChannels == 0 || ioFormat.bitsPerSample == 0)
         return true;
@@ -91,9 +91,9 @@ bool AiffReading::LocateSamples(AiffFormatInfo& ioFormat) {
     return true;
 }
 
-// A header may promise more frames than there are. Negative numbers count as huge ones here: if the samples
-// are said to begin after their chunk, the count stays, and a negative frame size reduces it to almost
-// nothing.
+// A header may promise more frames than the file holds. Negative numbers count as huge ones here: if the
+// samples are said to begin after the end of their chunk, the count stays, and a negative frame size reduces
+// it to almost nothing.
 void AiffReading::LimitSampleCountToData(AiffFormatInfo& ioFormat) const {
     const std::int64_t frameBytes = FrameBytes(ioFormat);
     if (frameBytes == 0)

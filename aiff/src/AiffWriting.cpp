@@ -17,12 +17,12 @@ using kelcore::filesupport::OPlatformByteStream;
 
 namespace {
 
-// The FORM size, which counts the last pad byte, is the first of the 32-bit fields to be full.
+// The FORM size, which includes the last pad byte, is the first of the 32-bit fields to overflow.
 constexpr bool FitsForm(std::int64_t inEnd) {
     return PaddedEnd(inEnd) - form::kUncountedBytes <= form::kLargestSize;
 }
 
-// So no chunk needs a limit of its own: the size of the largest one that fits is well within its field.
+// So no chunk needs its own limit: the size of the largest one that fits is far below that of its field.
 constexpr std::int64_t kFirstMetadatum =
     form::kBytes + 2 * chunk::kHeaderBytes + comm::kAiffBytes + chan::kDescriptions + chan::kTrailerBytes;
 constexpr std::int64_t kLargestMetadatumBytes = 0xFFFFFFF7;
@@ -66,7 +66,7 @@ void AiffWriting::WriteHeaderChunks(const AiffFormatInfo& inFormat) {
     WriteChunk(kChanId, BuildChan(inFormat.channelLayout));
 }
 
-// For chunks of an even size.
+// Only for chunks of even size.
 void AiffWriting::WriteChunk(std::uint32_t inId, const std::vector<Byte>& inData) {
     Byte header[chunk::kHeaderBytes];
     StoreId(header + chunk::kId, inId);
@@ -126,7 +126,7 @@ bool AiffWriting::FinishMetadatum() {
     });
 }
 
-/// A chunk whose header could not be written when it was begun is open all the same.
+/// A chunk whose header could not be written when it was begun is open nevertheless.
 void AiffWriting::SettleHeader() {
     mOwedHeader.Settle([this](const ChunkHeader& inHeader) {
         Byte header[kSsndHeaderBytes] = {};
@@ -149,8 +149,8 @@ void AiffWriting::Complete() {
     try {
         SyncIfAsked(); // the samples first, then what counts them
         CompleteSizes();
-        chunks::Deliver(*mPlatform,
-                        *mBuffered); // destruction would lose the failure to deliver the last bytes
+        // The destructor would ignore a failure to write the last bytes.
+        chunks::Deliver(*mPlatform, *mBuffered);
         SyncIfAsked();
     } catch (...) {
         Attempt([this] { CountDelivered(); });
@@ -163,7 +163,7 @@ void AiffWriting::SyncIfAsked() {
         mBuffered->Sync(*mPlatform);
 }
 
-// The FORM size comes last: until then the file is read to its end, whatever has been completed of it.
+// The FORM size comes last: until then readers read the file to its end, whatever has been completed of it.
 void AiffWriting::CompleteSizes() {
     std::int64_t end = mWritePosition;
     if (HasSsnd()) {
@@ -174,8 +174,8 @@ void AiffWriting::CompleteSizes() {
     WriteNumber(form::kSize, end - form::kUncountedBytes);
 }
 
-// Writes past the buffer, where what could not be delivered still waits. Unless that reaches the end of the
-// file, it is a size, and all samples are delivered.
+// Bypasses the buffer, which still holds what could not be written. If those bytes do not reach the end of
+// the file, they are a size field, and all samples have been written.
 void AiffWriting::CountDelivered() {
     if (!HasSsnd())
         return;

@@ -12,35 +12,36 @@
 
 namespace kelaudiofile::aiff {
 
-/// A file open for writing: its streams, and which chunk is open. Operations return what those of
-/// AiffFile return.
+/// A file open for writing: its streams, and which chunk is open. Operations return the results of those of
+/// AiffFile.
 class AiffWriting {
 public:
-    /// Writes the header, "COMM" and "CHAN" of a new file. Exceptions that are no std::exception pass.
-    /// @return false with no file open.
+    /// Writes the header, "COMM" and "CHAN" of a new file. Exceptions not derived from std::exception pass
+    /// through.
+    /// @return false, with no file open.
     bool Start(const kelcore::filesupport::File& inFile, const AiffFormatInfo& inFormat);
     bool IsOpen() const { return mBuffered != nullptr; }
 
-    /// @return whether a block may be written now; otherwise nothing has changed.
+    /// Returns whether a block may be written now; if not, nothing has changed.
     bool AcceptsBlock(std::int64_t inOffset, std::int32_t inByteCount, const void* inBuffer) const;
-    /// Writes a block that is accepted.
+    /// Writes an accepted block.
     bool WriteBlock(std::int64_t inOffset, std::int32_t inByteCount, const void* inBuffer);
 
     bool StartMetadatum(std::uint32_t inId);
     bool WriteMetadatum(const void* inBuffer, std::int32_t inByteCount);
     bool FinishMetadatum();
 
-    /// Completes the sizes of an open file and delivers everything. What the streams throw passes; the sizes
-    /// then count what has been delivered.
+    /// Completes the sizes of an open file and flushes everything. Exceptions of the streams pass through;
+    /// the sizes then count what has been written.
     void Complete();
     void Close() noexcept;
 
-    /// As the operations of AiffFileAccess.
+    /// Like the operations of AiffFileAccess.
     bool WriteThrough();
     void SyncWhenFinished() { mSyncsWhenFinished = true; }
 
 private:
-    /// The header of a chunk that was begun, and the zeros between it and the samples in "SSND".
+    /// The header of a chunk that was begun, and for "SSND" the zeros between it and the samples.
     struct ChunkHeader {
         std::uint32_t id;
         std::size_t byteCount;
@@ -66,12 +67,12 @@ private:
     std::int32_t mFrameBytes = 0;
     bool mSyncsWhenFinished = false;
 
-    /// Where the next chunk or its data go on. It moves once a step is wholly done; the stream's own position
-    /// may be left anywhere by a step that failed, and is set anew by the next one.
+    /// Where the next chunk or its data continue. It advances only after a complete step; a step that failed
+    /// may leave the stream's own position anywhere, and the next step sets it again.
     std::int64_t mWritePosition = 0;
     std::int64_t mSampleBytes = 0; ///< written
     chunks::Owed<ChunkHeader> mOwedHeader;
-    /// Positions of chunk headers; 0 where there is no such chunk.
+    /// Positions of chunk headers; 0 if there is no such chunk.
     std::int64_t mCommPosition = 0;
     std::int64_t mSsndPosition = 0;
     std::int64_t mMetadatumPosition = 0; ///< while it is open

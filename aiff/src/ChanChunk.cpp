@@ -13,12 +13,12 @@ std::uint32_t FieldOrZero(std::span<const Byte> inData, std::size_t inOffset) {
     return inOffset + 4 <= inData.size() ? bytes::LoadBig32(&inData[inOffset]) : 0;
 }
 
-// A negative number of channels asks for more entries than any vector holds.
+// A negative number of channels exceeds the size limit of every vector.
 ChannelLayout LayoutWithoutPositions(std::int16_t inNumChannels) {
     return ChannelLayout(static_cast<std::size_t>(inNumChannels), kNoPosition);
 }
 
-// The file may claim any number of descriptions; no more are read than there are channels.
+// The file may claim any number of descriptions; no more than one per channel are read.
 void TakeDescriptions(std::span<const Byte> inData, ChannelLayout& ioLayout) {
     const std::size_t numDescriptions = FieldOrZero(inData, chan::kNumDescriptions);
     for (std::size_t i = 0; i < ioLayout.size() && i < numDescriptions; ++i)
@@ -33,7 +33,7 @@ void TakeBitmap(std::span<const Byte> inData, ChannelLayout& ioLayout) {
             ioLayout[channel++] = ValueOfLabel(bit + 1);
 }
 
-// Channels are compared only: that is all that a layer in place of ours has to allow.
+// Channels are only compared: a replacement layer need not support more.
 std::uint32_t LabelOf(kelmediatypes::AudioChannelDescription inChannel) {
     for (const auto& row : kChannelLabels)
         if (inChannel == kelmediatypes::AudioChannelDescription(row.value))

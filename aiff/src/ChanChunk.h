@@ -11,19 +11,19 @@
 /// "CHAN", the channel layout.
 namespace kelaudiofile::aiff {
 
-/// Takes the layout from "CHAN" data of any size; what lies past their end reads as 0.
+/// Parses the layout in "CHAN" data of any size; fields past the end of the data read as 0.
 /// @param inNumChannels  the length of the result. A negative one throws std::length_error.
 kelmediatypes::ChannelLayout ParseChan(std::span<const bytes::Byte> inData, std::int16_t inNumChannels);
 
-/// The layout of a file without "CHAN".
+/// Returns the layout of a file without "CHAN".
 /// @param inAssumeChannelOrder  whether 3, 4 and 6 channels get their customary order.
 /// @param inNumChannels  as for ParseChan.
 kelmediatypes::ChannelLayout CustomaryLayout(std::int16_t inNumChannels, bool inAssumeChannelOrder);
 
-/// @return the size of "CHAN" data with this many descriptions.
+/// Returns the size of "CHAN" data with this many descriptions.
 std::uint64_t ChanBytes(std::size_t inNumDescriptions);
 
-/// Makes "CHAN" data with one description for each entry of the layout.
+/// Builds "CHAN" data with one description per entry of the layout.
 std::vector<bytes::Byte> BuildChan(const kelmediatypes::ChannelLayout& inLayout);
 
 } // namespace kelaudiofile::aiff

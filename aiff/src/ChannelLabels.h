@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-/// Channel labels of Core Audio, and the channel description values that stand for them.
+/// Channel labels of Core Audio, and the corresponding channel description values.
 namespace kelaudiofile::aiff {
 
 struct ChannelLabel {
@@ -10,7 +10,7 @@ struct ChannelLabel {
     std::uint32_t value;
 };
 
-/// Read from left to right and from right to left. The order of labels 13 to 18 is not that of the values.
+/// Used in both directions. Labels 13 to 18 are not in the order of the values.
 inline constexpr ChannelLabel kChannelLabels[] = {
     {1, 100},   // Left
     {2, 101},   // Right
@@ -43,16 +43,16 @@ inline constexpr ChannelLabel kChannelLabels[] = {
     {203, 137}, // Ambisonic_Z
 };
 
-/// Labels that are read and never written.
+/// Labels that are read but never written.
 inline constexpr ChannelLabel kReadOnlyLabels[] = {
     {301, 100}, // HeadphonesLeft
     {302, 101}, // HeadphonesRight
 };
 
-inline constexpr std::uint32_t kMonoLabel = 42; // what a value without a label of its own is written as
-inline constexpr std::uint32_t kNoPosition = 0; // what a label without a value of its own is read as
+inline constexpr std::uint32_t kMonoLabel = 42; // written for a value without a label
+inline constexpr std::uint32_t kNoPosition = 0; // read for a label without a value
 
-/// Bit n of a layout's bitmap stands for label n + 1.
+/// Bit n of a layout's bitmap is label n + 1.
 inline constexpr std::uint32_t kNumBitmapLabels = 18;
 
 constexpr std::uint32_t ValueOfLabel(std::uint32_t inLabel) {

@@ -12,10 +12,10 @@ namespace {
 
 using kelcore::UTF8String;
 
-/// What a code does to the bit depth in "COMM".
+/// The effect of a code on the bit depth in "COMM".
 enum class Depth {
     kKept,
-    kRaised,  // to the code's depth if it is lower, before the frames on disk are counted
+    kRaised,  // raised to the code's depth if lower, before the frames on disk are counted
     kImposed, // set to the code's depth, after that
 };
 
@@ -26,7 +26,7 @@ struct Compression {
     std::int16_t bitsPerSample = 0;
 };
 
-// Case matters. "twos" means the same as "NONE" but is refused.
+// Comparison is case-sensitive. "twos" means the same as "NONE" but is rejected.
 constexpr Compression kCompressions[] = {
     {0, AiffFile::kBigEndianIntegerSamples},
     {FourCC("NONE"), AiffFile::kBigEndianIntegerSamples},

@@ -22,8 +22,8 @@ constexpr std::uint64_t kDoubleExponent = 0x7FF;
 
 static_assert(FLT_EVAL_METHOD == 0 || FLT_EVAL_METHOD == 1, "wider registers would not round each sum");
 
-// Bit by bit from the top one down, each sum rounded. That order decides about mantissas of more than 53
-// bits, which a single conversion would round otherwise.
+// Adds bit by bit from the highest down, rounding each sum. For mantissas of more than 53 bits this gives
+// other results than a single conversion.
 double MantissaValue(std::uint64_t inMantissa) {
     double sum = 0;
     double bitValue = 1;

@@ -6,7 +6,7 @@
 
 namespace kelaudiofile::chunks {
 
-// By subtraction, since a sum of the caller's numbers may not fit.
+// Checked by subtraction, since a sum of the caller's numbers may overflow.
 bool IsReadable(std::int64_t inOffset, std::int64_t inByteCount, std::int64_t inSize) {
     constexpr std::int64_t kLargestRead = std::numeric_limits<std::int32_t>::max();
     return inOffset >= 0 && inByteCount >= 0 && inByteCount <= kLargestRead && inOffset <= inSize &&
@@ -71,8 +71,8 @@ bool ChunkTable::GetMetadataInfo(std::int64_t inIndex, std::uint32_t& outId, std
     return true;
 }
 
-// Positions before the audio are fractions of the whole file, so they stay well below 0.5; those after it
-// are fractions of what follows it.
+// Positions before the audio are fractions of the whole file, so they stay well below 0.5; those after it are
+// fractions of the rest of the file.
 double ChunkTable::PositionOf(const ChunkInfo& inChunk) const {
     const auto place = static_cast<double>(inChunk.DataOffset());
     const auto size = static_cast<double>(mFileSize);

@@ -9,9 +9,10 @@
 #include "support/Sweep.h"
 #include "wav/WaveTest.h"
 
-// What a power cut leaves of a recording: its writes and syncs are noted, and replayed to disks as a cut at
-// any moment may leave them. The script adds notes of its own: 'b'locks and metadata ('m') with their bytes,
-// and the sample byte that is 'C'onfirmed on the disk, or about to be 'c'ounted without that.
+// Checks what a power failure leaves of a recording: its writes and syncs are recorded, and replayed to disks
+// in the states in which a failure at any moment may leave them. The test adds its own entries: 'b'locks and
+// metadata ('m') with their bytes, and the sample byte that is 'C'onfirmed on the disk, or about to be
+// 'c'ounted without that.
 namespace wave_tests {
 
 namespace {
@@ -41,7 +42,7 @@ protected:
                 Finish(choice != 0, next);
             if (inKind == kFurtherChunks && step % 4 == 3)
                 Annotate(next);
-            if (step % 4 == 0) // a hole takes the size past what its lower half holds, or all of it
+            if (step % 4 == 0) // a hole takes the size past the range of its lower half, or of all of it
                 next = inKind == kRf64Switch && step == 4 ? kLimit - 9000 : next + 60'000;
         }
         Annotate(next);
@@ -54,7 +55,7 @@ protected:
         EXPECT_TRUE(inOnDisk ? mFile->FinishBlockOnDisk() : mFile->FinishBlock());
         mChanges.push_back({inOnDisk ? 'C' : 'c', inNext, {}});
     }
-    /// Half of the chunks bring the size of the samples after them to the border of two sectors.
+    /// Half of the chunks move the size field of the samples after them to the boundary of two sectors.
     void Annotate(std::uint64_t inNext) {
         EXPECT_TRUE(mFile->FinishSamples());
         Finish(false, inNext);
@@ -65,9 +66,9 @@ protected:
     }
     std::uint32_t Below(std::size_t inLimit) { return mRandom.Below(static_cast<std::uint32_t>(inLimit)); }
 
-    /// Each page comes to the disk as any write since the last sync has left it, and so does the length.
+    /// Each page reaches the disk in the state left by any write since the last sync, and so does the length.
     void CutPower(std::size_t inChanges, Model inModel) {
-        std::map<std::uint64_t, std::vector<Bytes>> pages; ///< the states of each since then
+        std::map<std::uint64_t, std::vector<Bytes>> pages; ///< the states of each page since then
         std::uint64_t length = 0, synced = 0;
         for (const Change& change : std::span(mChanges).first(inChanges)) {
             for (std::size_t done = 0, count = 0; change.kind == 'w' && done < change.bytes.size();
@@ -99,8 +100,8 @@ protected:
         std::filesystem::resize_file(mPath, std::array{synced, between, length, length + 20'000}[Below(4)]);
     }
 
-    /// Everything up to the last checkpoint on the disk is there. Unless another kind of call has counted
-    /// more since then, nothing else is counted but all that the next checkpoint would confirm.
+    /// Expects everything up to the last checkpoint on the disk. Unless another kind of call has counted more
+    /// since then, only what the next checkpoint would confirm may be counted in addition.
     void ExpectConfirmed(std::size_t inChanges) {
         const std::string kinds = Kinds(mChanges);
         const auto confirmed = kinds.rfind('C', inChanges - 1), next = kinds.find_first_of("Cc", inChanges);
@@ -131,9 +132,9 @@ protected:
         return kinds;
     }
 
-    /// What a writer does, one letter a call, and how its calls end: '+' or '-'.
+    /// Makes a writer's calls, one per letter, and records how they end: '+' or '-'.
     std::string Story(Container inContainer, Durability inDurability) {
-        AudioError reason; // gone with the memory of its message
+        AudioError reason; // destroyed before allocations are checked
         std::vector<Change> changes;
         faults::SystemCalls().changes = &changes;
         const WriterOptions options{.rf64 = false, .replaceWhenFinished = true, .durable = true};
@@ -174,8 +175,8 @@ TEST_F(APowerCut, FindsSamplesBeforeTheirSizesAndThoseBeforeTheName) {
     EXPECT_EQ(Story(Container::kWave, Durability::kProcess), "w+w+w+w+wR+");
 }
 
-// The system may have dropped what it could not bring to the disk, so no later call vouches for it. That a
-// folder could not be brought there is made good by the next call.
+// The system may have dropped what it could not write to the disk, so no later call vouches for it. A failed
+// sync of a folder is made up for by the next call.
 TEST_F(APowerCut, IsPromisedNothingAfterASyncThatFailed) {
     int failures = 0;
     faults::SweepCalls({.outputOnly = true}, [&] {

@@ -12,8 +12,8 @@ using kelmediatypes::ChannelLayout;
 
 namespace {
 
-// In the order of the mask's bits, which is not the order of the values: 106 comes after 108, and 113 and
-// 114, 116 and 117 are swapped.
+// In the order of the mask's bits, which is not the order of the values: 106 comes after 108; 113 and 114 are
+// swapped, and so are 116 and 117.
 constexpr std::array<AudioChannelDescription, 18> kWaveFormatExtensibleChannelLabels = {
     100, // front left
     101, // front right

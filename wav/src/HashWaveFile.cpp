@@ -20,10 +20,10 @@ namespace {
 
 using Consumer = std::function<void(const unsigned char*, std::uint64_t)>;
 
-constexpr std::int64_t kBlockFrames =
-    8192; // part of the hash: with several channels it decides the order of samples
+// Part of the definition of the hash: it determines the order of samples of several channels.
+constexpr std::int64_t kBlockFrames = 8192;
 
-// Not __FILE__, by which the library would differ with the folder that it is built in.
+// Not __FILE__, which would make the library depend on the folder in which it is built.
 constexpr const char kSourceFile[] = "wav/src/HashWaveFile.cpp";
 
 struct AudioRange {
@@ -82,7 +82,7 @@ private:
 
 bool IsSound(float inSample) {
     return !(inSample == 0.0f);
-} // a NaN sounds, -0.0 does not
+} // NaN is not silent, -0.0 is
 
 AudioRange FindAudioRange(WaveFile& waveFile) {
     const std::int64_t count = waveFile.GetSampleCount();

@@ -30,7 +30,7 @@ bool IsPlainText(std::uint32_t inId) {
 
 } // namespace
 
-/// The walk over one file, with what it has to remember on its way.
+/// The scan of one file, with its state.
 class RiffChunkReader::Scan {
 public:
     Scan(RiffChunkReader& ioReader, const File& inFile)
@@ -68,7 +68,8 @@ private:
             mRemaining -= riff::chunk::kHeaderBytes;
             chunk.chunkID = header.id;
             chunk.dataOffset = mStream.CurPos();
-            std::uint64_t size = std::min(header.size, mRemaining); // a chunk cut by the file's end
+            // The end of the file may truncate the chunk.
+            std::uint64_t size = std::min(header.size, mRemaining);
             if (IsUnfinishedData(header.id, size)) {
                 size = mRemaining;
                 chunk.recoveredTruncated = true;
@@ -83,7 +84,7 @@ private:
         }
     }
 
-    /// Skips a pad byte. Files with and without pad bytes both scan: a zero byte at an odd position is one,
+    /// Skips a pad byte. Supports both files with and without pad bytes: a zero byte at an odd offset is one,
     /// since no id starts with it.
     ChunkHeader ReadHeaderAfterPadByte() {
         mStream.CurPos(mPosition);
@@ -113,8 +114,8 @@ private:
                                                         : inHeaderSize;
     }
 
-    /// A recorder that lost power leaves size 0 in front of its samples. An empty chunk looks the same, so
-    /// what follows decides: if it reads as a chunk header, the chunk is really empty.
+    /// A recorder that lost power leaves size 0 before its samples. An empty chunk looks the same, so the
+    /// bytes that follow decide: if they look like a chunk header, the chunk is really empty.
     bool IsUnfinishedData(std::uint32_t inId, std::uint64_t inSize) {
         if (inId != riff::kDataId || inSize != 0 || mRemaining < riff::chunk::kHeaderBytes)
             return false;
@@ -124,8 +125,8 @@ private:
         return !looksLikeChunk;
     }
 
-    /// Eight zero bytes read as a chunk without id and size. A preallocated file has gigabytes of them after
-    /// its last chunk, and the walk skips them all in one step.
+    /// Eight zero bytes look like a chunk without id and size. A preallocated file has gigabytes of them
+    /// after its last chunk: all of these steps are taken at once.
     void SkipEmptyHeaders() {
         if (mRemaining <= riff::chunk::kHeaderBytes)
             return;
@@ -136,7 +137,7 @@ private:
         mRemaining -= skipped;
     }
 
-    /// Takes the 64-bit sizes if the first chunk is a `ds64` of a legal size. @return whether it is.
+    /// Reads the 64-bit sizes if the first chunk is a `ds64` of a legal size. @return whether it is.
     bool ReadDs64() {
         const ChunkHeader header = ReadHeader();
         if (header.id != riff::kDs64Id || header.size < riff::ds64::kSmallest ||
@@ -145,8 +146,8 @@ private:
         std::vector<bytes::Byte> data(static_cast<std::size_t>(header.size));
         mStream.ReadBlock(data.data(), static_cast<unsigned>(data.size()));
         mReader.mFileInfo.riffSize = bytes::LoadLittle64(&data[riff::ds64::kRiffSize]);
-        // A table can hold thousands of rows, and each chunk asks SizeOf: so they are sorted. Of two rows for
-        // one id the first in the file counts.
+        // A table can hold thousands of rows, and every chunk is looked up with SizeOf, so the rows are
+        // sorted. Of two rows for one id, the first in the file counts.
         std::map<std::uint32_t, std::int64_t> sizes;
         sizes.emplace(riff::kDataId,
                       static_cast<std::int64_t>(bytes::LoadLittle64(&data[riff::ds64::kDataSize])));

@@ -44,7 +44,7 @@ private:
 } // namespace
 
 RiffChunkWriter::~RiffChunkWriter() {
-    chunks::Attempt([this] { EndFile(0); }); // whoever wants to know of a failure calls EndFile
+    chunks::Attempt([this] { EndFile(0); }); // call EndFile to learn of failures
 }
 
 void RiffChunkWriter::Initialize(File inFile, unsigned int formType, bool reserveDs64, bool inStreamFlag) {
@@ -54,7 +54,7 @@ void RiffChunkWriter::Initialize(File inFile, unsigned int formType, bool reserv
     mFileIsNew = inFile.IsCreated();
     mPlatformStream = std::make_unique<OPlatformByteStream>(
         inFile, kelcore::utility::Flags<unsigned>(inStreamFlag ? 1 : 0));
-    inFile = {}; // a parameter may outlive the call, and the end of the stream is to close the file
+    inFile = {}; // a parameter may outlive the call, but the stream's destruction must close the file
     mBufferedStream = chunks::MakeBuffer(*mPlatformStream);
 
     std::array<Byte, riff::header::kBytes> header;
@@ -72,7 +72,7 @@ void RiffChunkWriter::Initialize(File inFile, unsigned int formType, bool reserv
     }
 }
 
-// The header goes out as one block: after a failure the stream is where it was.
+// The header is written as one block, so that a failure leaves the position of the stream unchanged.
 std::uint64_t RiffChunkWriter::StartChunk(unsigned int id) {
     const std::uint64_t chunkStart = mBufferedStream->CurPos();
     std::array<Byte, riff::chunk::kHeaderBytes> header;
@@ -85,8 +85,8 @@ std::uint64_t RiffChunkWriter::StartChunk(unsigned int id) {
     return chunkStart;
 }
 
-// The data goes first, then the size that counts it. The size does not pass through the buffer, so that a
-// failure leaves the stream where it was.
+// The data is written first, then the size that counts it. The size bypasses the buffer, so that a failure
+// leaves the position of the stream unchanged.
 void RiffChunkWriter::EndChunk(std::uint64_t chunkStart, std::uint64_t chunkEnd) {
     if (chunkEnd == 0)
         chunkEnd = mBufferedStream->CurPos();
@@ -113,8 +113,8 @@ void RiffChunkWriter::PatchSize(std::uint64_t chunkStart, std::uint64_t inSize) 
         mDataChunkSize = static_cast<std::int64_t>(inSize);
 }
 
-// Counts what the file holds of a chunk whose end could not be delivered, though never less than before. The
-// length matters after a jump: then the first byte that waits may lie far past the end.
+// Counts what the file holds of a chunk whose end could not be written, though never less than before. The
+// length of the file matters after a jump: the first buffered byte may then be far past the end.
 void RiffChunkWriter::CountDelivered(std::uint64_t chunkStart, std::uint64_t chunkEnd) noexcept {
     chunks::Attempt([&] {
         const std::uint64_t dataStart = chunkStart + riff::chunk::kHeaderBytes;
@@ -130,7 +130,7 @@ void RiffChunkWriter::CountDelivered(std::uint64_t chunkStart, std::uint64_t chu
     });
 }
 
-// A part of a frame at the end of the file would be taken for a chunk.
+// A partial frame at the end of the file would be taken for a chunk.
 void RiffChunkWriter::DropPartOfFrame() noexcept {
     if (mDeliveredEnd == 0 || !mFileIsNew)
         return;
@@ -164,7 +164,7 @@ void RiffChunkWriter::Sync() {
         mBufferedStream->Sync(*mPlatformStream);
 }
 
-// A size field that says "elsewhere" would let the chunk reach to the end of the file until the header is
+// A size field that refers to `ds64` would extend the chunk to the end of the file until that header is
 // there.
 void RiffChunkWriter::SyncSwitch(std::int64_t inDataSize, std::int64_t sampleCount) {
     constexpr auto kLimit = static_cast<std::int64_t>(riff::kLimit32);
@@ -212,20 +212,20 @@ void RiffChunkWriter::WriteDs64(std::uint64_t inRiffSize, std::int64_t sampleCou
 }
 
 void RiffChunkWriter::EndFile(std::int64_t sampleCount) {
-    // The writer must come out closed even if the headers cannot be written, and closing may fail in turn.
+    // The writer must end up closed even if the headers cannot be written, and closing may fail in turn.
     const AtExit close([this] {
         kelcore::detail::FunctionalStatistic(true, false);
         kelcore::config::ExecuteTopLevelFunction(kelcore::config::OneTimeFunction([this] { Reset(); }),
                                                  nullptr);
     });
     if (!mBufferedStream)
-        return; // no header was begun, so there is none to repair
+        return; // no header was written, so there is none to update
     try {
         Flush();
     } catch (...) {
-        mBufferedStream.reset(); // which tries once more, so that nothing follows the header
+        mBufferedStream.reset(); // which tries once more, so that nothing is written after the header
         DropPartOfFrame();
-        UpdateHeaders(sampleCount); // what has reached the file is worth a header that counts it
+        UpdateHeaders(sampleCount); // count what has reached the file
         throw;
     }
     UpdateHeaders(sampleCount);

@@ -5,7 +5,7 @@
 
 #include "bytes/FourCC.h"
 
-/// Layout of files of the RIFF family; `ds64` after EBU Tech 3306. All numbers are little-endian.
+/// The layout of files of the RIFF family; `ds64` according to EBU Tech 3306. All numbers are little-endian.
 namespace kelaudiofile::riff {
 
 inline constexpr std::uint32_t kRiffId = bytes::FourCC("RIFF");
@@ -19,7 +19,7 @@ inline constexpr std::uint32_t kJunkId = bytes::FourCC("JUNK");
 inline constexpr std::uint32_t kJunqId = bytes::FourCC("JUNQ");
 inline constexpr std::uint32_t kFillerId = bytes::FourCC("FLLR");
 
-/// A size of 2^32 or more, in a field of 32 bits.
+/// Marks a size of 2^32 or more in a 32-bit field.
 inline constexpr std::uint32_t kSizeElsewhere = 0xFFFFFFFF;
 inline constexpr std::uint64_t kLimit32 = std::uint64_t{1} << 32;
 

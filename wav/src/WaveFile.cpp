@@ -53,7 +53,7 @@ bool WaveFile::IsRecoveredTruncatedFile() const {
     return mImpl->reading.IsRecoveredTruncatedFile();
 }
 
-/// Looks at no magic: only samples that lie in several chunks rule RF64 out.
+/// Ignores the magic: only samples in several chunks rule RF64 out.
 bool WaveFile::IsRf64Format() const {
     return mImpl->reading.NumDataChunks() <= 1;
 }

@@ -9,14 +9,14 @@
 
 namespace kelaudiofile {
 
-/// What a WaveFile hides.
+/// The hidden part of a WaveFile.
 struct KELAUDIOFILE_HIDDEN WaveFile::Impl {
     WaveFormatInfo format;
     WaveReading reading;
-    std::optional<WaveWriting> writing; ///< of a file open for writing, or written
+    std::optional<WaveWriting> writing; ///< for a file that is or was open for writing
 
     /// @param outFormatTag  set with kUnknownFormat only.
-    /// @return a code of ExtendedErrorInfo. What memory and the file throw passes.
+    /// @return a code of ExtendedErrorInfo. Exceptions of memory and the file pass through.
     std::int32_t OpenForRead(const kelcore::filesupport::File& inNamed,
                              const kelcore::filesupport::File& inOpened, bool inStreamFlag,
                              std::uint32_t& outFormatTag);

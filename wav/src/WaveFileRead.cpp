@@ -63,7 +63,7 @@ bool IsFloat(Format::WaveFormatCategory inCategory) {
     return inCategory == Format::kWaveFormatFloat || inCategory == Format::kWaveFormatAmbisonicFloat;
 }
 
-/// Two kinds of floats carry the format tag of integers; each has a mark that integers do not have.
+/// Two kinds of floats have the format tag of integers; each has a mark that integers do not have.
 void RefineSampleType(WaveFormatInfo& ioFormat) {
     const Format& record = ioFormat.record;
     if (record.formatCategory != Format::kWaveFormatPCM)
@@ -83,19 +83,19 @@ void CompleteSampleSize(WaveFormatInfo& ioFormat) {
         ioFormat.bytesPerSample = ioFormat.bitDepth / 8;
 }
 
-/// The reader of the record has made the layout as long as there are channels.
+/// The reader of the record has made the layout as long as the channel count.
 void NameAmbisonicChannels(WaveFormatInfo& ioFormat) {
     const Format::WaveFormatCategory category = ioFormat.record.formatCategory;
     if (category != Format::kWaveFormatAmbisonicPCM && category != Format::kWaveFormatAmbisonicFloat)
         return;
-    constexpr std::uint32_t kFirst = 134; // W, X, Y, Z follow each other
+    constexpr std::uint32_t kFirst = 134; // W, X, Y and Z are consecutive
     const int named = ioFormat.numChannels == 5 ? 3 : std::min(ioFormat.numChannels, 4);
     for (int channel = 0; channel < named; ++channel)
         ioFormat.channelLayout[static_cast<std::size_t>(channel)] =
             kFirst + static_cast<std::uint32_t>(channel);
 }
 
-/// Sets the format from a record, which is kept as it was read.
+/// Derives the format from a record, which is kept as it was read.
 void Interpret(const Format& inRecord, WaveFormatInfo& outFormat) {
     outFormat.TakeRecord(inRecord);
     outFormat.sampleType =

@@ -14,7 +14,7 @@ bool StartsAmbisonic(const kelmediatypes::ChannelLayout& inLayout) {
     return !inLayout.empty() && inLayout.front() == kelmediatypes::AudioChannelDescription(134);
 }
 
-/// Marks a record so that reading finds the sample type again.
+/// Marks a record so that reading recognises the sample type.
 bool MarkSampleType(WaveFile::SampleType inSampleType, AudioCharacteristics& ioRecord) {
     const bool ambisonic = StartsAmbisonic(ioRecord.channelLayout);
     switch (inSampleType) {
@@ -38,8 +38,8 @@ bool MarkSampleType(WaveFile::SampleType inSampleType, AudioCharacteristics& ioR
     }
 }
 
-/// Removes the old file. `Exists` also returns false if the system gives no answer; StartWriting then refuses
-/// to overwrite a file.
+/// Deletes the old file. `Exists` is also false if the system fails to answer; StartWriting then refuses to
+/// overwrite an existing file.
 File FreshFile(const kelcore::UTF8String& inFilePath) {
     File file(inFilePath, kelcore::filesupport::kPathStorage);
     if (file.Exists())

@@ -7,7 +7,7 @@
 
 #include "kelaudiofile/WaveFormatChunkReader.h"
 
-/// Layout of the `fmt ` chunk's data, little-endian; the extensible form is WAVE_FORMAT_EXTENSIBLE.
+/// The layout of the `fmt ` chunk's data, little-endian; the extensible form is WAVE_FORMAT_EXTENSIBLE.
 namespace kelaudiofile::waveformat {
 
 inline constexpr std::size_t kTag = 0, kChannels = 2, kSampleRate = 4, kBytesPerSecond = 8, kBlockAlign = 12;
@@ -15,7 +15,7 @@ inline constexpr std::size_t kBits = 14, kExtensionSize = 16, kExtension = 18;
 inline constexpr std::size_t kValidBits = 18, kChannelMask = 20, kSubformat = 24;
 inline constexpr std::size_t kGuidSecond = 4, kGuidThird = 6, kGuidLast = 8; // from the subformat's start
 
-/// The chunk's lengths: each form ends where the next one's first field begins.
+/// The chunk's lengths: each form ends where the first field of the next one begins.
 inline constexpr std::int32_t kBasicBytes = 14, kShortBytes = 16, kExtendedBytes = 18, kExtensibleBytes = 40;
 inline constexpr std::int64_t kLargestChunk = 65536;
 
@@ -35,7 +35,7 @@ inline constexpr std::array kTags = {
     TagRow{0x31, AudioCharacteristics::kWaveFormatGSM610},
 };
 
-/// The pieces that a GUID is made of, read from its text while compiling.
+/// The components of a GUID, parsed from its text at compile time.
 struct GuidPieces {
     std::uint32_t first;
     std::uint16_t second, third;

@@ -17,7 +17,7 @@ using kelcore::utility::Guid;
 
 namespace {
 
-/// The chunk's bytes. A field that does not lie wholly inside counts as 0.
+/// The chunk's bytes. A field that is not entirely inside reads as 0.
 class Fields {
 public:
     explicit Fields(std::vector<bytes::Byte> inData) : mData(std::move(inData)) {}
@@ -100,7 +100,7 @@ AudioCharacteristics::ChunkReadStatus DecodeChunk(const File& inFile,
     stream.CurPos(inChunk.dataOffset);
     if (inChunk.chunkSize > waveformat::kLargestChunk)
         return AudioCharacteristics::kChunkTooLarge;
-    if (inChunk.chunkSize < 0) // made up by a host; narrowed to 32 bits it might be a size
+    if (inChunk.chunkSize < 0) // made up by a host; narrowed to 32 bits it might look valid
         return AudioCharacteristics::kChunkReadFailed;
     const Fields fields(ReadData(stream, inChunk.chunkSize));
     DecodeBasics(fields, outRecord);

@@ -57,8 +57,8 @@ bool IsMonoOrStereo(const kelmediatypes::ChannelLayout& inLayout) {
            inLayout == kelmediatypes::CreateMonoChannelLayout();
 }
 
-/// Ambisonic subformats need the extensible form even though their channels have no mask bits. The layout is
-/// left out if the mask cannot express it, or if the channel count implies it.
+/// Ambisonic subformats need the extensible form although their channels have no mask bits. A layout is not
+/// written if the mask cannot express it or the channel count implies it.
 std::int32_t ShortestForm(const AudioCharacteristics& inRecord, bool inMaskSaysLayout) {
     const bool needsMask =
         (inMaskSaysLayout || IsAmbisonic(inRecord.formatCategory)) && !IsMonoOrStereo(inRecord.channelLayout);
@@ -67,7 +67,7 @@ std::int32_t ShortestForm(const AudioCharacteristics& inRecord, bool inMaskSaysL
     return inRecord.extraFormatBytes.empty() ? waveformat::kShortBytes : waveformat::kExtendedBytes;
 }
 
-/// @return the size that the debug settings force, else the one given.
+/// Returns the size that the debug settings force, otherwise the given one.
 std::int32_t SizeAsked(std::int32_t inShortest) {
     const DebugDatabase& database = DebugDatabase::Instance();
     if (!ReadDebugBool(database, ToUTF8String("kelaudiofile.SpecifyWaveFormatStruct"), false))
@@ -111,7 +111,7 @@ bool IsForm(std::int32_t inSize) {
     return std::find(kForms.begin(), kForms.end(), inSize) != kForms.end();
 }
 
-/// @param inSize  of a form: the fields that do not lie inside it are cut off.
+/// @param inSize  the size of a form; fields that are not inside it are cut off.
 std::vector<Byte> BuildForm(const AudioCharacteristics& inRecord, std::int32_t inSize, std::uint32_t inMask) {
     const auto& extra = inRecord.extraFormatBytes;
     const Coding coding = CodingOf(inRecord.formatCategory);
@@ -129,7 +129,7 @@ std::vector<Byte> BuildForm(const AudioCharacteristics& inRecord, std::int32_t i
     return data;
 }
 
-/// Only a debug setting asks for a size that no form has. @return the extension bytes, or nothing.
+/// Only a debug setting can request a size that no form has. @return the extension bytes, or nothing.
 std::vector<Byte> BuildWithoutForm(const AudioCharacteristics& inRecord, std::int32_t inSize) {
     return inSize > waveformat::kExtendedBytes ? inRecord.extraFormatBytes : std::vector<Byte>();
 }

@@ -6,7 +6,7 @@
 
 namespace kelaudiofile {
 
-/// The format of a file, read or to be written, as hosts see it.
+/// The format of a file that was read or is to be written, as hosts see it.
 struct WaveFormatInfo {
     std::int32_t sampleRate = 0;
     std::int32_t numChannels = 0;
@@ -16,7 +16,7 @@ struct WaveFormatInfo {
     AudioCharacteristics record; ///< the `fmt ` chunk, as it was read or requested
     kelmediatypes::ChannelLayout channelLayout;
 
-    /// Takes over a record and its numbers.
+    /// Copies a record and derives the numbers from it.
     void TakeRecord(const AudioCharacteristics& inRecord) {
         record = inRecord;
         sampleRate = static_cast<std::int32_t>(inRecord.sampleRate);

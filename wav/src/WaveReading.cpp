@@ -103,7 +103,7 @@ bool WaveReading::ReadMetadataChunk(std::int32_t inIndex, std::int64_t inOffset,
     if (!chunk || !EnsureStream() || outBuffer == nullptr ||
         !chunks::IsReadable(inOffset, inByteCount, chunk->WholeSize()))
         return false;
-    mStream->CurPos(static_cast<std::uint64_t>(chunk->offset + inOffset)); // what this throws passes
+    mStream->CurPos(static_cast<std::uint64_t>(chunk->offset + inOffset)); // exceptions pass through
     return chunks::AttemptAndLog(kLogScope, "ReadMetadataChunk",
                                  [&] { mStream->ReadBlock(outBuffer, static_cast<unsigned>(inByteCount)); });
 }

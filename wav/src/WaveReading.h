@@ -10,8 +10,8 @@
 
 namespace kelaudiofile {
 
-/// What a file open for reading consists of: its stream, its `data` chunks, and its other chunks. A file open
-/// for writing has none of the chunks.
+/// The parts of a file open for reading: its stream, its `data` chunks, and its other chunks. A file open for
+/// writing has no chunks here.
 class WaveReading {
 public:
     using ChunkInfos = std::vector<RiffChunkReader::RiffChunkInfo>;
@@ -22,13 +22,13 @@ public:
     /// @param inNamed  the file by its path.
     void SetFile(const kelcore::filesupport::File& inNamed, bool inStreamFlag);
 
-    /// Lists the chunks of a file and makes its stream. What the file throws passes.
+    /// Lists the chunks of a file and opens its stream. Exceptions of the file pass through.
     /// @param inNamed  as for SetFile, for reads after Suspend.
-    /// @param inOpened  the same file, open already.
+    /// @param inOpened  the same file, already open.
     void Open(const kelcore::filesupport::File& inNamed, const kelcore::filesupport::File& inOpened,
               const ChunkInfos& inChunks, bool inStreamFlag);
 
-    /// As the operations of WaveFile.
+    /// Like the operations of WaveFile.
     bool ReadSampleBytes(std::int64_t inOffset, std::int64_t inByteCount, void* outBuffer);
     bool ReadMetadataChunk(std::int32_t inIndex, std::int64_t inOffset, std::int64_t inByteCount,
                            void* outBuffer);
@@ -37,7 +37,7 @@ public:
 
     const chunks::ChunkTable& Chunks() const { return mChunks; }
     std::size_t NumDataChunks() const { return mDataChunks.size(); }
-    /// @return bytes of all `data` chunks together.
+    /// Returns the bytes of all `data` chunks together.
     std::int64_t SampleBytes() const { return mDataChunkEnds.empty() ? 0 : mDataChunkEnds.back(); }
 
 private:

@@ -26,7 +26,7 @@ void WriteChunk(RiffChunkWriter& ioWriter, std::uint32_t inId, const std::uint8_
     ioWriter.EndChunk(chunkStart, 0);
 }
 
-/// A disk that loses power may have written one of two neighbouring sectors: half a size would be any size.
+/// A power failure may leave only one of two adjacent sectors written, and half a size could be any size.
 void KeepNextSizeWhole(OByteStream& ioStream) {
     constexpr std::uint64_t kSectorBytes = 512, kSizeBytes = 4;
     if ((ioStream.CurPos() + riff::chunk::kSize) % kSectorBytes <= kSectorBytes - kSizeBytes)
@@ -59,7 +59,7 @@ bool WaveWriting::Start(const File& inFile, const AudioCharacteristics& inRecord
             WriteWaveFormatChunk(mWriter, inRecord);
     });
     if (!started)
-        Attempt([this] { mWriter.EndFile(0); }); // closes the file, with sizes that fit what is there
+        Attempt([this] { mWriter.EndFile(0); }); // closes the file, with sizes that match its contents
     return started;
 }
 
@@ -77,7 +77,7 @@ bool WaveWriting::AcceptsBlock(std::int64_t inOffset, std::int32_t inByteCount,
         return false;
     if (!mStreamFlag && inOffset != mNextSampleByte)
         return false;
-    if (mDataChunkEnded) // what came before is closed, and the one `data` size of an RF64 file is taken
+    if (mDataChunkEnded) // earlier chunks are closed, and an RF64 file has only one `data` size
         return !mMayBeRf64 && inOffset >= mNextSampleByte;
     return static_cast<std::uint64_t>(inOffset) >= mDataChunkStart;
 }
@@ -116,33 +116,33 @@ std::uint64_t WaveWriting::DataChunkBytes() const {
     return next > mDataChunkStart ? next - mDataChunkStart : 0;
 }
 
-/// @return the file position after this many bytes of the `data` chunk.
+/// Returns the file position after this many bytes of the `data` chunk.
 std::uint64_t WaveWriting::PositionOf(std::uint64_t inDataChunkBytes) const {
     return mData.header + riff::chunk::kHeaderBytes + inDataChunkBytes;
 }
 
-/// The position of the stream is not the end of the samples after a failure, which may leave it anywhere, and
-/// after a checkpoint, which may leave a pad byte after the samples.
+/// The position of the stream is not always the end of the samples: a failure may leave it anywhere, and a
+/// checkpoint may leave a pad byte after them.
 void WaveWriting::EndDataChunk() {
     mWriter.EndChunk(mData.header, PositionOf(DataChunkBytes()));
 }
 
-/// Ends the `data` chunk, delivers a pad byte, and goes back over it.
+/// Ends the `data` chunk, flushes a pad byte, and moves back over it.
 void WaveWriting::CheckpointDataChunk() {
     EndDataChunk();
     mWriter.GetByteStream()->CurPos(PositionOf(DataChunkBytes()));
 }
 
-/// Ends a chunk that is given up, whether its size can be written or not.
+/// Ends a chunk for good, whether its size can be written or not.
 bool WaveWriting::EndForGood(OpenChunk& ioChunk, std::uint64_t inEnd) {
     mOwedSize.Owe({std::exchange(ioChunk, {}).header, inEnd});
     const bool ended = Attempt([this] { SettleSize(); });
-    if (!ended) // the data size of an RF64 file lies in its header
+    if (!ended) // the data size of an RF64 file is in its header
         Attempt([this] { mWriter.EndBlock(FramesWritten()); });
     return ended;
 }
 
-/// Past a chunk with a wrong size, nothing would be found again.
+/// Nothing after a chunk with a wrong size would be found again.
 void WaveWriting::SettleSize() {
     mOwedSize.Settle([this](const ChunkSize& inSize) { mWriter.EndChunk(inSize.header, inSize.end); });
 }
@@ -167,7 +167,7 @@ bool WaveWriting::FinishBlock() {
     return delivered && counted;
 }
 
-// The sizes may reach the device before what was written ahead of them, so what they count goes first.
+// The sizes could reach the device before the data written ahead of them, so the data is synced first.
 bool WaveWriting::FinishBlockOnDisk() {
     const bool kept = Attempt([this] {
         mWriter.Sync();
@@ -220,7 +220,7 @@ bool WaveWriting::FinishFile() {
         return false;
     const auto settle = [this] { SettleSize(); };
     const bool settled = Attempt(settle);
-    if (!settled) // the failure may have passed, and the end of the file would deliver what no size counts
+    if (!settled) // the failure may have passed, and ending the file would write bytes that no size counts
         Attempt(settle);
     const bool ended = Attempt([this] { mWriter.EndFile(FramesWritten()); });
     mOwedSize.Forget();

@@ -6,10 +6,10 @@
 #include "kelcore/filesupport.h"
 #include "kelcore/logging.h"
 
-/// Where exceptions end: every operation that answers with a code or with false runs its steps by these.
+/// The place where exceptions end: every operation that reports a code or false runs its steps through these.
 namespace kelaudiofile::chunks {
 
-/// Runs a step. Every exception ends here.
+/// Runs a step and stops every exception.
 /// @return whether there was none.
 template <typename Step>
 bool Attempt(Step&& inStep) noexcept {
@@ -21,7 +21,7 @@ bool Attempt(Step&& inStep) noexcept {
     }
 }
 
-/// Runs a step. Exceptions of one type end here; others pass.
+/// Runs a step and stops exceptions of one type; others pass through.
 /// @return whether there was none.
 template <typename Exception, typename Step>
 bool Attempt(Step&& inStep) {
@@ -33,7 +33,7 @@ bool Attempt(Step&& inStep) {
     }
 }
 
-/// Runs a step. Exceptions of the streams are logged and end here; others pass.
+/// Runs a step, and logs and stops exceptions of the streams; others pass through.
 /// @param inScope, inFunction  make up the qualified name in the log.
 /// @return whether there was none.
 template <typename Step>

@@ -6,7 +6,7 @@
 #include <span>
 #include <vector>
 
-/// What wave and AIFF files share: a file is a header and chunks, each with an id, a size and data.
+/// Shared by wave and AIFF files: a file is a header followed by chunks, each with an id, a size and data.
 namespace kelaudiofile::chunks {
 
 /// The id and the size before a chunk's data.
@@ -18,9 +18,9 @@ struct ChunkInfo {
     std::int64_t size;   ///< bytes of data, no more than the file holds
     std::int64_t offset; ///< of the header, from the start of the file
 
-    /// @return the offset of the data, from the start of the file.
+    /// Returns the offset of the data, from the start of the file.
     std::uint64_t DataOffset() const { return static_cast<std::uint64_t>(offset) + kHeaderBytes; }
-    /// @return bytes of header and data, without a pad byte.
+    /// Returns the bytes of header and data, without a pad byte.
     std::int64_t WholeSize() const { return size + kHeaderBytes; }
 };
 
@@ -28,30 +28,30 @@ struct ChunkInfo {
 bool IsReadable(std::int64_t inOffset, std::int64_t inByteCount, std::int64_t inSize);
 
 /// The chunks of a file, in file order: the first one of each id that the format itself uses, and all others,
-/// which are metadata. Empty chunks of one id that follow each other take the memory of one: a hole in a
-/// sparse file reads as millions of them.
+/// which are metadata. Consecutive empty chunks of one id take the memory of one: a hole in a sparse file
+/// reads as millions of them.
 class ChunkTable {
 public:
-    /// @param inFormatIds  the ids that are no metadata; must outlive the table.
+    /// @param inFormatIds  the ids that are not metadata; must outlive the table.
     explicit ChunkTable(std::span<const std::uint32_t> inFormatIds) : mFormatIds(inFormatIds) {}
 
     /// Appends the next chunk of the file.
-    /// @param inCount  of an empty chunk: how many like it lie there, each right after the other.
+    /// @param inCount  for an empty chunk: how many equal ones follow each other there.
     void Append(const ChunkInfo& inChunk, std::int64_t inCount = 1);
 
     /// Sets what positions are relative to. Without audio, both offsets are 0.
     void SetExtent(std::uint64_t inFileSize, std::uint64_t inAudioStart, std::uint64_t inAudioEnd);
 
-    /// @return the first chunk with one of the format's ids, valid until the next Append; null if there is
+    /// Returns the first chunk with one of the format's ids, valid until the next Append; null if there is
     /// none.
     const ChunkInfo* FindFirst(std::uint32_t inFormatId) const;
 
-    /// @return the chunk with this index among the metadata.
+    /// Returns the chunk with this index among the metadata.
     std::optional<ChunkInfo> FindMetadatum(std::int64_t inIndex) const;
 
-    /// Describes a metadata chunk: its id, its size with the header, and where it lies: below 0.5 before the
-    /// audio, from 0.5 to 1 after it.
-    /// @return false if there is no such chunk; the results then stay as they are.
+    /// Describes a metadata chunk: its id, its size including the header, and its position: below 0.5 before
+    /// the audio, from 0.5 to 1 after it.
+    /// @return false if there is no such chunk; the outputs are then unchanged.
     bool GetMetadataInfo(std::int64_t inIndex, std::uint32_t& outId, std::int64_t& outSize,
                          double& outPosition) const;
 
