@@ -9,8 +9,8 @@ namespace kelaudiofile::detail {
 
 namespace {
 
-// Storage for a count at once, and no less than growing on demand would give, so that a host that adds to a
-// timeline edit by edit doesn't copy all of it each time.
+// Reserves storage for a count at once, but at least what growing on demand would give, so that a host that
+// extends a timeline edit by edit doesn't copy all of it each time.
 void MakeRoom(PeakDatumVector& ioDatums, std::size_t inCount) {
     if (inCount > ioDatums.capacity())
         ioDatums.reserve(std::max(inCount, 2 * ioDatums.size()));
@@ -30,8 +30,8 @@ BlockRun BlockRun::Taking(PeakDataSegment& inSegment) {
 
 BlockRunVector BlockRun::Split(std::int64_t inOffset) const {
     BlockRunVector pieces;
-    // Where offsets wrap, an end can lie behind a start with blocks of no length: there's no block to cut
-    // then.
+    // If offsets wrap, an end can be after a start although the blocks have no length: there is no block to
+    // split then.
     if (inOffset <= startOffset || inOffset >= GetEndOffset() || blockSize <= 0)
         return pieces;
     pieces.reserve(4);

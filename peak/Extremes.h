@@ -8,8 +8,8 @@
 
 namespace kelaudiofile::detail {
 
-// Smaller and Larger keep the first value unless the second is less or greater. So a NaN in a datum is passed
-// over, one in the extremes stays, and of 0.0 and -0.0 the first to come counts. They also take vectors.
+// Smaller and Larger keep the first value unless the second is less or greater. So a NaN in a datum is
+// skipped, a NaN in the extremes stays, and of 0.0 and -0.0 the first one counts. They also accept vectors.
 template <typename Value>
 Value Smaller(Value a, Value b) {
     return b < a ? b : a;
@@ -19,28 +19,27 @@ Value Larger(Value a, Value b) {
     return b > a ? b : a;
 }
 
-/// Asks for memory that is wanted soon, a page ahead of a datum. What lies there doesn't matter, nor whether
-/// anything does.
+/// Prefetches memory that is needed soon, a page ahead of a datum. The contents don't matter, nor whether
+/// there is memory at all.
 inline void Prefetch(const PeakDatum* inDatum) {
     constexpr std::uintptr_t kAhead = 4096;
-    // Maybe past the end of the datums, where no pointer may be moved to.
-    // NOLINTNEXTLINE(performance-no-int-to-ptr)
+    // May be past the end of the datums, where pointer arithmetic is undefined.
     __builtin_prefetch(reinterpret_cast<const void*>(reinterpret_cast<std::uintptr_t>(inDatum) + kAhead));
 }
 
-/// The extremes after one more datum.
+/// Returns the extremes after one more datum.
 inline PeakDatum TakeIn(const PeakDatum& inDatum, PeakDatum inExtremes) {
     return {Smaller(inExtremes.min, inDatum.min), Larger(inExtremes.max, inDatum.max)};
 }
 
-/// The extremes of many datums in vectors of two, as they lie in memory. Every lane keeps both extremes: the
-/// even ones of `low` and the odd ones of `high` are what is wanted, and leaving the others in costs less
-/// than taking datums apart.
+/// The extremes of many datums, in vectors of two datums in memory order. Every lane keeps both extremes:
+/// only the even lanes of `low` and the odd lanes of `high` are needed, but keeping the others costs less
+/// than separating the datums.
 class LaneExtremes {
 public:
     static constexpr std::ptrdiff_t kDatumsPerStep = 4;
 
-    /// All lanes begin with the extremes so far, so a NaN there stays in each of them.
+    /// All lanes start with the extremes so far, so a NaN there stays in each of them.
     explicit LaneExtremes(const PeakDatum& inExtremes) {
         const Lanes min = {inExtremes.min, inExtremes.min, inExtremes.min, inExtremes.min};
         const Lanes max = {inExtremes.max, inExtremes.max, inExtremes.max, inExtremes.max};
@@ -53,7 +52,7 @@ public:
     void TakeStep(const PeakDatum* inDatums) {
         Prefetch(inDatums);
         for (std::ptrdiff_t i = 0; i < 2; ++i) {
-            Lanes values; // one at a time: g++ would send an array of them through memory
+            Lanes values; // one at a time: g++ would pass an array of them through memory
             std::memcpy(&values, inDatums + 2 * i, sizeof values);
             low[i] = Smaller(low[i], values);
             high[i] = Larger(high[i], values);
@@ -72,15 +71,15 @@ private:
     Lanes low[2], high[2];
 };
 
-/// Of either sign. Compared as bits, which takes fewer steps than the rules for NaN.
+/// Detects zeros of either sign by comparing bits, which takes fewer steps than the rules for NaN.
 inline bool IsZero(float inValue) {
     std::uint32_t bits;
     std::memcpy(&bits, &inValue, sizeof bits);
     return bits << 1 == 0;
 }
 
-/// Lanes don't know which zero came first. Extremes that have become zero lay on the other side of it before,
-/// so it is the first zero of the datums.
+/// Lane order loses which of 0.0 and -0.0 came first. If an extreme became zero only now, the datums' first
+/// zero is the right one.
 inline PeakDatum RestoreFirstZeros(const PeakDatum* inFirst, const PeakDatum& inBefore,
                                    PeakDatum inExtremes) {
     if (IsZero(inExtremes.min) && !IsZero(inBefore.min)) {
@@ -98,8 +97,8 @@ inline PeakDatum RestoreFirstZeros(const PeakDatum* inFirst, const PeakDatum& in
     return inExtremes;
 }
 
-/// The extremes after the datums from inFirst up to inLast, bit for bit those of taking them in one by one
-/// (in the default mode of the floating-point unit, which keeps denormals).
+/// Returns the extremes after the datums from inFirst up to inLast, bit for bit as if they were included one
+/// by one (in the default mode of the floating-point unit, which keeps denormals).
 inline PeakDatum TakeIn(const PeakDatum* inFirst, const PeakDatum* inLast, PeakDatum inExtremes) {
     if (inLast - inFirst < LaneExtremes::kDatumsPerStep) {
         for (; inFirst != inLast; ++inFirst)
@@ -110,7 +109,7 @@ inline PeakDatum TakeIn(const PeakDatum* inFirst, const PeakDatum* inLast, PeakD
     for (const PeakDatum* next = inFirst; inLast - next > LaneExtremes::kDatumsPerStep;
          next += LaneExtremes::kDatumsPerStep)
         lanes.TakeStep(next);
-    lanes.TakeStep(inLast - LaneExtremes::kDatumsPerStep); // some once more, which changes nothing
+    lanes.TakeStep(inLast - LaneExtremes::kDatumsPerStep); // some for the second time, which changes nothing
     return RestoreFirstZeros(inFirst, inExtremes, lanes.Result());
 }
 

@@ -32,7 +32,7 @@ float LapExtremes::From(const Cursor& inFirst, Field inField, bool inHasBothZero
     return zero != nullptr ? *zero : mExtremes.*inField;
 }
 
-// The first zero from a block on up to the end of the lap; null if there's none.
+// Returns the first zero from a block up to the end of the lap; null if there is none.
 const float* LapExtremes::FindZero(const Cursor& inFirst, Field inField) const {
     const float* zero = nullptr;
     ForEachRun(inFirst, mEnd, [&](const PeakDatum* first, const PeakDatum* last) {
@@ -45,7 +45,7 @@ const float* LapExtremes::FindZero(const Cursor& inFirst, Field inField) const {
     return zero;
 }
 
-// Whether an extreme is zero, and the timeline has zeros of both signs.
+// Whether an extreme is zero and the timeline has zeros of both signs.
 bool LapExtremes::HasBothZeros(Field inField) const {
     if (mExtremes.*inField != 0.0f)
         return false;

@@ -4,14 +4,15 @@
 
 namespace kelaudiofile::detail {
 
-/// The extremes of a point that takes in all blocks of a timeline. From whichever block it starts they are
-/// the same, but for two things: a NaN that comes first stays, and of 0.0 and -0.0 the first to come counts.
+/// The extremes of a point that includes all blocks of a timeline. They are the same from whichever block it
+/// starts, with two exceptions: a NaN that comes first stays, and of 0.0 and -0.0 the first one counts.
 class LapExtremes {
 public:
-    /// Goes over all datums once, and once more where an extreme is zero.
+    /// Visits all datums once, and once more if an extreme is zero.
     LapExtremes(const Cursor& inLapStart, const Cursor& inLapEnd);
 
-    /// Of a point that starts at a block. Looks for a zero only where the timeline has zeros of both signs.
+    /// Returns the extremes of a point that starts at a block. Searches for a zero only if the timeline has
+    /// zeros of both signs.
     PeakDatum From(const Cursor& inFirst) const;
 
 private:

@@ -15,17 +15,18 @@ using detail::Smaller;
 using Lanes = float __attribute__((vector_size(16)));
 
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
-/// Each extreme waits for the one before it, so several vectors of them take turns.
+/// Each minimum depends on the previous one, and so do maxima, so several vectors of them are computed in
+/// alternation.
 constexpr std::int64_t kVectors = 4, kLanes = 4, kSamplesPerStep = kVectors * kLanes;
 
-/// What no sample has been taken into yet.
+/// The extremes of no samples.
 constexpr PeakDatum kNothing(kInfinity, -kInfinity);
 
 PeakDatum TakeIn(PeakDatum inExtremes, float inSample) {
     return {Smaller(inExtremes.min, inSample), Larger(inExtremes.max, inSample)};
 }
 
-/// The extremes of whole steps.
+/// Returns the extremes of whole steps.
 PeakDatum ExtremesOfSteps(const float* inFirst, const float* inLast) {
     Lanes low[kVectors], high[kVectors];
     for (std::int64_t v = 0; v < kVectors; ++v) {

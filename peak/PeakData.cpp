@@ -21,7 +21,7 @@ PeakDatum& detail::SilentDatum() noexcept {
 
 namespace {
 
-// Whether a segment has blocks, each of which ends after the one before it.
+// Returns whether a segment has blocks, each ending after the previous one.
 bool Rises(const PeakDataSegment& inSegment) {
     if (inSegment.size() == 0 || inSegment.GetBlockSize() <= 0)
         return false;
@@ -34,13 +34,14 @@ bool Overlap(const PeakDataSegment& inBefore, const PeakDataSegment& inSegment) 
     return inSegment.GetStartOffset() < inBefore.GetEndOffset();
 }
 
-// Whether the last segment is in order with the one before it.
+// Returns whether the last segment is in order with the previous one.
 bool EndsInOrder(const PeakDataSegmentVector& inSegments) {
     const auto last = inSegments.end() - 1;
     return Rises(*last) && (last == inSegments.begin() || !Overlap(last[-1], *last));
 }
 
-// The last segment of an ordered timeline that doesn't start above the offset; the first if all do.
+// Returns the last segment of an ordered timeline that doesn't start after the offset; the first one if all
+// do.
 PeakDataSegmentVector::const_iterator SegmentOf(const PeakDataSegmentVector& inSegments,
                                                 std::int64_t inOffset) {
     const auto after = std::upper_bound(inSegments.begin() + 1, inSegments.end(), inOffset,
@@ -50,7 +51,7 @@ PeakDataSegmentVector::const_iterator SegmentOf(const PeakDataSegmentVector& inS
     return after - 1;
 }
 
-// The last block of a segment that doesn't start above the offset; the first if all do.
+// Returns the last block of a segment that doesn't start after the offset; the first one if all do.
 PeakDatumVector::const_iterator BlockOf(const PeakDataSegment& inSegment, std::int64_t inOffset) {
     if (inOffset < inSegment.GetStartOffset())
         return inSegment.begin();
@@ -59,7 +60,7 @@ PeakDatumVector::const_iterator BlockOf(const PeakDataSegment& inSegment, std::i
     return inSegment.begin() + static_cast<std::ptrdiff_t>(std::min(block, inSegment.size() - 1));
 }
 
-// The last datum that doesn't start above the offset, of inCount datums from inFirst on.
+// Returns the last datum that doesn't start after the offset, of inCount datums from inFirst on.
 PeakData::const_iterator Bisect(PeakData::const_iterator inFirst, std::uint64_t inCount,
                                 std::int64_t inOffset) {
     while (inCount > 1) {

@@ -31,13 +31,13 @@ PeakDataSegment& PeakDataSegment::operator=(PeakDataSegment&& inOther) noexcept 
 PeakDataSegment::~PeakDataSegment() = default;
 
 bool PeakDataSegment::Append(const PeakDataSegment& inOther) {
-    if (&inOther == this) // without length it can go on where it ends itself
+    if (&inOther == this) // a segment without length can continue itself
         return Append(PeakDataSegment(inOther));
     return detail::BlockRun::Of(inOther).AppendTo(*this);
 }
 
 bool PeakDataSegment::Append(const PeakDataSegment&& inOther) {
-    return Append(inOther); // the reference to const of this one
+    return Append(inOther); // as an lvalue: the overload above
 }
 
 PeakDataSegment PeakDataSegment::GetRange(PeakDatumVector::const_iterator inFirst,

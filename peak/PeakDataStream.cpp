@@ -18,7 +18,7 @@ std::uint32_t ReadCount(IPlatformByteStream& ioStream) {
     return count;
 }
 
-// Counts have passed the limits of the format before.
+// Counts have already been checked against the limits of the format.
 void WriteCount(OPlatformByteStream& ioStream, std::uint64_t inCount) {
     const auto count = static_cast<std::uint32_t>(inCount);
     ioStream.WriteBlock(&count, sizeof count);

@@ -10,7 +10,7 @@ namespace {
 constexpr std::int64_t kFirstOffset = std::numeric_limits<std::int64_t>::min();
 constexpr std::int64_t kLastOffset = std::numeric_limits<std::int64_t>::max();
 
-// The highest end of a segment's blocks.
+// Returns the highest end of a segment's blocks.
 std::int64_t LatestEnd(const PeakDataSegment& inSegment) {
     if (inSegment.size() != 0 &&
         IsEvenlySpaced(inSegment.GetStartOffset(), inSegment.size(), inSegment.GetBlockSize()))
@@ -21,7 +21,7 @@ std::int64_t LatestEnd(const PeakDataSegment& inSegment) {
     return latest;
 }
 
-// Whether one block lies at another one of the timeline or after it, whatever laps they are in.
+// Whether one block is at or after another block of the timeline, regardless of laps.
 bool IsNotBefore(const Cursor& inCursor, const Cursor& inOther) {
     return inCursor.segment != inOther.segment ? inCursor.segment > inOther.segment
                                                : inCursor.block >= inOther.block;
@@ -42,7 +42,7 @@ PeakDataWalk::PeakDataWalk(const PeakData& inData, double inStep, bool inLoop)
 Cursor PeakDataWalk::Find(double inPosition) const {
     if (inPosition < 0.0)
         return LapStart();
-    if (!(inPosition < 0x1p63)) // past all offsets, or not a number
+    if (!(inPosition < 0x1p63)) // past all offsets, or NaN
         return LapEnd();
     const auto found = mData.Find(static_cast<std::int64_t>(inPosition));
     if (found == mData.end())
@@ -60,7 +60,7 @@ Stretch PeakDataWalk::UpTo(double inPosition, const Cursor& inFirst) const {
         const Cursor end{at.segment, last.index + 1, at.lapOffset};
         if (inPosition < last.end)
             return {inFirst, end, {at.segment, last.index, at.lapOffset}};
-        if (inPosition == last.end) // what ends with a point is no part of the next
+        if (inPosition == last.end) // a block that ends with a point is not part of the next
             return {inFirst, end, blocks.IsLast(last) ? AfterSegment(at) : end};
         at = AfterSegment(at);
         if (at.segment == mFirst && at.lapOffset == end.lapOffset) // no further lap has offsets
@@ -92,7 +92,7 @@ PeakDatum PeakDataWalk::ExtremesOf(const Stretch& inStretch) {
     return extremes;
 }
 
-// Whether no block of its lap comes at or after the end of a stretch.
+// Whether no block of the same lap is at or after the end of a stretch.
 bool PeakDataWalk::EndsLap(const Cursor& inEnd) const {
     return IsAtEnd(inEnd) || (inEnd.block == inEnd.segment->end() - inEnd.segment->begin() &&
                               AfterSegment(inEnd).segment == mFirst);
@@ -106,7 +106,8 @@ bool PeakDataWalk::HoldsLap(const Stretch& inStretch) const {
     return laps > mDuration || IsNotBefore(inStretch.end, inStretch.first);
 }
 
-// How many laps from one on end before a position, not counting the last one that offsets allow.
+// Returns how many laps from a given one on end before a position, not counting the last one that offsets
+// allow.
 std::int64_t PeakDataWalk::LapsBefore(double inPosition, std::int64_t inLapOffset) const {
     const auto endsBefore = [=, this](std::int64_t lap) {
         return inPosition > static_cast<double>(mLatestEnd + inLapOffset + lap * mDuration);
@@ -124,8 +125,8 @@ std::int64_t PeakDataWalk::LapsBefore(double inPosition, std::int64_t inLapOffse
     return before;
 }
 
-// Passes over the laps that end before a position, and in an ordered timeline over segments that do, too.
-// Stops at the last lap and at the last segment.
+// Skips the laps that end before a position, and in an ordered timeline also such segments. Stops at the last
+// lap and at the last segment.
 Cursor PeakDataWalk::Skip(double inPosition, const Cursor& inCursor) const {
     const std::int64_t laps = LapsBefore(inPosition, inCursor.lapOffset);
     const Cursor start = laps == 0 ? inCursor : Cursor{mFirst, 0, inCursor.lapOffset + laps * mDuration};
@@ -134,7 +135,8 @@ Cursor PeakDataWalk::Skip(double inPosition, const Cursor& inCursor) const {
     const auto endsBefore = [&](const PeakDataSegment& segment) {
         return inPosition > static_cast<double>(segment.GetEndOffset() + start.lapOffset);
     };
-    // After the start of a lap, a point takes in all that is passed over here, so one by one is fast enough.
+    // After the start of a lap, a point includes everything that is skipped here, so going one by one is fast
+    // enough.
     const PeakDataSegment* const last = mLast - 1;
     const PeakDataSegment* const segment = start.segment == mFirst
                                                ? std::partition_point(mFirst, last, endsBefore)

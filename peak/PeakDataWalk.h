@@ -9,15 +9,15 @@
 
 namespace kelaudiofile::detail {
 
-/// The blocks that one point takes in, and where the next point starts.
+/// The blocks that one point includes, and where the next point starts.
 struct Stretch {
     Cursor first;
     Cursor end; ///< after the last block, in that block's lap
     Cursor next;
 };
 
-/// A timeline as points are drawn from it: block after block, and lap after lap if it is looped. Segments
-/// without datums are passed over.
+/// A timeline as points traverse it: block after block, and lap after lap if it is looped. Segments without
+/// datums are skipped.
 class PeakDataWalk {
 public:
     /// @param inStep  the distance between points.
@@ -26,10 +26,10 @@ public:
     bool IsAtEnd(const Cursor& inCursor) const { return inCursor.segment == mLast; }
     SegmentBlocks BlocksAt(const Cursor& inCursor) const { return SegmentBlocks(inCursor, mStep); }
 
-    /// The block that a position falls inside, the first block for positions below 0.
+    /// Returns the block that contains a position; the first block for positions below 0.
     Cursor Find(double inPosition) const;
-    /// The first block after a cursor's segment; in a loop, the last segment is followed by the next lap. The
-    /// last lap whose offsets fit 64 bits repeats.
+    /// Returns the first block after a cursor's segment; in a loop, the next lap follows the last segment.
+    /// The last lap whose offsets fit 64 bits repeats.
     Cursor AfterSegment(const Cursor& inCursor) const {
         const PeakDataSegment* segment = inCursor.segment + 1;
         while (segment != mLast && segment->size() == 0)
@@ -38,11 +38,11 @@ public:
             return {segment, 0, inCursor.lapOffset};
         return {mFirst, 0, inCursor.lapOffset + (HasLapAfter(inCursor.lapOffset) ? mDuration : 0)};
     }
-    /// Whether every point takes in the whole timeline.
+    /// Returns whether every point includes the whole timeline.
     bool PointsHoldLaps() const { return mLoop && mStep >= static_cast<double>(mDuration); }
-    /// What a point takes in that starts in a block and ends at a position.
+    /// Returns what a point includes that starts in a block and ends at a position.
     Stretch UpTo(double inPosition, const Cursor& inFirst) const;
-    /// The extremes of what a point takes in.
+    /// Returns the extremes of what a point includes.
     PeakDatum ExtremesOf(const Stretch& inStretch);
 
 private:

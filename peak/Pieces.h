@@ -5,23 +5,23 @@
 #include <iterator>
 #include <utility>
 
-/// What edits do with a timeline's pieces in order of offset, be they segments or runs of blocks that will
-/// become segments.
+/// Operations of edits on a timeline's pieces in order of offset, which are segments or runs of blocks that
+/// will become segments.
 namespace kelaudiofile::detail {
 
-/// From one offset up to another, wrapping as all offset arithmetic does.
+/// Returns the distance from one offset to another, wrapping as all offset arithmetic does.
 constexpr std::uint64_t Distance(std::int64_t inFrom, std::int64_t inTo) noexcept {
     return static_cast<std::uint64_t>(inTo) - static_cast<std::uint64_t>(inFrom);
 }
 
-/// Whether one piece goes on where another ends.
+/// Returns whether one piece continues another.
 template <typename Before, typename Piece>
 bool Continues(const Before& inBefore, const Piece& inPiece) {
     return inBefore.GetBlockSize() == inPiece.GetBlockSize() &&
            inBefore.GetEndOffset() == inPiece.GetStartOffset();
 }
 
-/// Makes each piece start where the one before it ends, the first at the offset given.
+/// Makes each piece start where the previous one ends, and the first at the given offset.
 template <typename Pieces>
 void Chain(Pieces& ioPieces, std::int64_t inStartOffset) {
     for (auto& piece : ioPieces) {
@@ -30,14 +30,14 @@ void Chain(Pieces& ioPieces, std::int64_t inStartOffset) {
     }
 }
 
-/// The first piece that starts at an offset; the end if none does.
+/// Returns the first piece that starts at an offset; the end if none does.
 template <typename Pieces>
 auto StartingAt(Pieces& inPieces, std::int64_t inOffset) {
     return std::find_if(inPieces.begin(), inPieces.end(),
                         [=](const auto& piece) { return piece.GetStartOffset() == inOffset; });
 }
 
-/// Cuts the piece that an offset lies inside of, unless a piece before it begins at the offset or behind.
+/// Splits the piece that contains an offset, unless an earlier piece begins at or after the offset.
 template <typename Pieces>
 void SplitAt(Pieces& ioPieces, std::int64_t inOffset) {
     for (auto piece = ioPieces.begin(); piece != ioPieces.end() && piece->GetStartOffset() < inOffset;

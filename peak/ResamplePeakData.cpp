@@ -15,7 +15,7 @@ using detail::Reach;
 using detail::SegmentBlocks;
 using detail::Stretch;
 
-/// Where points lie, each worked out from its number.
+/// The positions of points, each computed from its number.
 struct PointGrid {
     double start;
     double step;
@@ -26,14 +26,14 @@ struct PointGrid {
     double EndOf(std::uint64_t inPoint) const { return StartOf(inPoint + 1); }
 };
 
-/// Draws the points of a grid one after the other.
+/// Computes the points of a grid one after the other.
 class Drawing {
 public:
     Drawing(const PeakData& inData, const PointGrid& inGrid, bool inLoop)
         : mWalk(inData, inGrid.step, inLoop), mGrid(inGrid) {}
 
-    /// Writes points from one on until the buffer is full or the data ends. @return the end of what was
-    /// written.
+    /// Writes points from a given one on until the buffer is full or the data ends. @return the end of what
+    /// was written.
     float* Write(std::uint64_t inPoint, float* outPeaks, const float* inPeaksEnd) {
         mPoint = inPoint;
         mOut = outPeaks;
@@ -57,7 +57,7 @@ private:
         return outPeaks + 2;
     }
 
-    /// Points that end inside a cursor's segment, up to the first that doesn't.
+    /// Writes the points that end inside a cursor's segment, up to the first that doesn't.
     Cursor WriteInside(const Cursor& inCursor) {
         const SegmentBlocks blocks = mWalk.BlocksAt(inCursor);
         return blocks.Leaps() ? WriteInside<detail::ByLeaps>(inCursor, blocks)
@@ -66,7 +66,7 @@ private:
 
     template <typename Way>
     Cursor WriteInside(const Cursor& inCursor, const SegmentBlocks& inBlocks) {
-        const SegmentBlocks blocks = inBlocks; // copied, as nothing of it changes while points are written
+        const SegmentBlocks blocks = inBlocks; // a copy, so that the compiler sees that it stays constant
         const PointGrid grid = mGrid;
         const float* const outEnd = mOutEnd;
         float* out = mOut;
@@ -86,7 +86,7 @@ private:
                 ++place.index;
                 break;
             }
-            place = blocks.At(place.index + 1); // what ends with a point is no part of the next
+            place = blocks.At(place.index + 1); // a block that ends with a point is not part of the next
         }
         mOut = out;
         mPoint = point;
@@ -94,7 +94,7 @@ private:
                                            : Cursor{inCursor.segment, place.index, inCursor.lapOffset};
     }
 
-    /// A point that goes on beyond a cursor's segment.
+    /// Writes a point that extends past a cursor's segment.
     Cursor WriteAcross(const Cursor& inCursor) {
         const Stretch stretch = mWalk.UpTo(mGrid.EndOf(mPoint++), inCursor);
         mOut = Put(mWalk.ExtremesOf(stretch), mOut);
@@ -117,7 +117,7 @@ double Fold(double inPosition, double inLength) {
     return std::fmod(std::fmod(inPosition, inLength) + inLength, inLength);
 }
 
-// Whole steps from a start at or below -inStep up to offset 0, as many as there are points at most.
+// Returns the whole steps from a start at or below -inStep up to offset 0, limited to the number of points.
 std::uint64_t PointsBeforeZero(double inStart, double inStep, std::uint64_t inPointCount) {
     const double steps = std::floor(std::fabs(inStart) / inStep);
     return steps < 0x1p64 ? std::min(static_cast<std::uint64_t>(steps), inPointCount) : inPointCount;

@@ -7,25 +7,25 @@
 #include "Extremes.h"
 #include "kelaudiofile/PeakDataSegment.h"
 
-/// The blocks of one segment, as points are drawn from them.
+/// The blocks of one segment, as points traverse them.
 namespace kelaudiofile::detail {
 
 /// A block of a timeline that may be looped.
 struct Cursor {
-    const PeakDataSegment* segment; ///< at the end of the timeline, only this has a meaning
+    const PeakDataSegment* segment; ///< the only valid field at the end of the timeline
     std::ptrdiff_t block;
     std::int64_t lapOffset; ///< the length of all laps before this one
 };
 
-/// Whether the ends of a segment's blocks rise one by one without wrapping, also once laps have been added.
-/// With a margin, so that rounding doesn't matter.
+/// Returns whether the ends of a segment's blocks increase without wrapping, even after laps have been added.
+/// Includes a margin, so that rounding doesn't matter.
 inline bool IsEvenlySpaced(std::int64_t inStartOffset, std::uint64_t inCount, std::int64_t inBlockSize) {
     constexpr double kFarOffset = 0x1p62;
     return inBlockSize > 0 && std::fabs(static_cast<double>(inStartOffset)) < kFarOffset &&
            static_cast<double>(inCount) * static_cast<double>(inBlockSize) < kFarOffset;
 }
 
-/// A block of a segment and where it ends.
+/// A block of a segment and its end.
 struct BlockPlace {
     std::ptrdiff_t index;
     double end;
@@ -35,11 +35,11 @@ struct BlockPlace {
 struct SegmentBlocks {
     const PeakDatum* datums;
     std::ptrdiff_t count;
-    std::int64_t startOffset; ///< raised by the laps before
+    std::int64_t startOffset; ///< including the earlier laps
     std::int64_t blockSize;
-    double blocksPerUnit = 0.0; ///< 0 where going block by block is as fast as leaping
+    double blocksPerUnit = 0.0; ///< 0 if going block by block is as fast as leaping
 
-    /// @param inStep  the distance between points, which decides whether leaps pay.
+    /// @param inStep  the distance between points, which decides whether leaps are worthwhile.
     SegmentBlocks(const Cursor& inCursor, double inStep)
         : datums(&*inCursor.segment->begin()), count(inCursor.segment->end() - inCursor.segment->begin()),
           startOffset(BlockOffset(inCursor.segment->GetStartOffset(), 1, inCursor.lapOffset)),
@@ -58,11 +58,11 @@ struct SegmentBlocks {
         return {inIndex, static_cast<double>(end)};
     }
 
-    /// The first block from inFirst on that doesn't end before a position; the last one if all do. Only for
-    /// blocks worth leaps.
+    /// Returns the first block from inFirst on that doesn't end before a position; the last one if all do.
+    /// Only for blocks worth leaping.
     BlockPlace LeapTo(double inPosition, std::ptrdiff_t inFirst) const {
         const std::ptrdiff_t last = count - 1;
-        // The estimate is right or off by one, but for offsets that doubles round; the comparisons decide.
+        // The estimate is right or off by one, except for offsets that doubles round; the comparisons decide.
         constexpr double kRoundDown = 0x1p-20;
         const double estimate = (inPosition - static_cast<double>(startOffset)) * blocksPerUnit - kRoundDown;
         std::ptrdiff_t index = inFirst;
@@ -78,7 +78,7 @@ struct SegmentBlocks {
         return {index, static_cast<double>(start + blockSize)};
     }
 
-    /// The same, for any blocks.
+    /// As above, for any blocks.
     BlockPlace GoTo(double inPosition, std::ptrdiff_t inFirst) const {
         if (Leaps())
             return LeapTo(inPosition, inFirst);
@@ -91,13 +91,13 @@ struct SegmentBlocks {
 
 /// How far a point reaches into a segment, and the extremes of the blocks up to there.
 struct Reach {
-    bool isInside = false; ///< false where all blocks end before the point; the rest has no meaning then
+    bool isInside = false; ///< false if all blocks end before the point; the rest is then invalid
     BlockPlace last{};     ///< the first block that doesn't end before the point
     PeakDatum extremes;
 };
 
-// Two ways from a block as far as a point reaches. They are inlined so that all that points change stays in
-// registers.
+// Two ways to go from a block as far as a point reaches. They are inlined so that everything that points
+// change stays in registers.
 struct BlockByBlock {
     [[gnu::always_inline]] static Reach UpTo(double inPosition, const SegmentBlocks& inBlocks,
                                              const BlockPlace& inFirst) {
@@ -124,7 +124,7 @@ struct ByLeaps {
     }
 };
 
-/// Hands out the datums from one block up to, and not including, another one of the same lap: a run for each
+/// Passes the datums from one block up to, but not including, another one of the same lap: one run per
 /// segment, until `inUse` returns false.
 template <typename Use>
 void ForEachRun(const Cursor& inFirst, const Cursor& inEnd, Use inUse) {

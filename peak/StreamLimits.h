@@ -9,18 +9,19 @@
 #include "kelcore/filesupport.h"
 #include "kelcore/string.h"
 
-/// What a peak data stream can hold, and how far its counts are trusted.
+/// The limits of a peak data stream, and how far its counts are trusted.
 namespace kelaudiofile::detail {
 
 /// A segment record: datum count, block size, datums.
 inline constexpr std::uint64_t kDatumBytes = 8;
 inline constexpr std::uint64_t kSegmentHeaderBytes = sizeof(std::uint32_t) + sizeof(std::int64_t);
 
-/// A stream moves at most 2^32 - 1 bytes at once, and the datums of a segment move at once.
+/// A stream transfers at most 2^32 - 1 bytes at once, and the datums of a segment are transferred at once.
 inline constexpr std::uint64_t kDatumCountLimit = (std::uint64_t{1} << 32) / kDatumBytes;
 inline constexpr std::uint64_t kSegmentCountLimit = std::uint64_t{1} << 32;
 
-/// Up to here storage is made for what a stream claims; past it, the stream must hold as much.
+/// Up to this size, storage is allocated for whatever a stream claims; above it, the stream must hold as
+/// much.
 inline constexpr std::uint64_t kTrustedStorageBytes = std::uint64_t{16} << 20;
 
 inline void RequireStorable(std::uint64_t inCount, std::uint64_t inLimit, const char* inMessage) {
@@ -36,9 +37,9 @@ inline void RequireStorableSegments(std::uint64_t inCount) {
     RequireStorable(inCount, kSegmentCountLimit, "peak data of 2^32 segments or more cannot be stored");
 }
 
-/// Fails as an allocation for the elements would, if the stream lies about them.
-/// @param inElementBytes  the memory that an element takes. @param inRecordBytes  the least that it takes in
-/// the stream.
+/// Fails like an allocation of the elements if the stream cannot contain them.
+/// @param inElementBytes  the memory per element.
+/// @param inRecordBytes  the least bytes per element in the stream.
 inline void RequireElements(const kelcore::filesupport::IByteStream& inStream, std::uint64_t inCount,
                             std::uint64_t inElementBytes, std::uint64_t inRecordBytes) {
     if (inCount * inElementBytes <= kTrustedStorageBytes)
