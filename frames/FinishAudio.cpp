@@ -29,9 +29,7 @@ bool AudioWriter::Finish(Durability inDurability, AudioError& outError) {
     Impl& impl = *mImpl;
     if (impl.stage == Impl::Stage::kFinished)
         return Fail(outError, AudioError::kWrongOrder, impl.path, "it is finished");
-    // Even without frames, other programs look for the chunk that would hold them.
-    const bool begun = impl.stage != Impl::Stage::kBeforeAudio || WriteRaw(nullptr, 0, outError);
-    const bool completed = begun && impl.Complete(inDurability, outError);
+    const bool completed = impl.Complete(inDurability, outError);
     impl.stage = Impl::Stage::kFinished;
     impl.file = WaveOrAiff(); // closes it
     return completed && impl.Rename(inDurability, outError);
@@ -63,9 +61,12 @@ bool AudioWriter::Impl::Complete(Durability inDurability, AudioError& outError) 
 
 /// After a checkpoint on the disk, finishing the file writes only what is already there.
 bool AudioWriter::Impl::CompleteWave(WaveFile& ioWave, Durability inDurability) const {
+    // Many programs refuse a file without a `data` chunk, even if there are no samples.
+    const bool lacksData = frames == 0 && ioWave.StartMetadatumWrite(ChunkId("data"));
+    const bool hasData = !lacksData || ioWave.FinishMetadatumWrite();
     const bool kept = inDurability == Durability::kProcess || ioWave.FinishBlockOnDisk();
     const bool ended = ioWave.FinishSamples();
-    return ioWave.FinishWrite() && ended && kept;
+    return ioWave.FinishWrite() && ended && kept && hasData;
 }
 
 bool AudioWriter::Impl::CompleteAiff(AiffFile& ioAiff, Durability inDurability) const {

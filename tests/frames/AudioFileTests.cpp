@@ -89,6 +89,9 @@ TEST_F(AudioFiles, LayoutsOfAnyReaderAreAccepted) {
             const auto writer = Writer("file", container, format);
             const auto written = writer->Format().layout;
             ASSERT_TRUE(writer->Finish(error)) << error.message;
+            const Bytes whole = Contents("file");
+            EXPECT_TRUE(container == kAiff ||
+                        Bytes(whole.end() - 8, whole.end()) == ToBytes({"data\0\0\0", 8}));
             format = Reader("file")->Format();
             EXPECT_TRUE(format.layout == written);
             EXPECT_TRUE(container == kAiff || written == row.inWave);
