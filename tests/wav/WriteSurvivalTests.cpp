@@ -9,8 +9,6 @@ using Mode = faults::System::Mode;
 
 namespace {
 
-constexpr unsigned char kByte = 9;
-
 /// Records in odd blocks with many checkpoints, past the places where plain RIFF begins another `data` chunk
 /// and where the file becomes RF64. Two jumps make the file long and leave holes.
 class ARecordingSurvives : public WaveTest {
@@ -199,14 +197,11 @@ TEST_F(ARecordingSurvives, FailedCheckpointsAfterJumps) {
 }
 
 // A checkpoint fails at its data, its size, its pad byte or the header, or the end of samples at the first
-// two. Whatever comes next, even the destructor, counts exactly the samples. So it is with metadata.
+// two. Whatever comes next, even the destructor, counts exactly the samples.
 TEST_F(ARecordingSurvives, ACheckpointThatFailedWithItsPadByte) {
     for (std::uint64_t call = 0; call < 7; ++call) {
         SCOPED_TRACE(call);
         mFile = Create();
-        EXPECT_TRUE(mFile->StartMetadatumWrite(FourCC("LIST")) && mFile->MetadatumWrite(&kByte, 1));
-        faults::SystemCalls() = {.failAt = 0};
-        EXPECT_TRUE(!mFile->FinishMetadatumWrite() && mFile->FinishMetadatumWrite());
         EXPECT_EQ(Write(*mFile, 0, {1, 2, 3}), 0);
         faults::SystemCalls() = {.failAt = call == 6 ? 0 : call % 4, .outputOnly = true};
         EXPECT_FALSE(call < 4 ? mFile->FinishBlock() : mFile->FinishSamples());
@@ -215,11 +210,23 @@ TEST_F(ARecordingSurvives, ACheckpointThatFailedWithItsPadByte) {
         EXPECT_TRUE(call != 6 || !mFile->FinishWrite()) << "a size that is still owed";
         faults::SystemCalls() = {};
         mFile.reset();
-        EXPECT_EQ(File(), Image()
-                              .Chunk("fmt ", FormatImage())
-                              .Chunk("LIST", {9})
-                              .Chunk("data", {1, 2, 3})
-                              .In("RIFF", "WAVE"));
+        EXPECT_EQ(File(), Image().Chunk("fmt ", FormatImage()).Chunk("data", {1, 2, 3}).In("RIFF", "WAVE"));
+    }
+}
+
+TEST_F(ARecordingSurvives, AnEndOfSamplesThatFailed) {
+    using Call = bool (*)(WaveFile&);
+    for (const Call next : {Call([](WaveFile& file) { return file.FinishBlock(); }),
+                            Call([](WaveFile& file) { return file.FinishSamples(); }),
+                            Call([](WaveFile& file) { return file.StartMetadatumWrite(FourCC("LIST")); }),
+                            Call([](WaveFile& file) { return file.MetadatumWrite(nullptr, 0); }),
+                            Call([](WaveFile& file) { return file.FinishMetadatumWrite(); })}) {
+        mFile = Create();
+        EXPECT_EQ(Write(*mFile, 0, {1, 2, 3}), 0);
+        faults::SystemCalls() = {.failAt = 0};
+        EXPECT_FALSE(mFile->FinishSamples());
+        EXPECT_TRUE(Part(36, 11).empty() && next(*mFile));
+        EXPECT_EQ(Part(36, 11), Image().Unpadded("data", {1, 2, 3})) << "at once, whatever comes next";
     }
 }
 
@@ -244,7 +251,9 @@ TEST_F(ARecordingSurvives, OpensThatRunOutOfMemory) {
     const auto open = [&] {
         try {
             const Handle file = Create({.channels = 4, .layout = {134, 135, 136, 137}, .rf64 = true});
+            faults::Disarm();
             EXPECT_EQ(file == nullptr, mError.code == Error::kOpenForWriteFailed);
+            EXPECT_TRUE(File().empty() || Part(0, 4) == Image().Text("RIFF"));
         } catch (const std::bad_alloc&) {
         }
     };
