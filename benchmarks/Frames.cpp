@@ -75,7 +75,7 @@ const Kind kKinds[] = {
      true},
 };
 
-/// As a host would write it: one loop for each width, without a call or a branch for a sample.
+/// As a host would write it: one loop per width, without a call or a branch per sample.
 template <int kBytes>
 void RoundPlainly(const float* in, unsigned char* out) {
     constexpr float kFullScale = 1 << (8 * kBytes - 1);

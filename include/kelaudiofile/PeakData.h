@@ -179,12 +179,11 @@ private:
 
     /// Merges adjacent segments that touch and have the same block size.
     void Consolidate();
-    /// Makes each segment start where the previous one ends, and the first one at the start offset.
-    /// Makes the segments of runs, consolidated.
+    /// Replaces the segments with those of runs, consolidated.
     void Assemble(const detail::BlockRunVector& inRuns);
-    /// Makes each segment start where the one before it ends, the first at the start offset.
+    /// Makes each segment start where the previous one ends, and the first one at the start offset.
     void FixStartOffsets() noexcept;
-    /// Finds out anew what is remembered of the segments; by every operation that changes their offsets.
+    /// Recomputes what is known about the segments. Called by every operation that changes their offsets.
     void Examine() noexcept;
     bool Covers(std::int64_t inOffset) const noexcept;
     bool CanHold(const PeakData& inSource) const noexcept;
@@ -193,9 +192,10 @@ private:
     std::int64_t startOffset = 0;
     PeakDataSegmentVector segments;
     PeakDatum reservedDatum; ///< part of the layout: copied, and otherwise unused
-    // Remembered so that Append and Find need not look at every segment. Each may be false where it holds.
-    bool isConsolidated = true; // no two neighbours could be merged
-    bool isOrdered = true;      // no segment is empty, and no block starts before the one before it ends
+    // Known about the segments, so that Append and Find need not examine every one. Each may be false
+    // although it holds.
+    bool isConsolidated = true; // no two adjacent segments could be merged
+    bool isOrdered = true;      // no segment is empty, and no block starts before the previous one ends
 };
 
 /// Refers to a datum of a PeakData, or to its end.
