@@ -10,15 +10,15 @@ namespace kelaudiofile::convert {
 
 namespace {
 
-/// Enough to fill cache lines of floats: writing half a line of every plane at a time takes up to twice as
-/// long.
+/// Enough to fill cache lines of floats: writing half a line of every plane at a time
+/// takes up to twice as long.
 constexpr std::size_t kTileFrames = 2 * kVectorFrames;
 
 /// How far ahead of the stores cache lines are prefetched.
 constexpr std::size_t kFloatsAhead = 48, kBytesAhead = 256;
 
-/// Half a tile, as rows or as columns: 4 rows, or 1 or 2 rows shared by several whole frames of 1 or 2
-/// elements.
+/// Half a tile, as rows or as columns: 4 rows, or 1 or 2 rows shared by several whole
+/// frames of 1 or 2 elements.
 using Half = Words[4];
 
 template <std::size_t kRows>

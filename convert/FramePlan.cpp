@@ -19,8 +19,8 @@ constexpr RowMoves MovesFor(std::size_t inBytes, bool inIsBigEndian, std::size_t
         for (std::size_t sample = 0; sample < samples; ++sample) {
             const std::size_t file = (frame * inChannels + sample) * inBytes;
             const std::size_t element = frame * (kRowBytes / frames) + sample * room;
-            // 24-bit samples are read into the upper bytes of their elements, and written from the lower
-            // ones.
+            // 24-bit samples are read into the upper bytes of their elements, and
+            // written from the lower ones.
             const std::size_t upper = element + room - inBytes;
             for (std::size_t b = 0; b < inBytes; ++b) {
                 const std::size_t inFile = file + (inIsBigEndian ? inBytes - 1 - b : b);

@@ -23,8 +23,8 @@ namespace kelaudiofile::convert {
 
 constexpr std::size_t kRowBytes = 16;
 constexpr std::size_t kMostTileFrames = 16;
-/// With more planes at once, all beginning at the same offset within their pages, the cache would run out of
-/// ways.
+/// With more planes at once, all beginning at the same offset within their pages, the
+/// cache would run out of ways.
 constexpr std::size_t kMostTileChannels = 8;
 
 constexpr std::size_t SamplesPerElement(std::size_t inBytes) {

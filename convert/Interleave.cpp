@@ -10,8 +10,8 @@ namespace {
 
 using namespace convert;
 
-/// Extracts two 32-bit lanes with one 64-bit move and stores the halves; extracting them one by one is 10 %
-/// slower.
+/// Extracts two 32-bit lanes with one 64-bit move and stores the halves; extracting them
+/// one by one is 10 % slower.
 /// @tparam kStride  the distance of the written samples if it is known to the compiler, else 0.
 template <std::size_t kStride, typename Word>
 void StoreLanes(Byte* out, const Lanes<Word>& inLanes, std::size_t inStep) {
@@ -88,8 +88,8 @@ void Scatter(const void* source, void* destination, std::int32_t inCount, std::i
     });
 }
 
-// Samples that keep their width are numbers of 8, 16, 24 or 32 bits, and each conversion is a function of
-// them.
+// Samples that keep their width are numbers of 8, 16, 24 or 32 bits, and each
+// conversion is a function of them.
 
 template <std::size_t kBytes>
 std::uint32_t LoadSample(const Byte* in) {

@@ -167,8 +167,8 @@ KELACCELERATE_WIDE __m256i LoadEight(const Byte* in, std::size_t inStep, __m256i
     }
 }
 
-/// Returns the number of floats before the next aligned vector, fewer than eight. Unaligned floats never
-/// reach one.
+/// Returns the number of floats before the next aligned vector, fewer than eight.
+/// Unaligned floats never reach one.
 std::size_t FloatsToAlignment(const Byte* out) {
     return -reinterpret_cast<std::uintptr_t>(out) % (2 * kHalf) / sizeof(float);
 }
@@ -185,9 +185,9 @@ KELACCELERATE_WIDE std::size_t GatherSixteens(const Byte* in, Byte* out, std::si
                                               std::size_t inStep, const Moves& inMoves) {
     const __m256i first = LoadVector(&inMoves.first), second = LoadVector(&inMoves.second);
     const std::size_t reach = 8 * inStep + ReachOf(kWay, inStep);
-    // Stores across cache lines cost up to a fifth. So the loop starts at an aligned vector of floats; those
-    // before it are stored with the first eight, unless that would overwrite samples that are still to be
-    // read.
+    // Stores across cache lines cost up to a fifth. So the loop starts at an aligned vector of
+    // floats; those before it are stored with the first eight, unless that would overwrite samples
+    // that are still to be read.
     const std::size_t before = in == out ? 0 : FloatsToAlignment(out);
     if (before != 0) {
         StoreEight<Sample>(out, LoadEight<kWay>(in, inStep, first, second));

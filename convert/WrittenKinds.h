@@ -9,8 +9,8 @@
 #include "SampleLanes.h"
 #include "kelaccelerate/WideVectors.h"
 
-/// Each kind of written sample is made from a vector of floats, as words that hold the file's bits in their
-/// lower bytes.
+/// Each kind of written sample is made from a vector of floats, as words that hold the file's
+/// bits in their lower bytes.
 namespace kelaudiofile::convert {
 
 /// Never passes through a float register, which may change the bits of a signalling NaN.

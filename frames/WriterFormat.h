@@ -6,9 +6,9 @@
 
 namespace kelaudiofile {
 
-/// Converts a host's format to the form in which a container stores it: the container's byte order and sign,
-/// the usual layout for mono and stereo, and no layout if it has no position or the container cannot express
-/// it.
+/// Converts a host's format to the form in which a container stores it: the container's byte order
+/// and sign, the usual layout for mono and stereo, and no layout if it has no position or the
+/// container cannot express it.
 AudioFormat FormatAsWritten(Container inContainer, const AudioFormat& inFormat,
                             const WriterOptions& inOptions);
 

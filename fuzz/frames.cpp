@@ -1,5 +1,5 @@
-// Compares blocks of frames with the models of their samples, in buffers of exactly the size that may be
-// touched.
+// Compares blocks of frames with the models of their samples, in buffers of exactly the
+// size that may be touched.
 
 #include "Fuzz.h"
 #include "kelaccelerate/WideVectors.h"

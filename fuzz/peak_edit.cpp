@@ -1,5 +1,5 @@
-// Applies the input, a sequence of edits, to peak data and to a plain list of datums, and compares points of
-// both.
+// Applies the input, a sequence of edits, to peak data and to a plain list of datums, and
+// compares points of both.
 
 #include "Fuzz.h"
 #include "models/PeakEditor.h"

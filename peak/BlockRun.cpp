@@ -30,8 +30,8 @@ BlockRun BlockRun::Taking(PeakDataSegment& inSegment) {
 
 BlockRunVector BlockRun::Split(std::int64_t inOffset) const {
     BlockRunVector pieces;
-    // If offsets wrap, an end can be after a start although the blocks have no length: there is no block to
-    // split then.
+    // If offsets wrap, an end can be after a start although the blocks have no length: there
+    // is no block to split then.
     if (inOffset <= startOffset || inOffset >= GetEndOffset() || blockSize <= 0)
         return pieces;
     pieces.reserve(4);

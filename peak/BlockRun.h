@@ -43,8 +43,8 @@ BlockRunVector RunsOf(const PeakDataSegmentVector& inSegments);
 /// Whole segments, whose storage may be reused.
 BlockRunVector TakingRuns(PeakDataSegmentVector& inSegments);
 
-/// Makes as few segments as possible from the runs: consecutive runs that continue one another become one
-/// segment.
+/// Makes as few segments as possible from the runs: consecutive runs that continue one
+/// another become one segment.
 PeakDataSegmentVector Consolidated(const BlockRunVector& inRuns);
 
 } // namespace kelaudiofile::detail

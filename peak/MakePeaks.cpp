@@ -15,8 +15,8 @@ using detail::Smaller;
 using Lanes = float __attribute__((vector_size(16)));
 
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
-/// Each minimum depends on the previous one, and so do maxima, so several vectors of them are computed in
-/// alternation.
+/// Each minimum depends on the previous one, and so do maxima, so several vectors of them are
+/// computed in alternation.
 constexpr std::int64_t kVectors = 4, kLanes = 4, kSamplesPerStep = kVectors * kLanes;
 
 /// The extremes of no samples.

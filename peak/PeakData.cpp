@@ -40,8 +40,8 @@ bool EndsInOrder(const PeakDataSegmentVector& inSegments) {
     return Rises(*last) && (last == inSegments.begin() || !Overlap(last[-1], *last));
 }
 
-// Returns the last segment of an ordered timeline that doesn't start after the offset; the first one if all
-// do.
+// Returns the last segment of an ordered timeline that doesn't start after the offset;
+// the first one if all do.
 PeakDataSegmentVector::const_iterator SegmentOf(const PeakDataSegmentVector& inSegments,
                                                 std::int64_t inOffset) {
     const auto after = std::upper_bound(inSegments.begin() + 1, inSegments.end(), inOffset,

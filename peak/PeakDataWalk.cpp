@@ -106,8 +106,8 @@ bool PeakDataWalk::HoldsLap(const Stretch& inStretch) const {
     return laps > mDuration || IsNotBefore(inStretch.end, inStretch.first);
 }
 
-// Returns how many laps from a given one on end before a position, not counting the last one that offsets
-// allow.
+// Returns how many laps from a given one on end before a position, not counting the
+// last one that offsets allow.
 std::int64_t PeakDataWalk::LapsBefore(double inPosition, std::int64_t inLapOffset) const {
     const auto endsBefore = [=, this](std::int64_t lap) {
         return inPosition > static_cast<double>(mLatestEnd + inLapOffset + lap * mDuration);
@@ -135,8 +135,8 @@ Cursor PeakDataWalk::Skip(double inPosition, const Cursor& inCursor) const {
     const auto endsBefore = [&](const PeakDataSegment& segment) {
         return inPosition > static_cast<double>(segment.GetEndOffset() + start.lapOffset);
     };
-    // After the start of a lap, a point includes everything that is skipped here, so going one by one is fast
-    // enough.
+    // After the start of a lap, a point includes everything that is skipped here, so going
+    // one by one is fast enough.
     const PeakDataSegment* const last = mLast - 1;
     const PeakDataSegment* const segment = start.segment == mFirst
                                                ? std::partition_point(mFirst, last, endsBefore)

@@ -32,8 +32,8 @@ public:
     Drawing(const PeakData& inData, const PointGrid& inGrid, bool inLoop)
         : mWalk(inData, inGrid.step, inLoop), mGrid(inGrid) {}
 
-    /// Writes points from a given one on until the buffer is full or the data ends. @return the end of what
-    /// was written.
+    /// Writes points from a given one on until the buffer is full or the data ends. @return the
+    /// end of what was written.
     float* Write(std::uint64_t inPoint, float* outPeaks, const float* inPeaksEnd) {
         mPoint = inPoint;
         mOut = outPeaks;

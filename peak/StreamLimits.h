@@ -20,8 +20,8 @@ inline constexpr std::uint64_t kSegmentHeaderBytes = sizeof(std::uint32_t) + siz
 inline constexpr std::uint64_t kDatumCountLimit = (std::uint64_t{1} << 32) / kDatumBytes;
 inline constexpr std::uint64_t kSegmentCountLimit = std::uint64_t{1} << 32;
 
-/// Up to this size, storage is allocated for whatever a stream claims; above it, the stream must hold as
-/// much.
+/// Up to this size, storage is allocated for whatever a stream claims; above it, the
+/// stream must hold as much.
 inline constexpr std::uint64_t kTrustedStorageBytes = std::uint64_t{16} << 20;
 
 inline void RequireStorable(std::uint64_t inCount, std::uint64_t inLimit, const char* inMessage) {

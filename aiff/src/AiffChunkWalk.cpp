@@ -34,8 +34,8 @@ std::uint64_t EndOfForm(std::uint32_t inFormSize, std::uint64_t inFileSize) {
     return inFormSize == 0 || end > inFileSize ? inFileSize : end;
 }
 
-/// Eight zero bytes form a chunk without id and size. @return how many more of them follow that the walk
-/// lists.
+/// Eight zero bytes form a chunk without id and size. @return how many more of them
+/// follow that the walk lists.
 std::uint64_t CountZeroChunks(IPlatformByteStream& inStream, std::uint64_t inPosition, std::uint64_t inEnd) {
     if (inPosition + chunk::kHeaderBytes >= inEnd)
         return 0;

@@ -5,9 +5,9 @@
 #include "bytes/ByteOrder.h"
 #include "bytes/FourCC.h"
 
-/// The layout of AIFF and AIFF-C files. All numbers are big-endian; an id is compared as the number whose
-/// lowest byte is its first character. Unless noted otherwise, offsets count from the start of a chunk's
-/// data.
+/// The layout of AIFF and AIFF-C files. All numbers are big-endian; an id is compared as the
+/// number whose lowest byte is its first character. Unless noted otherwise, offsets count from the
+/// start of a chunk's data.
 namespace kelaudiofile::aiff {
 
 using bytes::Byte;
@@ -33,8 +33,8 @@ namespace form {
 inline constexpr int kSize = 4, kType = 8, kBytes = 12;
 /// The size field includes neither itself nor the id.
 inline constexpr int kUncountedBytes = 8;
-/// With a larger size, the end of the file would overflow the 32 bits of many readers, including this
-/// library.
+/// With a larger size, the end of the file would overflow the 32 bits of many
+/// readers, including this library.
 inline constexpr std::int64_t kLargestSize = 0xFFFFFFFF - kUncountedBytes;
 } // namespace form
 

@@ -12,12 +12,12 @@
 
 namespace kelaudiofile::aiff {
 
-/// A file open for writing: its streams, and which chunk is open. Operations return the results of those of
-/// AiffFile.
+/// A file open for writing: its streams, and which chunk is open. Operations return the
+/// results of those of AiffFile.
 class AiffWriting {
 public:
-    /// Writes the header, "COMM" and "CHAN" of a new file. Exceptions not derived from std::exception pass
-    /// through.
+    /// Writes the header, "COMM" and "CHAN" of a new file. Exceptions not derived from
+    /// std::exception pass through.
     /// @return false, with no file open.
     bool Start(const kelcore::filesupport::File& inFile, const AiffFormatInfo& inFormat);
     bool IsOpen() const { return mBuffered != nullptr; }

@@ -11,8 +11,8 @@
 /// "COMM", the format chunk, and what compression codes mean.
 namespace kelaudiofile::aiff {
 
-/// Returns whether a "COMM" chunk of this size holds all fields of its form type and is not unreasonably
-/// large.
+/// Returns whether a "COMM" chunk of this size holds all fields of its form type and
+/// is not unreasonably large.
 bool IsCommSize(std::uint32_t inFormType, std::int64_t inByteCount);
 
 /// Parses all fields of "COMM" data whose size IsCommSize accepts. Only a code for single-precision floats
@@ -36,8 +36,8 @@ struct WrittenForm {
 /// Returns null for a number that is not a sample type.
 const WrittenForm* FindWrittenForm(AiffFile::SampleType inSampleType);
 
-/// Builds "COMM" data with a frame count of 0. An "AIFC" description is padded to an even length inside the
-/// chunk.
+/// Builds "COMM" data with a frame count of 0. An "AIFC" description is padded to an even
+/// length inside the chunk.
 std::vector<bytes::Byte> BuildComm(const AiffFormatInfo& inFormat);
 
 } // namespace kelaudiofile::aiff

@@ -21,8 +21,8 @@ namespace kelaudiofile {
 /// frame. GetConversionFunction returns the routine between them and the byte order of the DeInterleave
 /// routines. Offsets and counts are bytes throughout; only GetSampleCount counts frames.
 ///
-/// A chunk id has its first character on disk in the lowest byte and is never byte-swapped: "ANNO" is
-/// 0x4F4E4E41.
+/// A chunk id has its first character on disk in the lowest byte and is never
+/// byte-swapped: "ANNO" is 0x4F4E4E41.
 ///
 /// One thread at a time per object, since all operations share the position of one stream. Separate objects
 /// on one file are independent.
@@ -69,10 +69,10 @@ public:
     /// opens with the frames it holds. A FORM size of 0xFFFFFFF8 or more leaves no room for a chunk and gives
     /// kBadCommChunk.
     ///
-    /// The chunks of a file of n bytes take at most 5 n + 1 MiB of memory. Consecutive empty chunks of one id
-    /// take the memory of one. Eight zero bytes are such a chunk, with id 0: a long tail of zeros (inside the
-    /// FORM size, or with a FORM size of 0) costs nothing and appears in the metadata as one chunk for every
-    /// eight bytes.
+    /// The chunks of a file of n bytes take at most 5 n + 1 MiB of memory. Consecutive empty chunks of one
+    /// id take the memory of one. Eight zero bytes are such a chunk, with id 0: a long tail of zeros
+    /// (inside the FORM size, or with a FORM size of 0) costs nothing and appears in the metadata as one
+    /// chunk for every eight bytes.
     ///
     /// @param inFilePath  the path, passed to the operating system byte for byte.
     /// @param inAssumeChannelOrder  whether 3, 4 and 6 channels without a usable "CHAN" chunk get the
@@ -121,10 +121,10 @@ public:
     /// Read from the file, or as given to OpenForWrite.
     /// @{
 
-    /// Returns the number of frames: the header's count, limited to the frames that the file holds; 0 for a
-    /// file open for writing. A broken header can still promise too many, if "SSND" places its samples past
-    /// its own end, or if "in24" or "in32" imposes a wider sample than "COMM" has; reads past the last byte
-    /// then fail.
+    /// Returns the number of frames: the header's count, limited to the frames that the file holds; 0
+    /// for a file open for writing. A broken header can still promise too many, if "SSND" places its
+    /// samples past its own end, or if "in24" or "in32" imposes a wider sample than "COMM" has; reads
+    /// past the last byte then fail.
     std::int64_t GetSampleCount() const;
     /// Returns frames per second as stored in the file: any double, including 0, negative, infinite and NaN.
     double GetSampleRate() const;
@@ -177,9 +177,9 @@ public:
                                   SampleType inSampleType, kelmediatypes::ChannelLayout inChannelLayout,
                                   ExtendedErrorInfo& outError);
 
-    /// Appends raw sample bytes, without allocating memory. The first call, even with 0 bytes, ends the
-    /// metadata. Finish an open metadata chunk first: this is not checked, and samples would go into that
-    /// chunk.
+    /// Appends raw sample bytes, without allocating memory. The first call, even with 0 bytes,
+    /// ends the metadata. Finish an open metadata chunk first: this is not checked, and samples
+    /// would go into that chunk.
     /// @param inOffset  bytes written so far; no other value is accepted.
     /// @param inByteCount  bytes; not negative.
     /// @param inBuffer  the bytes; not kept. May be null if there are none.

@@ -14,8 +14,8 @@ namespace kelaudiofile {
 /// @addtogroup audio
 /// @{
 
-/// Why an operation on audio failed: a code to branch on, the system's error to compare, and a message to
-/// show.
+/// Why an operation on audio failed: a code to branch on, the system's error to
+/// compare, and a message to show.
 ///
 /// Operations that take one overwrite it when they fail and leave it unchanged when they succeed. In
 /// addition, each of them may throw std::bad_alloc; the object that it belongs to stays usable.

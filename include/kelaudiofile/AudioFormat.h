@@ -41,8 +41,8 @@ constexpr std::uint32_t ChunkId(const char (&inText)[5]) {
 /// Returns the four characters of a chunk id, with '?' for any that cannot be printed.
 KELAUDIOFILE_EXPORT std::string ChunkIdText(std::uint32_t inId);
 
-/// Returns the English name of the position, such as "front left"; "unknown position" for a value without a
-/// name.
+/// Returns the English name of the position, such as "front left"; "unknown position"
+/// for a value without a name.
 KELAUDIOFILE_EXPORT std::string ChannelName(kelmediatypes::AudioChannelDescription inChannel);
 
 /// Makes a layout from its usual name.

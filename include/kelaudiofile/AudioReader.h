@@ -22,8 +22,8 @@ enum class Side { kBefore, kAfter };
 
 class AudioReader;
 
-/// A chunk that is not format, samples or filler. Its contents are read on request. Valid as long as its
-/// reader.
+/// A chunk that is not format, samples or filler. Its contents are read on request.
+/// Valid as long as its reader.
 class KELAUDIOFILE_EXPORT AudioChunk {
 public:
     std::uint32_t Id() const { return mId; }    ///< as made by ChunkId

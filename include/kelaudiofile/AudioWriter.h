@@ -53,15 +53,15 @@ struct WriterOptions {
 class KELAUDIOFILE_EXPORT AudioWriter {
 public:
     /// Creates a file. All arguments are checked before anything on disk is touched.
-    /// @param inPath  the path, passed to the operating system byte for byte. An existing file of that name
-    ///        is replaced.
+    /// @param inPath  the path, passed to the operating system byte for byte. An existing file
+    ///        of that name is replaced.
     /// @param inContainer  the family of the file.
-    /// @param inFormat  the byte order and sign of its samples are ignored, since the container determines
-    ///        them: a wave file is little-endian with unsigned 8-bit samples, an AIFF file big-endian and
-    ///        signed. Mono and stereo with an empty layout get the usual one. A layout that a wave file
-    ///        cannot express is left out: its channels are not in the order of the channel mask's bits, or
-    ///        have positions without a bit. Format() returns what is written, so any layout of a reader is
-    ///        accepted.
+    /// @param inFormat  the byte order and sign of its samples are ignored, since the container
+    ///        determines them: a wave file is little-endian with unsigned 8-bit samples, an AIFF file
+    ///        big-endian and signed. Mono and stereo with an empty layout get the usual one. A layout
+    ///        that a wave file cannot express is left out: its channels are not in the order of the
+    ///        channel mask's bits, or have positions without a bit. Format() returns what is written, so
+    ///        any layout of a reader is accepted.
     /// @param inOptions  options that most hosts leave at their defaults.
     /// @param outError  set if the call fails.
     /// @return null with outError set; kBadArgument reports what the container cannot hold.
@@ -95,8 +95,8 @@ public:
     /// @param ioReader  the source.
     /// @param inFirst, inCount  a range of its frames.
     /// @param outError  set if the call fails.
-    /// @param inProgress  called about every 128 KiB; may be empty. What was copied before it returned false
-    ///        stays.
+    /// @param inProgress  called about every 128 KiB; may be empty. What was copied before
+    ///        it returned false stays.
     /// @return as for Write; false, accepting nothing, if the range is outside the source or the numbers of
     ///        channels differ.
     bool CopyFrames(AudioReader& ioReader, std::int64_t inFirst, std::int64_t inCount, AudioError& outError,
@@ -114,8 +114,8 @@ public:
     /// @param ioReader  the source.
     /// @param inSide  the side of the source's audio.
     /// @param outError  set if the call fails.
-    /// @return false at the first chunk that could not be read or written; the ones before it have been
-    ///        written.
+    /// @return false at the first chunk that could not be read or written; the ones
+    ///        before it have been written.
     bool CopyChunks(AudioReader& ioReader, Side inSide, AudioError& outError);
 
     /// Makes everything accepted so far survive the death of this process, or also a failure of this machine.
@@ -142,13 +142,13 @@ public:
     ///        file is synced to the disk before it takes the name of the old one, so that a power failure
     ///        leaves one of the two, complete; if the sync fails, the old one is kept.
     /// @param outError  set if the call fails.
-    /// @return whether the file is complete under its name. After a failure only the destructor may be
-    ///        called.
+    /// @return whether the file is complete under its name. After a failure only the
+    ///        destructor may be called.
     bool Finish(Durability inDurability, AudioError& outError);
     /// Like Finish with kProcess.
     bool Finish(AudioError& outError);
-    /// Abandons the file: closes it and deletes what was written. With replaceWhenFinished, an existing file
-    /// is kept.
+    /// Abandons the file: closes it and deletes what was written. With replaceWhenFinished,
+    /// an existing file is kept.
     /// @param outError  set if the call fails.
     /// @return false for a finished file, or if the new one could not be deleted; it is closed in any case.
     bool Discard(AudioError& outError);

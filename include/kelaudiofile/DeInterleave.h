@@ -33,10 +33,10 @@ using DeinterleaveFunction = void (*)(const void* source, float* destination, st
                                       std::int32_t numChannels);
 
 /// @name Sample bytes to float planes
-/// Sources are little-endian, and 8-bit samples are signed; the routines in Interleave.h convert other bytes
-/// to this form. Integers are multiplied by 2^-(bits - 1), which maps full scale to plus or minus 1.0, and
-/// rounded to nearest, ties to even. No routine clips: floats keep their magnitude, infinities and NaN
-/// included.
+/// Sources are little-endian, and 8-bit samples are signed; the routines in Interleave.h convert other
+/// bytes to this form. Integers are multiplied by 2^-(bits - 1), which maps full scale to plus or
+/// minus 1.0, and rounded to nearest, ties to even. No routine clips: floats keep their magnitude,
+/// infinities and NaN included.
 /// @{
 
 /// Signed bytes. Exact; full scale ends at 127/128.

@@ -9,9 +9,9 @@ namespace kelaudiofile {
 /// @addtogroup samples
 /// @{
 
-/// Writes a contiguous run of samples into one channel of an interleaved buffer, leaving the other channels
-/// untouched. A buffer of n channels takes n calls, each with the destination advanced by the width of one
-/// sample.
+/// Writes a contiguous run of samples into one channel of an interleaved buffer, leaving the other
+/// channels untouched. A buffer of n channels takes n calls, each with the destination advanced by
+/// the width of one sample.
 /// @param source  the samples, contiguous. Needs no alignment. No byte past the last sample is read.
 /// @param destination  the place of the first sample to write: the start of the buffer plus channel index
 ///        times bytes per written sample. Needs no alignment. No byte past the last written sample is
@@ -46,9 +46,9 @@ KELAUDIOFILE_EXPORT void Interleave24Bits(const void* source, void* destination,
 /// @}
 
 /// @name Float planes to sample bytes
-/// The source is a plane of native floats with full scale plus or minus 1.0; it needs no alignment. The
-/// output is little-endian on every machine. The suffix of a float routine is the magnitude of full scale in
-/// the file.
+/// The source is a plane of native floats with full scale plus or minus 1.0; it needs no
+/// alignment. The output is little-endian on every machine. The suffix of a float routine is the
+/// magnitude of full scale in the file.
 /// @{
 
 /// IEEE 754 singles, copied bit for bit, including NaN of every kind.
@@ -83,8 +83,8 @@ KELAUDIOFILE_EXPORT void ConvertBetweenSigned8BitAudioAndUnsigned(const void* so
 
 /// @name Byte order
 /// Reverse the bytes of each sample, integers and floats alike, converting between little-endian and
-/// big-endian in either direction. `count` is a number of bytes; a partial sample at the end is neither read
-/// nor written.
+/// big-endian in either direction. `count` is a number of bytes; a partial sample at the end is
+/// neither read nor written.
 /// @{
 
 /// 2 bytes per sample.

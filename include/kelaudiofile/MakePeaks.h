@@ -15,8 +15,8 @@ namespace kelaudiofile {
 /// as 0.0 or -0.0 is unspecified.
 /// @param samples  a plane of floats, aligned as floats.
 /// @param count  the number of samples; if it is below 1, the segment has no datums.
-/// @param blockSize  samples per block; the last block may have fewer. If it is below 1, the segment has no
-///        datums.
+/// @param blockSize  samples per block; the last block may have fewer. If it is below 1,
+///        the segment has no datums.
 /// @return a segment at offset 0 with that block size, so that offsets count samples.
 /// @throws std::bad_alloc
 KELAUDIOFILE_EXPORT PeakDataSegment MakePeaks(const float* samples, std::int64_t count,

@@ -29,12 +29,12 @@ inline constexpr PeakDatum kSilentDatum;
 
 /// A timeline of peak data: segments in order of offset, whose datums are traversed as one sequence.
 ///
-/// A timeline is chained if its first segment starts at GetStartOffset() and each later one starts where the
-/// previous one ends. SetStartOffset, Insert and RippleDelete always leave it chained, and so is the result
-/// of GetRange. Append trusts its caller: it stores gaps, overlaps, and a first segment that starts
-/// elsewhere. After LoadFromStream the segments start at 0, whatever GetStartOffset() is. Append, Insert,
-/// Overwrite and RippleDelete consolidate: they merge adjacent segments that touch and have the same block
-/// size.
+/// A timeline is chained if its first segment starts at GetStartOffset() and each later one starts
+/// where the previous one ends. SetStartOffset, Insert and RippleDelete always leave it chained, and so
+/// is the result of GetRange. Append trusts its caller: it stores gaps, overlaps, and a first segment
+/// that starts elsewhere. After LoadFromStream the segments start at 0, whatever GetStartOffset() is.
+/// Append, Insert, Overwrite and RippleDelete consolidate: they merge adjacent segments that touch and
+/// have the same block size.
 ///
 /// Segments are expected to hold at least one datum, but Append and a stream can bring in empty ones. Moves
 /// by a number of datums, Zero and ResamplePeakData skip empty segments; begin(), Find and single steps may
@@ -73,8 +73,8 @@ public:
     PeakData& operator=(PeakData&& inOther) noexcept;
     ~PeakData();
 
-    /// Returns where the timeline begins. This is the container's own value, independent of the first
-    /// segment.
+    /// Returns where the timeline begins. This is the container's own value,
+    /// independent of the first segment.
     std::int64_t GetStartOffset() const noexcept { return startOffset; }
     /// Returns where the last segment ends, or the start offset if there are no segments.
     std::int64_t GetEndOffset() const noexcept;
@@ -141,9 +141,9 @@ public:
 
     /// Removes the segments from inFirst up to inLast and closes the hole. Then chains the segments from
     /// GetStartOffset(), which closes all gaps, and consolidates.
-    /// @param inFirst, inLast  refer to the first datums of segments, as after Split and Find; inLast may be
-    ///        end(). Nothing is removed if either refers to any other datum, or if inLast is not after
-    ///        inFirst.
+    /// @param inFirst, inLast  refer to the first datums of segments, as after Split and Find;
+    ///        inLast may be end(). Nothing is removed if either refers to any other datum, or if
+    ///        inLast is not after inFirst.
     /// @param inDirection  which side of the hole moves.
     void RippleDelete(const_iterator inFirst, const_iterator inLast, RippleDirection inDirection);
 
@@ -168,8 +168,8 @@ public:
     /// many as the count: first those already read, then the one being read, then empty ones.
     void LoadFromStream(kelcore::filesupport::IPlatformByteStream& inStream);
 
-    /// Writes the segments at the stream's position and leaves the position after them. Offsets are not
-    /// written.
+    /// Writes the segments at the stream's position and leaves the position after them.
+    /// Offsets are not written.
     /// @throws kel_exception for 2^32 segments or more, or for 2^29 datums or more in one of them, before
     ///        anything is written; file_exception if a write fails.
     void WriteToStream(kelcore::filesupport::OPlatformByteStream& outStream) const;

@@ -141,8 +141,8 @@ public:
     void LoadFromStream(kelcore::filesupport::IPlatformByteStream& inStream);
 
     /// Writes the segment record at the stream's position and leaves the position after it.
-    /// @throws kel_exception for 2^29 datums or more, which the record cannot hold, before anything is
-    ///        written.
+    /// @throws kel_exception for 2^29 datums or more, which the record cannot hold,
+    ///        before anything is written.
     void WriteToStream(kelcore::filesupport::OPlatformByteStream& outStream) const;
 
 private:

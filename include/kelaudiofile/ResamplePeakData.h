@@ -27,8 +27,8 @@ namespace kelaudiofile {
 /// points longer than a looped timeline share one pass over it. Segments without datums are skipped.
 ///
 /// @param inPeakData  the timeline; null gives silence.
-/// @param inStartOffset  the position of the first point in offset units; may be negative and may have a
-///        fraction.
+/// @param inStartOffset  the position of the first point in offset units; may be negative
+///        and may have a fraction.
 /// @param inStep  the distance between points in offset units. An inStep of 0 or less, or NaN, gives silence;
 ///        so does an inStartOffset of NaN.
 /// @param inPointCount  the number of points.

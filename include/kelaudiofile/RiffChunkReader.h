@@ -12,9 +12,9 @@ namespace kelaudiofile {
 /// @addtogroup reading_wave
 /// @{
 
-/// Scans a file of the RIFF family once, at construction: the magic ("RIFF", "RF64" or "BW64"), the form
-/// type, an optional `ds64` chunk (EBU Tech 3306), and the header of every chunk. Chunk data is skipped, not
-/// read.
+/// Scans a file of the RIFF family once, at construction: the magic ("RIFF", "RF64" or "BW64"),
+/// the form type, an optional `ds64` chunk (EBU Tech 3306), and the header of every chunk. Chunk
+/// data is skipped, not read.
 ///
 /// The scan is bounded by the actual size of the file, never by the sizes that the file claims. It takes at
 /// most 120 bytes of memory per listed chunk while the list grows, and a listed chunk takes at least 9 bytes
@@ -60,8 +60,8 @@ public:
     /// Returns the outcome of the scan.
     ExtendedError GetExtendedError() const { return mExtendedError; }
 
-    /// Returns the result, which is valid as long as the reader. After an error it holds what was found so
-    /// far.
+    /// Returns the result, which is valid as long as the reader. After an error it
+    /// holds what was found so far.
     const RiffFileInfo& GetFileInfo() const { return mFileInfo; }
 
 private:

@@ -30,8 +30,8 @@ public:
     /// Opens the file and writes the header. The file is created if it does not exist; an existing file is
     /// not truncated. For a new or reset writer; an open one is reset first.
     /// @param inFile  the path, passed by value.
-    /// @param formType  the first character on disk is the lowest byte; GetWaveFileFormatIdentifier() for
-    ///        wave files.
+    /// @param formType  the first character on disk is the lowest byte;
+    ///        GetWaveFileFormatIdentifier() for wave files.
     /// @param reserveDs64  whether the file may become RF64.
     /// @param inStreamFlag  passed to the output stream.
     void Initialize(kelcore::filesupport::File inFile, unsigned int formType, bool reserveDs64,
@@ -49,9 +49,9 @@ public:
     /// and writes a pad byte there if the size is odd. May be called again for the same chunk when the chunk
     /// has grown, or after an exception. Requires an open writer.
     ///
-    /// If not everything could be flushed, as on a full disk, the size field counts what was: for a `data`
-    /// chunk, the whole frames (see SetFrameBytes). It never counts less than an earlier call for the chunk
-    /// did.
+    /// If not everything could be flushed, as on a full disk, the size field counts what was:
+    /// for a `data` chunk, the whole frames (see SetFrameBytes). It never counts less than an
+    /// earlier call for the chunk did.
     /// @param chunkStart  the result of StartChunk.
     /// @param chunkEnd  where the chunk's data ends; 0 means the current position.
     void EndChunk(std::uint64_t chunkStart, std::uint64_t chunkEnd);

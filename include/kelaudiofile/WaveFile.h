@@ -65,8 +65,8 @@ public:
         kFloatSamples_8388608 = 4, ///< 4-byte floats, full scale plus or minus 8388608.0
     };
 
-    /// Makes an object that is not open; it can only be destroyed. Use one of the three open functions
-    /// instead.
+    /// Makes an object that is not open; it can only be destroyed. Use one of the
+    /// three open functions instead.
     WaveFile();
     /// Closes the file. A file open for writing is finished as by FinishWrite, except that an open `data`
     /// chunk keeps the size of the last FinishBlock; errors are ignored.
@@ -80,10 +80,10 @@ public:
     /// Opens a file for reading. Lists its chunks and decodes its format, but reads no samples.
     ///
     /// The RIFF header must be at the start of the file: a file that begins with an ID3v2 tag gives
-    /// kNotWaveFile. A `data` chunk of size 0 extends to the end of the file if it is followed by something
-    /// that does not look like a chunk (see IsRecoveredTruncatedFile). Takes at most about 24 times the
-    /// file's size plus 1 MiB of memory, for a file of nothing but one-byte chunks; a few KiB for ordinary
-    /// files.
+    /// kNotWaveFile. A `data` chunk of size 0 extends to the end of the file if it is followed by
+    /// something that does not look like a chunk (see IsRecoveredTruncatedFile). Takes at most about
+    /// 24 times the file's size plus 1 MiB of memory, for a file of nothing but one-byte chunks; a
+    /// few KiB for ordinary files.
     /// @param inFilePath  the path, passed to the operating system byte for byte.
     /// @param outError  both fields are set, to 0 on success.
     /// @param inStreamFlag  passed to every byte stream on the file.
@@ -115,8 +115,8 @@ public:
 
     /// Reads bytes of a metadata chunk. Reopens a suspended file.
     /// @param inIndex  as for GetMetadataInfo.
-    /// @param inOffset  bytes from the chunk's header: 0 is the first byte of its id, 8 the first byte of its
-    ///        data.
+    /// @param inOffset  bytes from the chunk's header: 0 is the first byte of its id, 8
+    ///        the first byte of its data.
     /// @param inByteCount  below 2^31, and not past the end of the chunk.
     /// @param outBuffer  room for inByteCount bytes.
     /// @return false for a range that does not fit, a null buffer, or a failed read, which is logged.
@@ -132,8 +132,8 @@ public:
     /// @return false for a file read with two or more `data` chunks, true for all others.
     bool IsRf64Format() const;
 
-    /// Closes the file until the next read reopens it. All queries keep working. Has no effect on a file open
-    /// for writing.
+    /// Closes the file until the next read reopens it. All queries keep working. Has no effect on
+    /// a file open for writing.
     /// @return true.
     bool Suspend();
 
@@ -164,11 +164,11 @@ public:
 
     /// @}
     /// @name Writing
-    /// Chunks are written to the file in the order of the calls. The usual order is: open, metadata that
-    /// precedes the audio, WriteSampleBytes with FinishBlock as often as wanted, FinishSamples, metadata that
-    /// follows the audio, FinishWrite. None of these calls logs, and only the opens throw. A chunk must be
-    /// finished before another one starts: a call that would start one inside another is refused and writes
-    /// nothing.
+    /// Chunks are written to the file in the order of the calls. The usual order is: open, metadata
+    /// that precedes the audio, WriteSampleBytes with FinishBlock as often as wanted, FinishSamples,
+    /// metadata that follows the audio, FinishWrite. None of these calls logs, and only the opens
+    /// throw. A chunk must be finished before another one starts: a call that would start one inside
+    /// another is refused and writes nothing.
     /// @{
 
     /// Creates a file.
@@ -185,9 +185,9 @@ public:
     ///        reads back as integers.
     /// @param inSampleType  how the caller's bytes are interpreted; a value outside 1 to 4 gives kBadFormat,
     ///        and nothing is touched on disk.
-    /// @param inChannelLayout  mono, stereo, or what a channel mask can express in its order; any other
-    ///        layout is not written. A layout that begins with 134 makes integers and kFloatSamples_1
-    ///        Ambisonic.
+    /// @param inChannelLayout  mono, stereo, or what a channel mask can express in its order;
+    ///        any other layout is not written. A layout that begins with 134 makes integers
+    ///        and kFloatSamples_1 Ambisonic.
     /// @param inFlags  bit 0 set: the file may become RF64 when it exceeds 4 GiB. Clear: it stays RIFF and
     ///        continues in further `data` chunks.
     /// @param outError  its code is set, its formatTag left alone.
@@ -287,8 +287,8 @@ public:
     /// Completes the file and closes it. An open chunk is not ended: without FinishSamples, the call returns
     /// true and the `data` size stays that of the last FinishBlock. Without FinishBlock it stays 0, and most
     /// other programs see an empty file.
-    /// @return false if writing failed, though the file is closed even then, or if the file is not open for
-    ///        writing.
+    /// @return false if writing failed, though the file is closed even then, or if the file
+    ///        is not open for writing.
     bool FinishWrite();
 
     /// @}

@@ -86,8 +86,8 @@ TEST_F(AiffFaults, EverySystemCallOfWriting) {
         });
 }
 
-// The calls of FinishWrite: samples with their pad byte, the size of "SSND", that of "COMM", that of the
-// FORM.
+// The calls of FinishWrite: samples with their pad byte, the size of "SSND", that of
+// "COMM", that of the FORM.
 TEST_F(AiffFaults, AFailedFinishCountsTheSamplesThatArrived) {
     for (const std::string_view calls : {"", "s"})
         for (std::uint64_t call = 0; call < (calls.empty() ? 2 : 4); ++call) {

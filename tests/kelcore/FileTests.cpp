@@ -108,8 +108,8 @@ TEST_F(Files, AreWrittenAsCreatedWhateverTheirNamesBecome) {
     EXPECT_EQ(mCalls.opens, 1u);
 }
 
-// The holder of a lease, such as a file server, receives a signal and gives the lease up; until then an open
-// waits.
+// The holder of a lease, such as a file server, receives a signal and gives the lease up;
+// until then an open waits.
 TEST_F(Files, OpenUnderALease) {
     static int holder;
     holder = ::open(mFolder.Path("file").c_str(), O_RDWR | O_CLOEXEC);

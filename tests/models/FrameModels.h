@@ -135,8 +135,8 @@ std::string Difference(const FrameBlock& inBlock, std::uint64_t inLeftOut, bool 
     return (encoding & ~ofEncoding) == 0 ? "" : "flags of encoding";
 }
 
-/// Returns whether a sample of the format is decoded as by a routine for its bytes, which may be converted
-/// first.
+/// Returns whether a sample of the format is decoded as by a routine for its bytes,
+/// which may be converted first.
 inline bool IsDecodedBy(const SampleFormat& inFormat, DeinterleaveFunction inRoutine,
                         ConversionFunction inConvert) {
     if (!inRoutine || !IsSupported(inFormat))

@@ -101,8 +101,8 @@ private:
     std::int64_t Start(const PeakData::const_iterator& inPlace) {
         return inPlace == mData->end() ? mPlain.End() : inPlace.GetStartOffset();
     }
-    /// Makes a few blocks, or enough for vectors. With several NaN and zeros, the order decides which one a
-    /// point shows.
+    /// Makes a few blocks, or enough for vectors. With several NaN and zeros, the order decides
+    /// which one a point shows.
     void Append(PeakData& ioData, PlainPeaks& ioPlain) {
         const float kValues[] = {0.0f, -0.0f, 0.5f, 1.0f, -1.0f, -2.0f, NAN, -NAN, HUGE_VALF, -HUGE_VALF};
         const std::uint32_t firstKind = mChoose(10), kinds = 1 + mChoose(10), size = 1 + mChoose(9);

@@ -100,8 +100,8 @@ private:
         mCalls += mDiffers ? "" : inCall + '\n';
         mDiffers = mDiffers || !inAgrees;
     }
-    /// Everything that has been finished is in the file; what was written past the last block follows all
-    /// chunks.
+    /// Everything that has been finished is in the file; what was written past the last
+    /// block follows all chunks.
     void ExpectFile() {
         const Handle file(WaveFile::OpenForRead(mPathText, mError, false));
         Expect("samples",

@@ -145,8 +145,8 @@ TEST_F(FormatChunk, ChunksThatCannotBeRead) {
     EXPECT_EQ(faults::SystemCalls().calls, 0u) << "without a format chunk the file is not touched";
 }
 
-// The description while the file is being written, and how the sample type is recognised when it is read
-// back.
+// The description while the file is being written, and how the sample type is
+// recognised when it is read back.
 TEST_F(FormatChunk, TheShortestFormThatSaysTheRecord) {
     const ChannelLayout stereo = {100, 101}, fiveOne = {100, 101, 102, 103, 104, 105},
                         ambisonic = {134, 135, 136, 137};

@@ -45,8 +45,8 @@ protected:
                    blockAlign = static_cast<std::uint16_t>(4 * inChannels);
         Put(Wave({3, channels, 48000, blockAlign, 32}).Chunk("data", samples));
     }
-    /// @param outPieces  what is fed, up to a failure. @return the message of the failure, empty if there is
-    ///        none.
+    /// @param outPieces  what is fed, up to a failure. @return the message of the
+    ///        failure, empty if there is none.
     std::string Hash(bool inTrimSilence, Pieces& outPieces) {
         const auto feed = [&](const unsigned char* bytes, std::uint64_t count) {
             outPieces.emplace_back(bytes, bytes + count);

@@ -261,9 +261,9 @@ TEST_F(WaveRead, FailedReadsAndCountsBeyond32Bits) {
     EXPECT_TRUE(!reads(std::int64_t{1} << 31) && mLog.size() == 2) << "refused before it is tried";
 }
 
-// Of the system calls: the size that tells whether there is a file; the open; read and size of the scan; read
-// of the format; size; read of the samples; close; the open after that; read of the metadata; and none.
-// Whatever failed, a file that opened is as good as new after it.
+// The system calls are: the size that shows whether the file exists; the open; read and size of the scan;
+// read of the format; size; read of the samples; close; the open after that; read of the metadata; and none.
+// Whatever failed, a file that opened works normally afterwards.
 TEST_F(WaveRead, EverySystemCallAndAllocationFails) {
     kelcore::logging::SetSink([](std::string_view) {}); // without a trace in memory
     Put(Riff("RF64")

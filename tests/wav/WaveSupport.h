@@ -23,8 +23,8 @@ using Handle = std::unique_ptr<WaveFile>;
 
 inline constexpr std::uint64_t kGiB = std::uint64_t{1} << 30, kLimit = 4 * kGiB;
 
-/// Returns part of a long run of bytes that differ from their neighbours, are not 0 and never look like an
-/// id.
+/// Returns part of a long run of bytes that differ from their neighbours, are not 0
+/// and never look like an id.
 inline Bytes SampleBytes(std::uint64_t inOffset, std::size_t inCount) {
     Bytes bytes(inCount);
     for (std::size_t i = 0; i < inCount; ++i)

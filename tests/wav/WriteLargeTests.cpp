@@ -2,8 +2,8 @@
 
 using namespace wave_tests;
 
-// All files here are sparse: zeros at a certain address make holes, and with the stream flag a block can go
-// anywhere.
+// All files here are sparse: zeros at a certain address make holes, and with the stream flag
+// a block can go anywhere.
 
 namespace {
 

@@ -123,8 +123,8 @@ private:
         if (finished && !isDead)
             mRun.checkpoint = mRun.next;
     }
-    /// The hole begins like a chunk that fills it; otherwise a reader of an unfinished file would walk
-    /// through it.
+    /// The hole begins like a chunk that fills it; otherwise a reader of an unfinished
+    /// file would walk through it.
     void JumpTo(std::uint64_t inOffset) {
         Block(Image().Header("skip", 0xFFFFFFFF));
         mRun.next = inOffset - 1;
@@ -230,8 +230,8 @@ TEST_F(ARecordingSurvives, AnEndOfSamplesThatFailed) {
     }
 }
 
-// Whichever call of the open fails, even the one that checks for an old file, nothing of that file is in the
-// new one.
+// Whichever call of the open fails, even the one that checks for an old file, nothing of
+// that file is in the new one.
 TEST_F(ARecordingSurvives, OpensOverAnOldFileWithAnErrorOfAnyCall) {
     std::string outcomes;
     for (std::uint64_t call = 0; outcomes.find("opened") == std::string::npos; ++call) {

@@ -164,8 +164,8 @@ void RiffChunkWriter::Sync() {
         mBufferedStream->Sync(*mPlatformStream);
 }
 
-// A size field that refers to `ds64` would extend the chunk to the end of the file until that header is
-// there.
+// A size field that refers to `ds64` would extend the chunk to the end of the file
+// until that header is there.
 void RiffChunkWriter::SyncSwitch(std::int64_t inDataSize, std::int64_t sampleCount) {
     constexpr auto kLimit = static_cast<std::int64_t>(riff::kLimit32);
     if (!mDs64Reserved || inDataSize < kLimit || mDataChunkSize >= kLimit)

@@ -15,9 +15,9 @@ struct OpenChunk {
     bool IsOpen() const { return header != 0; }
 };
 
-/// A file open for writing: which chunk is open, and where the samples continue. The chunk writer knows the
-/// layout of chunks; this class decides which chunks there are. Operations return the results of those of
-/// WaveFile.
+/// A file open for writing: which chunk is open, and where the samples continue. The chunk writer
+/// knows the layout of chunks; this class decides which chunks there are. Operations return the
+/// results of those of WaveFile.
 class WaveWriting {
 public:
     /// Values of AudioCharacteristics::containerKind for writing.

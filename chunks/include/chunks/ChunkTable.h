@@ -42,8 +42,8 @@ public:
     /// Sets what positions are relative to. Without audio, both offsets are 0.
     void SetExtent(std::uint64_t inFileSize, std::uint64_t inAudioStart, std::uint64_t inAudioEnd);
 
-    /// Returns the first chunk with one of the format's ids, valid until the next Append; null if there is
-    /// none.
+    /// Returns the first chunk with one of the format's ids, valid until the next
+    /// Append; null if there is none.
     const ChunkInfo* FindFirst(std::uint32_t inFormatId) const;
 
     /// Returns the chunk with this index among the metadata.

@@ -18,8 +18,8 @@ MakeBuffer(kelcore::filesupport::OPlatformByteStream& ioPlatform);
 /// Moves to a position. Does nothing if the stream is already there, since a move flushes the buffer.
 void MoveTo(kelcore::filesupport::OByteStream& ioStream, std::uint64_t inPosition);
 
-/// Writes all of a block at a position, or throws and accepts none of it: the same block can be written
-/// again.
+/// Writes all of a block at a position, or throws and accepts none of it: the same
+/// block can be written again.
 void WriteAt(kelcore::filesupport::OByteStream& ioStream, std::uint64_t inPosition, const void* inBytes,
              std::size_t inCount);
 

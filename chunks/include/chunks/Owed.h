@@ -14,8 +14,8 @@ public:
     /// Abandons the step.
     void Forget() { mStep.reset(); }
 
-    /// Calls a function with the step, if there is one. The step is then no longer owed, unless the function
-    /// throws.
+    /// Calls a function with the step, if there is one. The step is then no longer owed,
+    /// unless the function throws.
     template <typename Function>
     void Settle(Function&& inFunction) {
         if (!mStep)

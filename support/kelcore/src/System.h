@@ -25,8 +25,8 @@ inline constexpr std::size_t kLargestTransfer = 1u << 30;
 std::int64_t LengthOf(int inDescriptor) noexcept;
 int SetLength(int inDescriptor, std::uint64_t inLength) noexcept;
 
-/// What a sync covers: the bytes of a file with the length that they need, or also its times, owner and
-/// permissions.
+/// What a sync covers: the bytes of a file with the length that they need, or also its
+/// times, owner and permissions.
 enum class Synced { kBytes, kAll };
 
 /// Returns when the device has stored everything that the system holds for the file, if possible also

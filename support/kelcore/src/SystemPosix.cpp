@@ -20,8 +20,8 @@ bool FitsOffset(std::uint64_t inPosition) {
     return inPosition <= static_cast<std::uint64_t>(std::numeric_limits<off_t>::max());
 }
 
-// Where F_FULLFSYNC exists, fsync leaves the bytes in the cache of the device; but not every file system
-// supports it.
+// Where F_FULLFSYNC exists, fsync leaves the bytes in the cache of the device; but not every
+// file system supports it.
 int SyncAll(int inDescriptor) {
 #if defined(F_FULLFSYNC)
     if (::fcntl(inDescriptor, F_FULLFSYNC) != -1)

@@ -49,8 +49,8 @@ void SetSink(Sink inSink) {
     Holder().sink.swap(sink);
 }
 
-// The sink is called, and an old one destroyed, outside the lock: both run host code, which may log or set a
-// sink.
+// The sink is called, and an old one destroyed, outside the lock: both run host code,
+// which may log or set a sink.
 void LogException(std::exception_ptr inException, const utility::StringValue& inFunction,
                   std::nullptr_t) noexcept {
     try {

@@ -46,8 +46,8 @@ public:
               std::enable_if_t<!std::is_same_v<std::decay_t<Function>, OneTimeFunction>, int> = 0>
     explicit OneTimeFunction(Function&& inFunction) : mFunction(std::forward<Function>(inFunction)) {}
 
-    /// Runs the function and releases it; has no effect the second time. Exceptions of the function pass
-    /// through.
+    /// Runs the function and releases it; has no effect the second time. Exceptions of
+    /// the function pass through.
     void RunOnce() {
         if (const auto function = std::exchange(mFunction, nullptr))
             function();

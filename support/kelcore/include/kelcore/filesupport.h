@@ -72,8 +72,8 @@ public:
     std::uint64_t Size() const;
 
     /// Creates an empty file.
-    /// @param inReplace  false: an existing file is left alone, and the call fails. true: an existing file is
-    ///        emptied.
+    /// @param inReplace  false: an existing file is left alone, and the call fails. true: an
+    ///        existing file is emptied.
     /// @throws file_exception
     void Create(bool inReplace) const;
 
@@ -89,8 +89,8 @@ public:
     /// Deletes the file; if it is a symbolic link, the link. @throws file_exception
     void Delete() const;
 
-    /// Renames the file, replacing an existing file of the new name. Streams that have either file open keep
-    /// it.
+    /// Renames the file, replacing an existing file of the new name. Streams that have
+    /// either file open keep it.
     /// @throws file_exception
     void MoveTo(const UTF8String& inNewPath) const;
 
