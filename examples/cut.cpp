@@ -12,13 +12,12 @@ using namespace examples;
 int main(int count, char** arguments) {
     std::string source, target;
     std::int64_t first = 0, end = std::numeric_limits<std::int64_t>::max();
-    CLI::App app(
-        "Copies a part of a wave or AIFF file with all of its chunks. Positions inside of chunks, such "
-        "as cue points, still count from the start of the source.");
+    CLI::App app("Copies part of a wave or AIFF file with all of its chunks. Positions inside chunks, such "
+                 "as cue points, still count from the start of the source.");
     app.add_option("source", source, "the file to read")->required();
-    app.add_option("target", target, "the file to make, of the same kind; may be the source")->required();
+    app.add_option("target", target, "the file to create, of the same kind; may be the source")->required();
     app.add_option("--from", first, "the first frame to copy")->check(CLI::NonNegativeNumber);
-    app.add_option("--to", end, "the frame to end before")->check(CLI::NonNegativeNumber);
+    app.add_option("--to", end, "the frame before which to stop")->check(CLI::NonNegativeNumber);
     return Run(app, count, arguments, 1, [&] {
         AudioError error, ignored;
         Progress progress("cutting");

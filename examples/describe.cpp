@@ -198,11 +198,10 @@ int DescribeAll(const std::vector<std::string>& inPaths, bool inJson) {
 } // namespace
 
 int main(int count, char** arguments) {
-    CLI::App app("Prints everything that wave and AIFF files say about themselves.");
+    CLI::App app("Prints everything that wave and AIFF files contain about themselves.");
     std::vector<std::string> paths;
     bool asJson = false;
     app.add_option("files", paths, "the files")->required();
-    app.add_flag("--json", asJson,
-                 "an array with one object for each file, which has an \"error\" if it failed");
+    app.add_flag("--json", asJson, "an array with one object per file, which has an \"error\" if it failed");
     return Run(app, count, arguments, 1, [&] { return DescribeAll(paths, asJson); });
 }

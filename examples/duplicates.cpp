@@ -13,11 +13,12 @@ namespace fs = std::filesystem;
 int main(int count, char** arguments) {
     std::vector<std::string> paths;
     bool all = false, trim = false;
-    CLI::App app("Finds wave and AIFF files of equal audio, and prints them with a hash of it.");
-    app.footer("Exit status: 0 if there are some, 1 if there are none, 2 if a file cannot be read or the "
-               "arguments make no sense.");
+    CLI::App app("Finds wave and AIFF files with equal audio, and prints them with its hash.");
+    app.footer(
+        "Exit status: 0 if there are duplicates, 1 if there are none, 2 if a file cannot be read or the "
+        "arguments are invalid.");
     app.add_option("paths", paths, "files, and folders to search")->required();
-    app.add_flag("--all", all, "prints files without an equal, too");
+    app.add_flag("--all", all, "also prints files that have no duplicate");
     app.add_flag("--trim", trim, "ignores silence at both ends");
     return Run(app, count, arguments, 2, [&] {
         std::vector<std::string> files;

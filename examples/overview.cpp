@@ -18,9 +18,9 @@ int main(int count, char** arguments) {
     int width = 1000;
     CLI::App app("Draws the waveform of a wave or AIFF file as an SVG picture, and keeps its peaks.");
     app.add_option("source", source, "the file to draw")->required();
-    app.add_option("picture", picture, "the picture to make")->required();
-    app.add_option("--peaks", cache, "where the peaks are kept; by default PICTURE.peaks");
-    app.add_option("--width", width, "pixels of a lane")->check(CLI::Range(16, 20000))->capture_default_str();
+    app.add_option("picture", picture, "the picture to create")->required();
+    app.add_option("--peaks", cache, "where to store the peaks; by default PICTURE.peaks");
+    app.add_option("--width", width, "pixels per lane")->check(CLI::Range(16, 20000))->capture_default_str();
     return Run(app, count, arguments, 1, [&] {
         AudioError error;
         const auto reader = OrFail(AudioReader::Open(source, error), error);

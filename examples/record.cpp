@@ -35,14 +35,15 @@ int main(int count, char** arguments) {
     std::int64_t start = 0;
     bool riff = false, durable = false, verbose = false;
     CLI::App app("Records a synthetic signal into a 24-bit wave file, with checkpoints. Ctrl-C ends it.");
-    app.add_option("file", path, "the file to make")->required();
+    app.add_option("file", path, "the file to create")->required();
     app.add_option("--rate", format.sampleRate, "frames per second")->capture_default_str();
     app.add_option("--channels", format.channels, "number of channels")->capture_default_str();
     app.add_option("--seconds", seconds, "length")->capture_default_str();
     app.add_option("--checkpoint", interval, "seconds between checkpoints")->capture_default_str();
     app.add_option("--start", start, "frames of silence before the signal")->capture_default_str();
     app.add_flag("--riff", riff, "stays RIFF past 4 GiB, with several data chunks, instead of becoming RF64");
-    app.add_flag("--durable", durable, "waits for the disk at checkpoints, which then outlive a power cut");
+    app.add_flag("--durable", durable,
+                 "waits for the disk at checkpoints, which then survive a power failure");
     app.add_flag("--verbose", verbose, "prints each checkpoint");
     return Run(app, count, arguments, 1, [&] {
         std::signal(SIGINT, [](int) { gStopped = 1; });

@@ -31,14 +31,13 @@ static AudioFormat ChooseFormat(AudioFormat inSource, const std::string& inSampl
 int main(int count, char** arguments) {
     std::string source, target, samples;
     bool little = false, riff = false;
-    CLI::App app(
-        "Writes a wave or AIFF file as another one. The target's name says which: .aif, .aiff and .aifc "
-        "are AIFF, all others wave.");
+    CLI::App app("Converts a wave or AIFF file to another one. The target's name selects the kind: .aif, "
+                 ".aiff and .aifc are AIFF, all others wave.");
     app.add_option("source", source, "the file to read")->required();
-    app.add_option("target", target, "the file to make; may be the source")->required();
+    app.add_option("target", target, "the file to create; may be the source")->required();
     app.add_option("--samples", samples,
                    "bits of integers, or float, double, float16 or float24 (floats on the scale of such "
-                   "integers); by default as the source has them")
+                   "integers); by default those of the source")
         ->check(CLI::IsMember({"8", "16", "24", "32", "64", "float", "double", "float16", "float24"}));
     app.add_flag("--little-endian", little, "little-endian integers in an AIFF file (sowt)");
     app.add_flag("--riff", riff, "a wave file stays RIFF past 4 GiB instead of becoming RF64");

@@ -39,7 +39,7 @@ int Run(CLI::App& inApp, int inCount, char** inArguments, int inFailureCode, Job
     inApp.set_version_flag("--version", name + " (kelaudiofile) " KELAUDIOFILE_VERSION,
                            "Print the version and exit");
     if (inApp.get_footer().empty())
-        inApp.footer("Exit status: 0 if it worked, 1 if it failed, 2 if the arguments make no sense.");
+        inApp.footer("Exit status: 0 on success, 1 on failure, 2 if the arguments are invalid.");
     try {
         inApp.parse(inCount, inArguments);
         return inJob();
