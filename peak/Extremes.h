@@ -24,6 +24,7 @@ Value Larger(Value a, Value b) {
 inline void Prefetch(const PeakDatum* inDatum) {
     constexpr std::uintptr_t kAhead = 4096;
     // May be past the end of the datums, where pointer arithmetic is undefined.
+    // NOLINTNEXTLINE(performance-no-int-to-ptr)
     __builtin_prefetch(reinterpret_cast<const void*>(reinterpret_cast<std::uintptr_t>(inDatum) + kAhead));
 }
 
