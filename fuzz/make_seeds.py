@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Makes a small corpus for each fuzz target: make_seeds.py FOLDER. The seeds go to FOLDER/<target>/."""
 
+import itertools
 import pathlib
 import struct
 import sys
@@ -155,6 +156,19 @@ def scripts():
         yield f"script_{seed}", bytes(row)
 
 
+def frame_blocks():
+    """Each coding in both byte orders, by the size of the input with wide vectors or without."""
+    for coding, channels, special, more in itertools.product(range(9), (1, 2, 3, 5, 8, 11), (0, 1), (0, 1)):
+        left_out = 2 if channels == 3 else 0
+        yield (f"coding_{coding}_{channels}_{special}_{more}",
+               bytes([coding, 0, left_out, channels - 1, special]) + SAMPLES * 8 + bytes(more))
+
+
+def routine_calls():
+    for routine, channels, more in itertools.product(range(22), (1, 2, 5), (0, 1)):
+        yield f"routine_{routine}_{channels}_{more}", bytes([routine, channels - 1]) + SAMPLES * 4 + bytes(more)
+
+
 SEEDS = {
     "riff_scan": wave_files,
     "wave_open": wave_files,
@@ -163,8 +177,8 @@ SEEDS = {
     "id3": id3_streams,
     "peak_edit": scripts,
     "peak_load": peak_streams,
-    "frames": lambda: [(f"frames_{i}", bytes([i, i % 3, 5, i % 2]) + SAMPLES) for i in range(28)],
-    "convert": lambda: [(f"routine_{i}", bytes([i, i % 3]) + SAMPLES) for i in range(28)],
+    "frames": frame_blocks,
+    "convert": routine_calls,
 }
 
 
