@@ -6,6 +6,7 @@
 
 #include <array>
 #include <immintrin.h>
+#include <iterator>
 #include <utility>
 
 namespace kelaudiofile::convert {
@@ -14,83 +15,86 @@ namespace kelaudiofile::convert {
 // NOLINTBEGIN(bugprone-implicit-widening-of-multiplication-result, bugprone-misplaced-widening-cast)
 namespace {
 
-constexpr int kQuarter = 8;
-constexpr int kHalf = 16; ///< the bytes of a vector within which a shuffle can move
+constexpr std::size_t kHalf = 16; ///< bytes of a vector within which a shuffle can move them
 
-/// How eight samples are laid out, which determines how they are loaded.
-enum Way {
-    kNeighbours,         ///< they fill one vector: 32-bit mono
-    kEveryOther,         ///< in two vectors, alternating with other samples: 32-bit stereo
-    kEightInAHalf,       ///< at most two bytes apart, as in 16-bit mono
-    kFourInEachHalf,     ///< four bytes apart, as in 16-bit stereo
-    kEightInThreeHalves, ///< six bytes apart, as in 24-bit stereo
-    kFourInAHalf,
-    kTwoInAHalf,
-    kOneInEachHalf,      ///< the second one is in the first quarter of its half
-    kOneInEachHalfLater, ///< the second one is in the second quarter
-    kTooFarApart,        ///< or one straddles both halves: five channels of 24 bits
+/// Where the upper half of a vector is loaded from.
+enum Upper { kFromSamePlace, kFromNextBytes, kFromFourSamplesOn };
+
+/// How eight samples of a channel become eight lanes. One to four vectors are loaded; a shuffle of each
+/// brings the samples that it holds into the upper bytes of their lanes, and zeros elsewhere; together they
+/// give all eight. As a shuffle moves bytes within halves only, samples 0 to 3 come from lower halves and 4
+/// to 7 from upper ones, or even and odd samples do, and are brought into order at the end. The left channel
+/// of 24-bit stereo takes two vectors (`-` is a zero, `|` separates their halves):
+///
+///     bytes 0 to 31     aaa...bbb...ccc. | ..ddd...eee...ff
+///     shuffled          -aaa-bbb-ccc---- | -eee-ff---------
+///     bytes 16 to 47    ..ddd...eee...ff | f...ggg...hhh...
+///     shuffled          -------------ddd | -------f-ggg-hhh
+struct Plan {
+    std::size_t vectors;
+    std::size_t samplesApart, bytesApart; ///< from one vector's start to the next
+    Upper upper;
+    bool isInTurn; ///< even samples in the lower halves, odd ones in the upper
 };
 
-constexpr Way WayOf(int inBytes, int inStep) {
-    const auto isWithin = [=](int inSampleCount, int inReach) {
-        return (inSampleCount - 1) * inStep + inBytes <= inReach;
-    };
-    if (inBytes == 4 && inStep <= 8)
-        return inStep == 4 ? kNeighbours : kEveryOther;
-    if (isWithin(8, kHalf))
-        return kEightInAHalf;
-    if (4 * inStep == kHalf)
-        return kFourInEachHalf;
-    if (isWithin(4, kHalf))
-        return kFourInAHalf;
-    if (inStep == 6)
-        return kEightInThreeHalves;
-    if (isWithin(2, kHalf))
-        return kTwoInAHalf;
-    if (inStep < kHalf || !isWithin(2, 2 * kHalf))
-        return kTooFarApart;
-    return isWithin(2, kHalf + kQuarter) ? kOneInEachHalf : kOneInEachHalfLater;
+/// What most need the fewest steps comes first.
+constexpr Plan kPlans[] = {
+    {1, 0, 0, kFromSamePlace, false},     // mono of 8 and 16 bits
+    {1, 0, 0, kFromNextBytes, false},     // stereo of 16 bits
+    {1, 0, 0, kFromFourSamplesOn, false}, // mono of 24 bits
+    {2, 0, kHalf, kFromNextBytes, false}, // stereo of 24 bits
+    {2, 2, 0, kFromFourSamplesOn, false}, // a few channels
+    {4, 2, 0, kFromNextBytes, true},      // many channels
+};
+
+/// @return where a vector or its upper half begins, counted from the first sample.
+constexpr std::size_t PlaceOf(const Plan& inPlan, std::size_t inVector, bool inIsUpper, std::size_t inStep) {
+    const std::size_t lower = inVector * (inPlan.samplesApart * inStep + inPlan.bytesApart);
+    if (!inIsUpper || inPlan.upper == kFromSamePlace)
+        return lower;
+    return lower + (inPlan.upper == kFromNextBytes ? kHalf : 4 * inStep);
 }
 
-/// The source of each byte of half a vector, or -1 for a zero.
-using Places = std::array<signed char, kHalf>;
+/// For each byte of a vector, the byte of the same half that is to come there, or -1 for a zero.
+struct alignas(2 * kHalf) Places {
+    signed char bytes[2 * kHalf];
+};
 
-/// Returns the sources of four samples for the upper bytes of lanes, the first sample being at inFirst. Bytes
-/// outside this half become 0; they come from another half.
-constexpr Places PlacesOf(int inBytes, int inStep, int inFirst) {
-    Places places{};
-    for (int lane = 0; lane < 4; ++lane)
-        for (int b = 0; b < 4; ++b) {
-            const int place = inFirst + lane * inStep + b - (4 - inBytes);
-            const bool isHere = b >= 4 - inBytes && place >= 0 && place < kHalf;
-            places[static_cast<std::size_t>(4 * lane + b)] = static_cast<signed char>(isHere ? place : -1);
+/// The places of a plan's vectors.
+struct Moves {
+    Places vectors[4];
+    bool areAll; ///< every byte of the eight samples lies in a vector, in the half that it must be in
+};
+
+constexpr Moves MovesFor(const Plan& inPlan, std::size_t inBytes, std::size_t inStep) {
+    Moves moves{};
+    std::size_t found = 0;
+    bool isFound[2 * kHalf] = {};
+    for (std::size_t v = 0; v < inPlan.vectors; ++v)
+        for (std::size_t to = 0; to < 2 * kHalf; ++to) {
+            const bool isUpper = to >= kHalf;
+            const std::size_t lane = to % kHalf / 4, byteOfLane = to % 4;
+            const std::size_t sample = inPlan.isInTurn ? 2 * lane + isUpper : lane + 4 * isUpper;
+            const std::size_t start = PlaceOf(inPlan, v, isUpper, inStep);
+            const std::size_t from = sample * inStep + byteOfLane - (4 - inBytes);
+            const bool isHere =
+                byteOfLane >= 4 - inBytes && from >= start && from < start + kHalf && !isFound[to];
+            moves.vectors[v].bytes[to] = isHere ? static_cast<signed char>(from - start) : -1;
+            isFound[to] |= isHere;
+            found += isHere;
         }
-    return places;
+    moves.areAll = found == 8 * inBytes;
+    return moves;
 }
 
-/// The shuffles of one or two loads for each half, determined by the first sample in the half.
-struct alignas(2 * kHalf) Moves {
-    Places first[2], second[2];
-};
+constexpr std::size_t kNoPlan = std::size(kPlans);
 
-constexpr Moves MovesOf(int inBytes, int inStep) {
-    const auto from = [=](int inFirst) { return PlacesOf(inBytes, inStep, inFirst); };
-    const int fifth = 4 * inStep;
-    switch (WayOf(inBytes, inStep)) {
-    case kEightInAHalf:
-        return {{from(0), from(fifth)}, {}};
-    case kEightInThreeHalves:
-        return {{from(0), from(fifth - kHalf)}, {from(-kHalf), from(fifth - 2 * kHalf)}};
-    case kOneInEachHalf:
-    case kOneInEachHalfLater: {
-        const auto fromQuarters = [=](int inFirst) { return PlacesOf(inBytes, kQuarter, inFirst); };
-        const int inUpperHalf = inStep % kQuarter;
-        return {{fromQuarters(0), fromQuarters(inUpperHalf)},
-                {fromQuarters(-kHalf), fromQuarters(inUpperHalf - kHalf)}};
-    }
-    default: // the first four, and the last two of four, which may overlap them
-        return {{from(0), from(0)}, {from(-2 * inStep), from(-2 * inStep)}};
-    }
+/// @return the first plan that serves samples so far apart.
+constexpr std::size_t PlanFor(std::size_t inBytes, std::size_t inStep) {
+    std::size_t plan = 0;
+    while (plan != kNoPlan && !MovesFor(kPlans[plan], inBytes, inStep).areAll)
+        ++plan;
+    return plan;
 }
 
 KELACCELERATE_WIDE __m128i LoadHalf(const void* in) {
@@ -101,71 +105,56 @@ KELACCELERATE_WIDE __m256i LoadVector(const void* in) {
     return _mm256_loadu_si256(static_cast<const __m256i*>(in));
 }
 
-KELACCELERATE_WIDE __m256i LoadHalves(const Byte* inLower, const Byte* inUpper) {
-    return _mm256_inserti128_si256(_mm256_castsi128_si256(LoadHalf(inLower)), LoadHalf(inUpper), 1);
-}
-
-/// Combines the quarters of two vectors that contain samples: the first quarter of each lower half, and one
-/// quarter of each upper half.
-template <Way kWay>
-KELACCELERATE_WIDE __m256i LoadQuarters(const Byte* inFirst, const Byte* inSecond) {
-    constexpr int kOfHalves = kWay == kOneInEachHalf ? 0b00'00 : 0b11'00;
-    return _mm256_castpd_si256(_mm256_shuffle_pd(_mm256_castsi256_pd(LoadVector(inFirst)),
-                                                 _mm256_castsi256_pd(LoadVector(inSecond)), kOfHalves));
-}
-
-/// Returns how many bytes LoadEight touches from the first sample on.
-constexpr std::size_t ReachOf(Way inWay, std::size_t inStep) {
-    switch (inWay) {
-    case kEightInAHalf:
-        return kHalf;
-    case kEveryOther:
-        return 4 * kHalf;
-    case kEightInThreeHalves:
-        return 3 * kHalf;
-    case kFourInAHalf:
-        return 4 * inStep + kHalf;
-    case kTwoInAHalf:
-        return 6 * inStep + kHalf;
-    case kOneInEachHalf:
-    case kOneInEachHalfLater:
-        return 6 * inStep + 2 * kHalf;
-    default:
-        return 2 * kHalf;
-    }
-}
-
-/// Loads eight samples of a channel into the upper bytes of lanes.
-template <Way kWay>
-KELACCELERATE_WIDE __m256i LoadEight(const Byte* in, std::size_t inStep, __m256i inFirst, __m256i inSecond) {
-    if constexpr (kWay == kNeighbours)
+template <Upper kUpper>
+KELACCELERATE_WIDE __m256i LoadHalves(const Byte* in, std::size_t inStep) {
+    if constexpr (kUpper == kFromSamePlace)
+        return _mm256_broadcastsi128_si256(LoadHalf(in));
+    else if constexpr (kUpper == kFromNextBytes)
         return LoadVector(in);
-    else if constexpr (kWay == kEveryOther) {
+    else
+        return _mm256_inserti128_si256(_mm256_castsi128_si256(LoadHalf(in)), LoadHalf(in + 4 * inStep), 1);
+}
+
+/// Brings eight samples of a channel into the upper bytes of lanes.
+template <std::size_t kPlan>
+struct ByPlan {
+    static constexpr Plan kSteps = kPlans[kPlan];
+
+    KELACCELERATE_WIDE static __m256i LoadEight(const Byte* in, std::size_t inStep,
+                                                const __m256i (&inPlaces)[4]) {
+        __m256i eight = _mm256_shuffle_epi8(LoadHalves<kSteps.upper>(in, inStep), inPlaces[0]);
+        for (std::size_t v = 1; v < kSteps.vectors; ++v) {
+            const __m256i next = LoadHalves<kSteps.upper>(in + PlaceOf(kSteps, v, false, inStep), inStep);
+            eight = _mm256_or_si256(eight, _mm256_shuffle_epi8(next, inPlaces[v]));
+        }
+        if constexpr (kSteps.isInTurn)
+            eight = _mm256_permutevar8x32_epi32(eight, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
+        return eight;
+    }
+    /// @return how many bytes LoadEight touches from the first sample on.
+    static constexpr std::size_t Reach(std::size_t inStep) {
+        return PlaceOf(kSteps, kSteps.vectors - 1, true, inStep) + kHalf;
+    }
+};
+
+/// The same for mono of 32 bits, whose samples are lanes as they lie.
+struct AllLanes {
+    KELACCELERATE_WIDE static __m256i LoadEight(const Byte* in, std::size_t, const __m256i (&)[4]) {
+        return LoadVector(in);
+    }
+    static constexpr std::size_t Reach(std::size_t) { return 2 * kHalf; }
+};
+
+/// The same for stereo of 32 bits.
+struct EveryOtherLane {
+    KELACCELERATE_WIDE static __m256i LoadEight(const Byte* in, std::size_t, const __m256i (&)[4]) {
         const __m256 first = _mm256_castsi256_ps(LoadVector(in)),
                      second = _mm256_castsi256_ps(LoadVector(in + 2 * kHalf));
         const __m256i pairs = _mm256_castps_si256(_mm256_shuffle_ps(first, second, 0b10'00'10'00));
         return _mm256_permute4x64_epi64(pairs, 0b11'01'10'00);
-    } else if constexpr (kWay == kEightInAHalf)
-        return _mm256_shuffle_epi8(_mm256_broadcastsi128_si256(LoadHalf(in)), inFirst);
-    else if constexpr (kWay == kFourInEachHalf)
-        return _mm256_shuffle_epi8(LoadVector(in), inFirst);
-    else if constexpr (kWay == kEightInThreeHalves)
-        return _mm256_or_si256(_mm256_shuffle_epi8(LoadVector(in), inFirst),
-                               _mm256_shuffle_epi8(LoadVector(in + kHalf), inSecond));
-    else if constexpr (kWay == kFourInAHalf)
-        return _mm256_shuffle_epi8(LoadHalves(in, in + 4 * inStep), inFirst);
-    else if constexpr (kWay == kTwoInAHalf)
-        return _mm256_or_si256(_mm256_shuffle_epi8(LoadHalves(in, in + 4 * inStep), inFirst),
-                               _mm256_shuffle_epi8(LoadHalves(in + 2 * inStep, in + 6 * inStep), inSecond));
-    else {
-        static_assert(kWay == kOneInEachHalf || kWay == kOneInEachHalfLater);
-        const __m256i firstFour = _mm256_shuffle_epi8(LoadQuarters<kWay>(in, in + 2 * inStep), inFirst),
-                      lastFour =
-                          _mm256_shuffle_epi8(LoadQuarters<kWay>(in + 4 * inStep, in + 6 * inStep), inSecond);
-        return _mm256_permutevar8x32_epi32(_mm256_or_si256(firstFour, lastFour),
-                                           _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
     }
-}
+    static constexpr std::size_t Reach(std::size_t) { return 4 * kHalf; }
+};
 
 /// Returns the number of floats before the next aligned vector, fewer than eight.
 /// Unaligned floats never reach one.
@@ -178,19 +167,21 @@ KELACCELERATE_WIDE void StoreEight(Byte* out, __m256i inUpper) {
     _mm256_storeu_ps(reinterpret_cast<float*>(out), Sample::ConvertEight(inUpper));
 }
 
-/// Converts twice eight samples per iteration, as long as no load reaches past the last one. The first load
-/// never does in a run that is long enough for wide vectors.
-template <typename Sample, Way kWay>
+/// Twice eight samples at a time, as long as no load reaches past the last one. The first never does in a
+/// run that is worth wide vectors.
+template <typename Sample, typename Lanes>
 KELACCELERATE_WIDE std::size_t GatherSixteens(const Byte* in, Byte* out, std::size_t inByteCount,
                                               std::size_t inStep, const Moves& inMoves) {
-    const __m256i first = LoadVector(&inMoves.first), second = LoadVector(&inMoves.second);
-    const std::size_t reach = 8 * inStep + ReachOf(kWay, inStep);
+    __m256i places[4];
+    for (std::size_t v = 0; v < 4; ++v)
+        places[v] = LoadVector(inMoves.vectors[v].bytes);
+    const std::size_t reach = 8 * inStep + Lanes::Reach(inStep);
     // Stores across cache lines cost up to a fifth. So the loop starts at an aligned vector of
     // floats; those before it are stored with the first eight, unless that would overwrite samples
     // that are still to be read.
     const std::size_t before = in == out ? 0 : FloatsToAlignment(out);
     if (before != 0) {
-        StoreEight<Sample>(out, LoadEight<kWay>(in, inStep, first, second));
+        StoreEight<Sample>(out, Lanes::LoadEight(in, inStep, places));
         in += before * inStep;
         out += before * sizeof(float);
         inByteCount -= before * inStep;
@@ -199,50 +190,59 @@ KELACCELERATE_WIDE std::size_t GatherSixteens(const Byte* in, Byte* out, std::si
     for (; i * inStep + reach <= inByteCount; i += 16) {
         const Byte* const samples = in + i * inStep;
         Byte* const floats = out + i * sizeof(float);
-        StoreEight<Sample>(floats, LoadEight<kWay>(samples, inStep, first, second));
+        StoreEight<Sample>(floats, Lanes::LoadEight(samples, inStep, places));
         StoreEight<Sample>(floats + 8 * sizeof(float),
-                           LoadEight<kWay>(samples + 8 * inStep, inStep, first, second));
+                           Lanes::LoadEight(samples + 8 * inStep, inStep, places));
     }
     return before + i;
 }
 
-/// How samples with this many channels are gathered; null if they are too far apart.
-struct Plan {
+/// How samples of that many channels are gathered; no function where they lie too far apart, or across both
+/// halves of a vector, as those of five channels of 24 bits do.
+struct Gathering {
     std::size_t (*gather)(const Byte*, Byte*, std::size_t, std::size_t, const Moves&);
     Moves moves;
 };
 
-template <typename Sample, int kChannels>
-constexpr Plan PlanFor() {
-    constexpr int kBytes = Sample::kBytes, kStep = kChannels * kBytes;
-    constexpr Way kWay = WayOf(kBytes, kStep);
-    if constexpr (kChannels == 0 || kWay == kTooFarApart)
+template <typename Sample, typename Lanes>
+constexpr Gathering GatheringBy(std::size_t inStep, const Moves& inMoves) {
+    const std::size_t leastBytes = (WorthWideVectors(Sample::kBytes) - 1) * inStep + Sample::kBytes;
+    return 8 * inStep + Lanes::Reach(inStep) <= leastBytes ? Gathering{GatherSixteens<Sample, Lanes>, inMoves}
+                                                           : Gathering{};
+}
+
+template <typename Sample, std::size_t kChannels>
+constexpr Gathering GatheringFor() {
+    constexpr std::size_t kBytes = Sample::kBytes, kStep = kChannels * kBytes;
+    constexpr std::size_t kPlan = PlanFor(kBytes, kStep);
+    if constexpr (kBytes == 4 && kChannels == 1)
+        return GatheringBy<Sample, AllLanes>(kStep, {});
+    else if constexpr (kBytes == 4 && kChannels == 2)
+        return GatheringBy<Sample, EveryOtherLane>(kStep, {});
+    else if constexpr (kChannels != 0 && kPlan != kNoPlan)
+        return GatheringBy<Sample, ByPlan<kPlan>>(kStep, MovesFor(kPlans[kPlan], kBytes, kStep));
+    else
         return {};
-    else {
-        constexpr std::size_t kLeastBytes = (WorthWideVectors(kBytes) - 1) * kStep + kBytes;
-        static_assert(8 * kStep + ReachOf(kWay, kStep) <= kLeastBytes);
-        return {GatherSixteens<Sample, kWay>, MovesOf(kBytes, kStep)};
-    }
 }
 
-template <typename Sample, int... kChannels>
-constexpr std::array<Plan, sizeof...(kChannels)> PlansFor(std::integer_sequence<int, kChannels...>) {
-    return {PlanFor<Sample, kChannels>()...};
+template <typename Sample, std::size_t... kChannels>
+constexpr std::array<Gathering, sizeof...(kChannels)> GatheringsFor(std::index_sequence<kChannels...>) {
+    return {GatheringFor<Sample, kChannels>()...};
 }
 
-/// Indexed by the number of channels, up to the distance at which a vector no longer holds two samples.
+/// By the number of channels, as far as two samples may lie within a vector.
 template <typename Sample>
-constexpr auto kPlans = PlansFor<Sample>(std::make_integer_sequence<int, 2 * kHalf / Sample::kBytes>());
+constexpr auto kGatherings = GatheringsFor<Sample>(std::make_index_sequence<2 * kHalf / Sample::kBytes>());
 
 } // namespace
 
 template <typename Sample>
 std::size_t GatherWide(const Byte* in, Byte* out, std::size_t inCount, std::size_t inChannels) {
-    if (inChannels >= kPlans<Sample>.size() || !kelaccelerate::HasWideVectors())
+    if (inChannels >= kGatherings<Sample>.size() || !kelaccelerate::HasWideVectors())
         return 0;
-    const Plan& plan = kPlans<Sample>[inChannels];
+    const auto& [gather, moves] = kGatherings<Sample>[inChannels];
     const std::size_t step = inChannels * Sample::kBytes;
-    return plan.gather ? plan.gather(in, out, (inCount - 1) * step + Sample::kBytes, step, plan.moves) : 0;
+    return gather ? gather(in, out, (inCount - 1) * step + Sample::kBytes, step, moves) : 0;
 }
 
 } // namespace kelaudiofile::convert
