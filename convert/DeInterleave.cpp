@@ -18,10 +18,7 @@ constexpr std::size_t kGroupSize = 8;
 /// Loads one sample into the upper bits of a word, so that the sign bit of every width is in the same place.
 template <typename Word, std::size_t kBytes>
 Word LoadUpper(const Byte* in) {
-    if constexpr (kBytes == 3)
-        return Word{in[0]} << 8 | Word{in[1]} << 16 | Word{in[2]} << 24;
-    else
-        return Word{LoadLittle<Unsigned<kBytes>>(in)} << 8 * (sizeof(Word) - kBytes);
+    return Word{LoadSample<kBytes>(in)} << 8 * (sizeof(Word) - kBytes);
 }
 
 /// Samples of one channel in the upper bits of words, filling several vectors.

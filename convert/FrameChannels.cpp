@@ -11,6 +11,8 @@ namespace kelaudiofile::convert {
 namespace {
 
 constexpr std::size_t kBatchBytes = 4096, kSilentFrames = 512;
+/// What routines for one channel can count.
+constexpr std::size_t kMostAtOnce = std::size_t{1} << 30;
 
 /// Converts floats to contiguous little-endian integers.
 template <std::size_t kBytes>
@@ -19,8 +21,7 @@ void Round(const void* source, void* destination, std::int32_t count, std::int32
     auto* out = static_cast<Byte*>(destination);
     for (std::int32_t i = 0; i < count; ++i) {
         const auto sample = ToRoundedInteger<kBytes>::Convert(Lanes<float>{Load<float>(in)})[0];
-        for (std::size_t b = 0; b < kBytes; ++b)
-            out[b] = static_cast<Byte>(sample >> (8 * b));
+        StoreSample<kBytes>(out, sample);
         in += sizeof(float);
         out += kBytes;
     }
@@ -104,8 +105,9 @@ void EncodeChannel(const SampleFormat& inFormat, const float* inPlane, Byte* out
     const ConversionFunction encode = RoutinesFor(inFormat)->encode;
     const auto width = static_cast<std::size_t>(inFormat.bytesPerSample);
     const std::size_t step = width * static_cast<std::size_t>(inChannels);
-    const std::size_t batchFrames = std::min(kBatchBytes / width, kSilentFrames);
     const bool isDirect = width >= 4 && !IsSwapped(inFormat);
+    const std::size_t batchFrames =
+        isDirect && inPlane ? kMostAtOnce : std::min(kBatchBytes / width, kSilentFrames);
     Byte samples[kBatchBytes];
     for (std::size_t done = 0; done < inFrames; done += batchFrames) {
         const std::size_t count = std::min(inFrames - done, batchFrames);

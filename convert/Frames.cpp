@@ -158,6 +158,7 @@ std::size_t FramesToLine(const float* inPlane) {
 
 /// Cache lines that are written in two parts take longer. So the blocks start at a whole line of the first
 /// plane, and the frames before it form a block of their own.
+/// @param inPlane  the first plane; null if one routine for a single channel converts all frames.
 template <typename Convert>
 void ForEachBlock(std::size_t inFrames, std::size_t inBlockFrames, const float* inPlane, Convert inConvert) {
     std::size_t done = 0;
@@ -212,7 +213,9 @@ void DecodeFrames(const SampleFormat& inFormat, const void* source, float* const
             }
         }
     };
-    ForEachBlock(frameCount, BlockFrames(plan, frameCount, channelCount), planes[0], decodeBlock);
+    const bool isOneRun = !inTiles && channelCount == 1;
+    ForEachBlock(frameCount, BlockFrames(plan, frameCount, channelCount), isOneRun ? nullptr : planes[0],
+                 decodeBlock);
 }
 
 void EncodeFrames(const SampleFormat& inFormat, const float* const* planes, void* destination,
@@ -240,8 +243,9 @@ void EncodeFrames(const SampleFormat& inFormat, const float* const* planes, void
         }
     };
     const std::size_t blockFrames = BlockFrames(plan, frameCount, channelCount);
-    ForEachBlock(frameCount, hasSilence ? std::min(blockFrames, kMostSilentFrames) : blockFrames, planes[0],
-                 encodeBlock);
+    const bool isOneRun = !inTiles && channelCount == 1;
+    ForEachBlock(frameCount, hasSilence ? std::min(blockFrames, kMostSilentFrames) : blockFrames,
+                 isOneRun ? nullptr : planes[0], encodeBlock);
 }
 
 } // namespace kelaudiofile

@@ -91,23 +91,6 @@ void Scatter(const void* source, void* destination, std::int32_t inCount, std::i
 // Samples that keep their width are numbers of 8, 16, 24 or 32 bits, and each
 // conversion is a function of them.
 
-template <std::size_t kBytes>
-std::uint32_t LoadSample(const Byte* in) {
-    if constexpr (kBytes == 3)
-        return LoadLittle<std::uint16_t>(in) | std::uint32_t{in[2]} << 16;
-    else
-        return LoadLittle<Unsigned<kBytes>>(in);
-}
-
-template <std::size_t kBytes>
-void StoreSample(Byte* out, std::uint32_t inSample) {
-    if constexpr (kBytes == 3) {
-        StoreLittle(out, static_cast<std::uint16_t>(inSample));
-        out[2] = static_cast<Byte>(inSample >> 16);
-    } else
-        StoreLittle(out, static_cast<Unsigned<kBytes>>(inSample));
-}
-
 std::uint32_t Same(std::uint32_t inSample) {
     return inSample;
 }

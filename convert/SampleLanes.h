@@ -72,6 +72,24 @@ using Unsigned =
                        std::conditional_t<kBytes == 2, std::uint16_t,
                                           std::conditional_t<kBytes == 4, std::uint32_t, std::uint64_t>>>;
 
+/// Reads a sample of any width as a number.
+template <std::size_t kBytes>
+inline auto LoadSample(const Byte* in) {
+    if constexpr (kBytes == 3)
+        return LoadLittle<std::uint16_t>(in) | std::uint32_t{in[2]} << 16;
+    else
+        return LoadLittle<Unsigned<kBytes>>(in);
+}
+
+template <std::size_t kBytes>
+inline void StoreSample(Byte* out, std::uint32_t inSample) {
+    if constexpr (kBytes == 3) {
+        StoreLittle(out, static_cast<std::uint16_t>(inSample));
+        out[2] = static_cast<Byte>(inSample >> 16);
+    } else
+        StoreLittle(out, static_cast<Unsigned<kBytes>>(inSample));
+}
+
 /// Returns the number of samples of this width from which the start-up cost of wider vectors is worthwhile.
 constexpr std::size_t WorthWideVectors(std::size_t inBytes) {
     return inBytes < 4 ? 64 : 128;

@@ -115,7 +115,7 @@ KELACCELERATE_WIDE __m256i LoadHalves(const Byte* in, std::size_t inStep) {
         return _mm256_inserti128_si256(_mm256_castsi128_si256(LoadHalf(in)), LoadHalf(in + 4 * inStep), 1);
 }
 
-/// Brings eight samples of a channel into the upper bytes of lanes.
+/// Loads eight samples of a channel into the upper bytes of lanes.
 template <std::size_t kPlan>
 struct ByPlan {
     static constexpr Plan kSteps = kPlans[kPlan];
@@ -131,7 +131,7 @@ struct ByPlan {
             eight = _mm256_permutevar8x32_epi32(eight, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));
         return eight;
     }
-    /// @return how many bytes LoadEight touches from the first sample on.
+    /// Returns how many bytes LoadEight touches from the first sample on.
     static constexpr std::size_t Reach(std::size_t inStep) {
         return PlaceOf(kSteps, kSteps.vectors - 1, true, inStep) + kHalf;
     }
@@ -156,8 +156,8 @@ struct EveryOtherLane {
     static constexpr std::size_t Reach(std::size_t) { return 4 * kHalf; }
 };
 
-/// Returns the number of floats before the next aligned vector, fewer than eight.
-/// Unaligned floats never reach one.
+/// Returns the number of floats before the next aligned vector, fewer than eight. Unaligned floats never
+/// reach one.
 std::size_t FloatsToAlignment(const Byte* out) {
     return -reinterpret_cast<std::uintptr_t>(out) % (2 * kHalf) / sizeof(float);
 }
@@ -167,8 +167,8 @@ KELACCELERATE_WIDE void StoreEight(Byte* out, __m256i inUpper) {
     _mm256_storeu_ps(reinterpret_cast<float*>(out), Sample::ConvertEight(inUpper));
 }
 
-/// Twice eight samples at a time, as long as no load reaches past the last one. The first never does in a
-/// run that is worth wide vectors.
+/// Converts twice eight samples per iteration, as long as no load reaches past the last one. The first load
+/// never does in a run that is long enough for wide vectors.
 template <typename Sample, typename Lanes>
 KELACCELERATE_WIDE std::size_t GatherSixteens(const Byte* in, Byte* out, std::size_t inByteCount,
                                               std::size_t inStep, const Moves& inMoves) {
@@ -176,9 +176,9 @@ KELACCELERATE_WIDE std::size_t GatherSixteens(const Byte* in, Byte* out, std::si
     for (std::size_t v = 0; v < 4; ++v)
         places[v] = LoadVector(inMoves.vectors[v].bytes);
     const std::size_t reach = 8 * inStep + Lanes::Reach(inStep);
-    // Stores across cache lines cost up to a fifth. So the loop starts at an aligned vector of
-    // floats; those before it are stored with the first eight, unless that would overwrite samples
-    // that are still to be read.
+    // Stores across cache lines cost up to a fifth. So the loop starts at an aligned vector of floats; those
+    // before it are stored with the first eight, unless that would overwrite samples that are still to be
+    // read.
     const std::size_t before = in == out ? 0 : FloatsToAlignment(out);
     if (before != 0) {
         StoreEight<Sample>(out, Lanes::LoadEight(in, inStep, places));
@@ -197,8 +197,8 @@ KELACCELERATE_WIDE std::size_t GatherSixteens(const Byte* in, Byte* out, std::si
     return before + i;
 }
 
-/// How samples of that many channels are gathered; no function where they lie too far apart, or across both
-/// halves of a vector, as those of five channels of 24 bits do.
+/// How samples with this many channels are gathered; null if they are too far apart, or if one straddles both
+/// halves of a vector, as with five channels of 24 bits.
 struct Gathering {
     std::size_t (*gather)(const Byte*, Byte*, std::size_t, std::size_t, const Moves&);
     Moves moves;
@@ -230,7 +230,7 @@ constexpr std::array<Gathering, sizeof...(kChannels)> GatheringsFor(std::index_s
     return {GatheringFor<Sample, kChannels>()...};
 }
 
-/// By the number of channels, as far as two samples may lie within a vector.
+/// Indexed by the number of channels, up to the distance at which a vector no longer holds two samples.
 template <typename Sample>
 constexpr auto kGatherings = GatheringsFor<Sample>(std::make_index_sequence<2 * kHalf / Sample::kBytes>());
 
