@@ -53,14 +53,13 @@ ChunkList::iterator& ChunkList::iterator::operator++() {
 
 bool AudioChunk::Read(std::vector<unsigned char>& outData, AudioError& outError) const {
     outData.resize(static_cast<std::size_t>(mSize));
-    return mSize == 0 || Read(0, mSize, outData.data(), outError);
+    return Read(0, mSize, outData.data(), outError);
 }
 
 bool AudioChunk::Read(std::int64_t inOffset, std::int64_t inCount, void* outBytes,
                       AudioError& outError) const {
     const AudioReader::Impl& reader = *mReader->mImpl;
-    if (inOffset < 0 || inCount < 0 || inOffset > mSize || inCount > mSize - inOffset ||
-        (outBytes == nullptr && inCount > 0))
+    if (inOffset < 0 || inCount < 0 || inCount > mSize - inOffset || (outBytes == nullptr && inCount > 0))
         return Fail(outError, AudioError::kBadArgument, reader.path,
                     "its chunk " + ChunkIdText(mId) + " has " + std::to_string(mSize) + " bytes");
     kelcore::filesupport::ForgetFailure();

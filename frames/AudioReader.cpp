@@ -160,7 +160,7 @@ AiffFile* AudioReader::Aiff() {
 }
 
 bool AudioReader::Impl::IsInside(std::int64_t inFrame, std::int64_t inCount, AudioError& outError) const {
-    if (inFrame >= 0 && inCount >= 0 && inFrame <= frames && inCount <= frames - inFrame)
+    if (inFrame >= 0 && inCount >= 0 && inCount <= frames - inFrame)
         return true;
     return Fail(outError, AudioError::kBadArgument, path,
                 "it has " + std::to_string(frames) + " frames, not " + std::to_string(inCount) +

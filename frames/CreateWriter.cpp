@@ -51,7 +51,6 @@ std::unique_ptr<AiffFile> CreateAiff(const std::string& inPath, const AudioForma
 
 /// Returns false for folders, devices and pipes, which are neither deleted nor replaced.
 bool IsFreeOrAFile(const std::string& inPath) {
-    kelcore::filesupport::ForgetFailure();
     try {
         FileOf(inPath).Size();
         return true;

@@ -41,7 +41,6 @@ bool AudioWriter::Discard(AudioError& outError) {
         return Fail(outError, AudioError::kWrongOrder, impl.path, "it is finished");
     impl.stage = Impl::Stage::kFinished;
     impl.file = WaveOrAiff(); // closes it
-    kelcore::filesupport::ForgetFailure();
     try {
         FileOf(impl.writtenPath).Delete();
         return true;
@@ -83,7 +82,6 @@ bool AudioWriter::Impl::CompleteAiff(AiffFile& ioAiff, Durability inDurability) 
 bool AudioWriter::Impl::Rename(Durability inDurability, AudioError& outError) const {
     if (isAbandoned || writtenPath == path)
         return true;
-    kelcore::filesupport::ForgetFailure();
     std::string failure = "it is complete, but cannot be renamed to " + path;
     try {
         FileOf(writtenPath).MoveTo(kelcore::ToUTF8String(path));

@@ -51,7 +51,7 @@ bool IsExpressibleInWave(const AudioFormat& inFormat) {
 }
 
 bool HasOneEntryPerChannel(const AudioFormat& inFormat) {
-    return inFormat.channels >= 0 && inFormat.layout.size() == static_cast<std::size_t>(inFormat.channels);
+    return inFormat.layout.size() == static_cast<std::size_t>(inFormat.channels);
 }
 
 std::string ReasonAgainstWave(const AudioFormat& inFormat) {

@@ -123,9 +123,8 @@ std::uint64_t PointsBeforeZero(double inStart, double inStep, std::uint64_t inPo
     return steps < 0x1p64 ? std::min(static_cast<std::uint64_t>(steps), inPointCount) : inPointCount;
 }
 
-bool HasPoints(const PeakData* inData, double inStartOffset, double inStep, bool inLoop) {
-    return inData != nullptr && inStep > 0.0 && !std::isnan(inStartOffset) &&
-           !(inLoop && inData->GetDuration() <= 0);
+bool HasPoints(const PeakData* inData, double inStep, bool inLoop) {
+    return inData != nullptr && inStep > 0.0 && !(inLoop && inData->GetDuration() <= 0);
 }
 
 } // namespace
@@ -133,7 +132,7 @@ bool HasPoints(const PeakData* inData, double inStartOffset, double inStep, bool
 void ResamplePeakData(const std::shared_ptr<PeakData>& inPeakData, double inStartOffset, double inStep,
                       std::uint64_t inPointCount, float* outPeaks, bool inLoop) {
     float* const outEnd = outPeaks + 2 * inPointCount;
-    if (!HasPoints(inPeakData.get(), inStartOffset, inStep, inLoop)) {
+    if (!HasPoints(inPeakData.get(), inStep, inLoop)) {
         std::fill(outPeaks, outEnd, 0.0f);
         return;
     }

@@ -13,22 +13,27 @@ class AudioFaults : public AudioTest {
 protected:
     /// Writes a chunk, then blocks of frames until one is refused, and finishes the file.
     /// @return the frames before the refused block; none if the file could not be created.
-    std::optional<std::int64_t> WriteUntilRefused(Container inContainer, std::int64_t inBlocks) {
+    std::optional<std::int64_t> WriteUntilRefused(Container inContainer, std::int64_t inBlocks,
+                                                  Durability inDurability = Durability::kProcess) {
         AudioError reason; // destroyed before allocations are checked
         Planes planes = Signal(2, inBlocks * kBlock);
         auto writer = AudioWriter::Create(Path("file"), inContainer, Format(3), {}, reason);
+        code = reason.code;
         if (!writer)
             return std::nullopt;
-        writer->WriteChunk(ChunkId("bext"), "text", 4, reason);
+        bool accepted = writer->WriteChunk(ChunkId("bext"), "text", 4, reason);
         std::int64_t taken = 0;
         for (; taken < inBlocks * kBlock; taken += kBlock) {
             if (!writer->Write(Pointers(planes, taken).data(), kBlock, reason))
                 break;
             if (inContainer == kWave && taken / kBlock % 3 == 2)
-                writer->Checkpoint(reason);
+                accepted = writer->Checkpoint(inDurability, reason) && accepted;
         }
-        finished = writer->Finish(reason);
+        if (inContainer == kWave)
+            accepted = writer->WriteChunk(ChunkId("iXML"), "text", 4, reason) && accepted;
+        finished = writer->Finish(inDurability, reason);
         code = reason.code;
+        EXPECT_EQ(accepted && taken == inBlocks * kBlock && finished, code == kNoError);
         return taken;
     }
     /// Expects the file to hold the accepted frames, followed only by more of the signal.
@@ -59,15 +64,18 @@ TEST_F(AudioFaults, AFullDiskKeepsAllThatWasTaken) {
 
 TEST_F(AudioFaults, EverySystemCallOfWritingFailsOnce) {
     for (const Container container : {kWave, kAiff}) {
-        const auto runs = faults::SweepCalls({.outputOnly = true}, [&] {
-            finished = false;
-            const auto taken = WriteUntilRefused(container, 6);
-            EXPECT_TRUE(faults::Fired() || (finished && *taken == 6 * kBlock));
-            faults::Disarm();
-            if (taken && (finished || container == kWave))
-                ExpectFrames(*taken);
-        });
-        EXPECT_GT(runs, 10u);
+        std::uint64_t runs[2];
+        for (const Durability durability : {Durability::kProcess, Durability::kMachine})
+            runs[int(durability)] = faults::SweepCalls({.outputOnly = true}, [&] {
+                finished = false;
+                const auto taken = WriteUntilRefused(container, 6, durability);
+                EXPECT_EQ(faults::Fired(), code != kNoError);
+                faults::Disarm();
+                if (taken && (finished || container == kWave))
+                    ExpectFrames(*taken);
+            });
+        EXPECT_GT(runs[0], 10u);
+        EXPECT_EQ(runs[1] - runs[0], container == kWave ? 8u : 3u) << "syncs";
     }
 }
 
@@ -79,7 +87,14 @@ TEST_F(AudioFaults, EverySystemCallAndAllocationOfReadingFailsOnce) {
             AudioError reason;
             try {
                 auto reader = AudioReader::Open(Path("file"), reason);
-                const Planes planes = reader ? ReadAll(*reader, reason) : Planes();
+                Bytes chunk, raw(6 * 6 * kBlock);
+                const auto feed = [](const unsigned char*, std::uint64_t) {};
+                const bool isWhole = reader && (*reader->Chunks().begin()).Read(chunk, reason) &&
+                                     reader->ReadRaw(0, 6 * kBlock, raw.data(), reason) &&
+                                     HashAudio(Path("file"), feed, {true, {}}, reason) &&
+                                     !MakePeaks(*reader, 100, {}, reason).empty();
+                EXPECT_TRUE(!isWhole || chunk == ToBytes("text"));
+                const Planes planes = isWhole ? ReadAll(*reader, reason) : Planes();
                 EXPECT_TRUE(planes == expected || (faults::Fired() && planes.empty()));
                 EXPECT_EQ(planes.empty(), !reason.message.empty());
             } catch (const std::bad_alloc&) {
@@ -89,6 +104,22 @@ TEST_F(AudioFaults, EverySystemCallAndAllocationOfReadingFailsOnce) {
         EXPECT_GT(faults::SweepCalls({}, read), 4u);
         EXPECT_GT(faults::SweepAllocations(read), 4u);
     }
+}
+
+TEST_F(AudioFaults, EverySystemCallOfCopyingFailsOnce) {
+    WriteUntilRefused(kWave, 6);
+    for (const std::int32_t bytes : {3, 4}) // as bytes, and as floats
+        faults::SweepCalls({}, [&] {
+            AudioError reason;
+            const auto reader = AudioReader::Open(Path("file"), reason);
+            const auto copy =
+                reader ? AudioWriter::Create(Path("copy"), kWave, Format(bytes), {}, reason) : nullptr;
+            const bool copied = copy && copy->CopyChunks(*reader, Side::kBefore, reason) &&
+                                copy->CopyFrames(*reader, 0, 6 * kBlock, reason) && copy->Finish(reason);
+            EXPECT_TRUE(copied == reason.message.empty() && (copied || faults::Fired()));
+            faults::Disarm();
+            EXPECT_TRUE(!copied || ReadAll(*Reader("copy"), error) == Signal(2, 6 * kBlock));
+        });
 }
 
 } // namespace

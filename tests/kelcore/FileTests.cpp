@@ -70,10 +70,14 @@ TEST_F(Files, SayWhatFailedAndWhy) {
     const Call readFar = [](const File& file) { char byte; Far(IPlatformByteStream(file, Flags(0))).ReadBlock(&byte, 1); };
     const Call writeFar = [](const File& file) { Far(OPlatformByteStream(file, Flags(1))).WriteBlock("x", 1); };
     const Call setLength = [](const File& file) { OPlatformByteStream(file, Flags(1)).SetLength(1ull << 63); };
+    const Call move = [](const File& file) { file.MoveTo(kelcore::ToUTF8String("x")); };
+    const Call moveToCut = [](const File& file) { file.MoveTo(kelcore::ToUTF8String(kCut)); };
+    const Call sync = [](const File& file) { file.SyncFolder(); };
     const struct { std::string_view name; Call call; const char* operation; int error; } kRows[] = {
         {"nothing", size, "find the size of", ENOENT}, {"folder", size, "find the size of", EISDIR},
         {kCut, size, "find the size of", EINVAL}, {"nothing", remove, "delete", ENOENT},
-        {kCut, remove, "delete", EINVAL}, {"file", create, "create", EEXIST}, {"link", keep, "create", EEXIST},
+        {"nothing", move, "rename", ENOENT}, {kCut, move, "rename", EINVAL}, {"nothing", moveToCut, "rename", EINVAL},
+        {"nothing/x", sync, "bring to the device the folder of", ENOENT}, {kCut, remove, "delete", EINVAL}, {"file", create, "create", EEXIST}, {"link", keep, "create", EEXIST},
         {kCut, create, "create", EINVAL}, {"folder", empty, "create", EISDIR},
         {"nothing", read, "open", ENOENT}, {"folder", read, "read", EISDIR}, {"pipe", read, "read", ESPIPE},
         {"nothing", write, "open", ENOENT}, {"pipe", write, "open", ENXIO}, {"file", writeFar, "write", EFBIG},
@@ -94,9 +98,11 @@ TEST_F(Files, SayWhatFailedAndWhy) {
     }
     EXPECT_EQ(At("link").Size(), 5u) << "nothing that failed changed anything";
     At("file").Create(true);
-    EXPECT_EQ(At("link").Size(), 0u);
+    EXPECT_TRUE(At("link").Exists() && At("link").Size() == 0);
     At("file").Delete();
     EXPECT_FALSE(At("file").Exists());
+    for (const char* const path : {"relative", "/root"})
+        File(kelcore::ToUTF8String(path), kPathStorage).SyncFolder();
 }
 
 TEST_F(Files, AreWrittenAsCreatedWhateverTheirNamesBecome) {

@@ -80,18 +80,21 @@ TEST_F(InputStream, EveryReadGivesTheFilesBytes) {
 }
 
 TEST_F(InputStream, CountsZeroBytes) {
-    Bytes content(200'000);
-    content[0] = content[150'003] = 1;
-    WriteFile(mFolder.Path("file"), content);
-    IPlatformByteStream stream(mFile, Flags(0));
+    WriteFile(mFolder.Path("file"), {1});
+    PatchFile(mFolder.Path("file"), 150'003, {1});
+    std::filesystem::resize_file(mFolder.Path("file"), 200'000);
     constexpr std::uint64_t kAll = 1 << 20;
-    constexpr std::array<std::uint64_t, 3> kRows[] = {
-        {0, 10, 0},     {1, 10, 10}, {1, kAll, 150'002}, {149'990, 14, 13}, {150'004, kAll, 49'996},
-        {200'000, 5, 0}};
-    for (const auto& [position, limit, count] : kRows) {
-        stream.CurPos(position);
-        EXPECT_EQ(stream.CountZeroBytes(limit), count) << "at " << position;
-    }
+    constexpr std::array<std::uint64_t, 3> kRows[] = {{0, 10, 0},         {1, 10, 10},
+                                                      {1, kAll, 150'002}, {1, 9'000, 9'000},
+                                                      {149'990, 14, 13},  {150'004, kAll, 49'996},
+                                                      {200'000, 5, 0}};
+    for (const bool findsHoles : {true, false})
+        for (const auto& [position, limit, count] : kRows) {
+            mCalls.findsHoles = findsHoles;
+            IPlatformByteStream stream(mFile, Flags(0));
+            stream.CurPos(position);
+            EXPECT_EQ(stream.CountZeroBytes(limit), count) << "at " << position;
+        }
 }
 
 TEST_F(InputStream, DescriptorsCloseOnExecAndOnDestruction) {
@@ -170,4 +173,9 @@ TEST_F(OutputStream, HoldsOneBufferAndHandsLargeBlocksThrough) {
     stream.WriteBlock(block.data(), 40'000);
     EXPECT_EQ(mCalls.writes, 5u);
     EXPECT_EQ(mCalls.calls, mCalls.writes) << "positions cost no call";
+    stream.WriteBlock(block.data(), 20'000);
+    mCalls = {};
+    stream.StopGathering();
+    stream.WriteBlock(block.data(), 1);
+    EXPECT_EQ(mCalls.bytesWritten, 20'001u);
 }

@@ -15,6 +15,7 @@ TEST(Text, ReplaceInStringGoesOnceOverTheFormat) {
     const auto replaced =
         string::ReplaceInString(ToUTF8String("@0@0@9|@/@:@a@1|a5@"), {ToUTF8String("@1"), ToUTF8String("x")});
     EXPECT_EQ(ToStdString(replaced), "@1@1|@/@:@ax|a5@");
+    EXPECT_EQ(ToStdString(ToUTF8String("bc").insert(0, 2, 'a')), "aabc");
     oUTF8StringStream stream;
     EXPECT_EQ(ToStdString((stream << 12 << -3).str() + ConvertInt32ToBufferT(-45)), "12-3-45");
 }
