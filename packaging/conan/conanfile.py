@@ -17,8 +17,8 @@ class Kelaudiofile(ConanFile):
 
     def export_sources(self):
         root = Path(self.recipe_folder).parent.parent
-        for part in ("CMakeLists.txt", "aiff/*", "bytes/*", "cmake/*", "convert/*", "id3/*", "include/*", "packaging/*",
-                     "peak/*", "support/*", "wav/*"):
+        for part in ("CMakeLists.txt", "aiff/*", "bytes/*", "chunks/*", "cmake/*", "convert/*", "frames/*", "id3/*",
+                     "include/*", "packaging/*", "peak/*", "support/*", "wav/*"):
             copy(self, part, root, self.export_sources_folder)
 
     def layout(self):
