@@ -41,7 +41,7 @@ endfunction()
 # Hardening against the exploitation of memory errors, if the compiler and linker support it. Checked calls need
 # optimisation, and sanitizers check more.
 function(kelaudiofile_harden target)
-    if(KELAUDIOFILE_SANITIZE OR CMAKE_CXX_FLAGS MATCHES "-fsanitize")
+    if(KELAUDIOFILE_SANITIZE OR CMAKE_CXX_FLAGS MATCHES "-fsanitize" OR WIN32) # Windows' own are on without a word
         return()
     endif()
     check_cxx_compiler_flag(-fstack-protector-strong KELAUDIOFILE_HAS_STACK_PROTECTOR)
@@ -52,9 +52,24 @@ function(kelaudiofile_harden target)
     target_link_options(${target} PRIVATE $<$<BOOL:${KELAUDIOFILE_HAS_RELRO}>:LINKER:-z,relro,-z,now>)
 endfunction()
 
+# MSVC is told to keep to the standard. Its warning of standard containers in exported classes is about hosts that are
+# built with another standard library, and C5030 of attributes that it doesn't know.
 function(kelaudiofile_warnings target)
-    target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wno-psabi
-        $<$<BOOL:${KELAUDIOFILE_WARNINGS_AS_ERRORS}>:-Werror>)
+    if(MSVC)
+        target_compile_options(${target} PRIVATE /W4 /permissive- /Zc:__cplusplus /utf-8 /wd4251 /wd4275 /wd5030
+            $<$<BOOL:${KELAUDIOFILE_WARNINGS_AS_ERRORS}>:/WX>)
+        target_compile_definitions(${target} PRIVATE _CRT_SECURE_NO_WARNINGS NOMINMAX)
+    else()
+        target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wno-psabi
+            $<$<BOOL:${KELAUDIOFILE_WARNINGS_AS_ERRORS}>:-Werror>)
+    endif()
+endfunction()
+
+# Options of g++ and clang++, which MSVC doesn't know.
+function(kelaudiofile_gnu_options target)
+    if(NOT MSVC)
+        target_compile_options(${target} PRIVATE ${ARGN})
+    endif()
 endfunction()
 
 # Warnings, language and sanitizers for all of our targets. How vectors are passed differs between processors of one
@@ -66,7 +81,16 @@ function(kelaudiofile_settings target)
     kelaudiofile_warnings(${target})
     kelaudiofile_sanitize(${target})
     if(CMAKE_SIZEOF_VOID_P EQUAL 4 AND CMAKE_SYSTEM_PROCESSOR MATCHES "86|amd64|AMD64")
-        target_compile_options(${target} PRIVATE -msse2 -mfpmath=sse)
+        kelaudiofile_gnu_options(${target} -msse2 -mfpmath=sse)
+    endif()
+    # On Windows, g++ keeps vectors of 32 bytes at addresses of its stack that are multiples of 16, and moves them as if
+    # they were of 32. The assembler can take moves that allow that.
+    if(MINGW AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+        check_cxx_compiler_flag(-Wa,-muse-unaligned-vector-move KELAUDIOFILE_HAS_UNALIGNED_MOVES)
+        if(KELAUDIOFILE_HAS_UNALIGNED_MOVES)
+            target_compile_options(${target} PRIVATE -Wa,-muse-unaligned-vector-move)
+            target_compile_definitions(${target} PRIVATE KELACCELERATE_UNALIGNED_MOVES)
+        endif()
     endif()
 endfunction()
 
@@ -106,16 +130,39 @@ function(kelaudiofile_part target)
     kelaudiofile_harden(${target})
     set_target_properties(${target} PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
     target_link_libraries(${target} PRIVATE ${PART_SEES})
+    target_compile_definitions(${target} PRIVATE
+        $<IF:$<BOOL:${BUILD_SHARED_LIBS}>,KELAUDIOFILE_BUILDING,KELAUDIOFILE_STATIC>)
 endfunction()
 
 # Loops over samples: vectorised code needs -O3, even if the host builds with -O2 or without a build type.
 function(kelaudiofile_optimize_loops target)
-    target_compile_options(${target} PRIVATE $<$<NOT:$<CONFIG:Debug,MinSizeRel>>:-O3>)
+    kelaudiofile_gnu_options(${target} $<$<NOT:$<CONFIG:Debug,MinSizeRel>>:-O3>)
 endfunction()
 
 # Programs in which only the library is performance-critical: most of what is compiled for them are third-party
 # headers, which takes half as long this way.
 function(kelaudiofile_compile_quickly target)
-    target_compile_options(${target} PRIVATE
-        $<$<CONFIG:Release,RelWithDebInfo>:-O1> $<$<CONFIG:RelWithDebInfo>:-g1>)
+    kelaudiofile_gnu_options(${target} $<$<CONFIG:Release,RelWithDebInfo>:-O1> $<$<CONFIG:RelWithDebInfo>:-g1>)
 endfunction()
+
+# Keeps what no macro marks, such as instances of standard templates, inside the shared library. On Windows, nothing
+# leaves that isn't marked.
+function(kelaudiofile_export_nothing_else target)
+    if(NOT BUILD_SHARED_LIBS OR WIN32)
+        return()
+    endif()
+    if(APPLE)
+        set(names ${PROJECT_BINARY_DIR}/exported-symbols.txt)
+        kelaudiofile_write_exported_symbols(${PROJECT_SOURCE_DIR}/tests/package/symbols.txt ${names})
+        set(option LINKER:-exported_symbols_list,${names})
+    else()
+        set(names ${PROJECT_SOURCE_DIR}/cmake/kelaudiofile.map)
+        set(option LINKER:--version-script=${names})
+    endif()
+    check_linker_flag(CXX ${option} KELAUDIOFILE_HAS_EXPORT_LIST)
+    if(KELAUDIOFILE_HAS_EXPORT_LIST)
+        target_link_options(${target} PRIVATE ${option})
+        set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${names})
+    endif()
+endfunction()
+

@@ -29,19 +29,17 @@ struct Group {
 
 /// Inserts a zero byte below each byte of a number, in memory order.
 Lanes<std::uint16_t> UpperBytes(std::uint64_t in) {
-    const auto bytes = reinterpret_cast<Lanes<std::uint8_t>>(Lanes<std::uint64_t>{in});
+    const auto bytes = As<Lanes<std::uint8_t>>(Lanes<std::uint64_t>{in});
     const Lanes<std::uint8_t> zero = {};
-    return reinterpret_cast<Lanes<std::uint16_t>>(
-        __builtin_shufflevector(zero, bytes, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23));
+    return As<Lanes<std::uint16_t>>(
+        Shuffled<0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23>(zero, bytes));
 }
 
 /// Inserts zeros below each half word.
 Group<std::uint32_t> UpperHalves(Lanes<std::uint16_t> in) {
     const Lanes<std::uint16_t> zero = {};
-    return {
-        {reinterpret_cast<Lanes<std::uint32_t>>(__builtin_shufflevector(zero, in, 0, 8, 1, 9, 2, 10, 3, 11)),
-         reinterpret_cast<Lanes<std::uint32_t>>(
-             __builtin_shufflevector(zero, in, 4, 12, 5, 13, 6, 14, 7, 15))}};
+    return {{As<Lanes<std::uint32_t>>(Shuffled<0, 8, 1, 9, 2, 10, 3, 11>(zero, in)),
+             As<Lanes<std::uint32_t>>(Shuffled<4, 12, 5, 13, 6, 14, 7, 15>(zero, in))}};
 }
 
 /// Loads whole words and discards what follows each sample: a load as wide as a lane goes straight to a
@@ -67,9 +65,8 @@ Group<Word> LoadGroup(const Byte* in, std::size_t inStep) {
     else if constexpr (kIsLittleEndian && kBytes == 4 && kStride == 1)
         return {{Load<Lanes<Word>>(in), Load<Lanes<Word>>(in + 16)}};
     else if constexpr (kIsLittleEndian && kBytes == 4 && kStride == 2)
-        return {
-            {__builtin_shufflevector(Load<Lanes<Word>>(in), Load<Lanes<Word>>(in + 16), 0, 2, 4, 6),
-             __builtin_shufflevector(Load<Lanes<Word>>(in + 32), Load<Lanes<Word>>(in + 48), 0, 2, 4, 6)}};
+        return {{Shuffled<0, 2, 4, 6>(Load<Lanes<Word>>(in), Load<Lanes<Word>>(in + 16)),
+                 Shuffled<0, 2, 4, 6>(Load<Lanes<Word>>(in + 32), Load<Lanes<Word>>(in + 48))}};
     else {
         Group<Word> group;
         for (auto& vector : group.vectors) {

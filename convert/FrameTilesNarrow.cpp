@@ -44,26 +44,26 @@ inline Words Flip(Words in, Words inFlip) {
 }
 
 inline void Transpose(Words (&ioTile)[4]) {
-    const Words low01 = __builtin_shufflevector(ioTile[0], ioTile[1], 0, 4, 1, 5);
-    const Words high01 = __builtin_shufflevector(ioTile[0], ioTile[1], 2, 6, 3, 7);
-    const Words low23 = __builtin_shufflevector(ioTile[2], ioTile[3], 0, 4, 1, 5);
-    const Words high23 = __builtin_shufflevector(ioTile[2], ioTile[3], 2, 6, 3, 7);
-    ioTile[0] = __builtin_shufflevector(low01, low23, 0, 1, 4, 5);
-    ioTile[1] = __builtin_shufflevector(low01, low23, 2, 3, 6, 7);
-    ioTile[2] = __builtin_shufflevector(high01, high23, 0, 1, 4, 5);
-    ioTile[3] = __builtin_shufflevector(high01, high23, 2, 3, 6, 7);
+    const Words low01 = Shuffled<0, 4, 1, 5>(ioTile[0], ioTile[1]);
+    const Words high01 = Shuffled<2, 6, 3, 7>(ioTile[0], ioTile[1]);
+    const Words low23 = Shuffled<0, 4, 1, 5>(ioTile[2], ioTile[3]);
+    const Words high23 = Shuffled<2, 6, 3, 7>(ioTile[2], ioTile[3]);
+    ioTile[0] = Shuffled<0, 1, 4, 5>(low01, low23);
+    ioTile[1] = Shuffled<2, 3, 6, 7>(low01, low23);
+    ioTile[2] = Shuffled<0, 1, 4, 5>(high01, high23);
+    ioTile[3] = Shuffled<2, 3, 6, 7>(high01, high23);
 }
 
 inline void SplitPairs(Words& ioFirst, Words& ioSecond) {
     const Words first = ioFirst, second = ioSecond;
-    ioFirst = __builtin_shufflevector(first, second, 0, 2, 4, 6);
-    ioSecond = __builtin_shufflevector(first, second, 1, 3, 5, 7);
+    ioFirst = Shuffled<0, 2, 4, 6>(first, second);
+    ioSecond = Shuffled<1, 3, 5, 7>(first, second);
 }
 
 inline void JoinPairs(Words& ioFirst, Words& ioSecond) {
     const Words first = ioFirst, second = ioSecond;
-    ioFirst = __builtin_shufflevector(first, second, 0, 4, 1, 5);
-    ioSecond = __builtin_shufflevector(first, second, 2, 6, 3, 7);
+    ioFirst = Shuffled<0, 4, 1, 5>(first, second);
+    ioSecond = Shuffled<2, 6, 3, 7>(first, second);
 }
 
 template <int kBits>
@@ -99,9 +99,7 @@ inline void StoreFloats(float* out, Floats in) {
     std::memcpy(out, &in, sizeof in);
 }
 
-inline void PrefetchForWriting(const void* in) {
-    __builtin_prefetch(in, 1);
-}
+using bytes::PrefetchForWriting;
 
 } // namespace
 

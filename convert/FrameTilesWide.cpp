@@ -2,7 +2,7 @@
 
 #include "kelaccelerate/WideVectors.h"
 
-#if defined(__x86_64__)
+#if defined(KELACCELERATE_WIDE)
 
 #include <immintrin.h>
 
@@ -118,9 +118,7 @@ KELAUDIOFILE_TILE inline void StoreFloats(float* out, Floats in) {
     _mm256_storeu_ps(out, in);
 }
 
-KELAUDIOFILE_TILE inline void PrefetchForWriting(const void* in) {
-    __builtin_prefetch(in, 1);
-}
+using bytes::PrefetchForWriting;
 
 } // namespace
 

@@ -19,7 +19,7 @@ void StoreLanes(Byte* out, const Lanes<Word>& inLanes, std::size_t inStep) {
         std::memcpy(out, &inLanes, sizeof inLanes);
     else if constexpr (kIsLittleEndian && sizeof(Word) == 4)
         for (std::size_t pair = 0; pair < 2; ++pair) {
-            const std::uint64_t both = reinterpret_cast<Lanes<std::uint64_t>>(inLanes)[pair];
+            const std::uint64_t both = As<Lanes<std::uint64_t>>(inLanes)[pair];
             StoreLittle(out + 2 * pair * inStep, static_cast<Word>(both));
             StoreLittle(out + (2 * pair + 1) * inStep, static_cast<Word>(both >> 32));
         }
@@ -28,7 +28,7 @@ void StoreLanes(Byte* out, const Lanes<Word>& inLanes, std::size_t inStep) {
             StoreLittle<Word>(out + i * inStep, inLanes[i]);
 }
 
-#if defined(__x86_64__)
+#if defined(KELACCELERATE_WIDE)
 
 template <typename Sample>
 KELACCELERATE_WIDE void ScatterEight(const Byte* in, Byte* out) {
@@ -67,7 +67,7 @@ void Scatter(const void* source, void* destination, std::int32_t inCount, std::i
             StoreLanes<kConstantOr0<decltype(stride)>, Word>(out + first * step, lanes, step);
         };
         std::size_t i = 0;
-#if defined(__x86_64__)
+#if defined(KELACCELERATE_WIDE)
         if constexpr (kConstantOr0<decltype(stride)> == 1 &&
                       requires(__m256 inEight) { Sample::ConvertEight(inEight); })
             if (count >= WorthWideVectors(sizeof(Word)) && kelaccelerate::HasWideVectors())
@@ -102,9 +102,10 @@ std::uint32_t WithTopBitFlipped(std::uint32_t inSample) {
 template <std::size_t kBytes>
 std::uint32_t Reversed(std::uint32_t inSample) {
     if constexpr (kBytes == 2)
-        return __builtin_bswap16(static_cast<std::uint16_t>(inSample));
-    else
-        return __builtin_bswap32(inSample) >> (32 - 8 * kBytes);
+        return (inSample << 8 & 0xFF00) | (inSample >> 8 & 0xFF);
+    const std::uint32_t reversed =
+        inSample << 24 | (inSample << 8 & 0xFF0000) | (inSample >> 8 & 0xFF00) | inSample >> 24;
+    return reversed >> (32 - 8 * kBytes);
 }
 
 template <std::size_t kBytes, std::uint32_t (*kChange)(std::uint32_t)>

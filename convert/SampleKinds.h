@@ -2,17 +2,17 @@
 
 #include <cfloat>
 
-#if defined(__x86_64__)
-#include <immintrin.h>
-#endif
-
 #include "SampleLanes.h"
 #include "kelaccelerate/WideVectors.h"
+
+#if defined(KELACCELERATE_WIDE)
+#include <immintrin.h>
+#endif
 
 /// Each kind of sample has a width, a word that holds it in its upper bits, and a conversion from such words.
 namespace kelaudiofile::convert {
 
-#if defined(__x86_64__)
+#if defined(KELACCELERATE_WIDE)
 KELACCELERATE_WIDE inline __m256 Scale(__m256 in, float inFactor) {
     return _mm256_mul_ps(in, _mm256_set1_ps(inFactor));
 }
@@ -24,10 +24,9 @@ struct Integer {
     static constexpr std::size_t kBytes = kWidth;
     using Word = std::uint32_t;
     static Lanes<float> Convert(Lanes<Word> inUpper) {
-        return __builtin_convertvector(reinterpret_cast<Lanes<std::int32_t>>(inUpper), Lanes<float>) *
-               0x1p-31f;
+        return Converted<Lanes<float>>(As<Lanes<std::int32_t>>(inUpper)) * 0x1p-31f;
     }
-#if defined(__x86_64__)
+#if defined(KELACCELERATE_WIDE)
     KELACCELERATE_WIDE static __m256 ConvertEight(__m256i inUpper) {
         return Scale(_mm256_cvtepi32_ps(inUpper), 0x1p-31f);
     }
@@ -41,8 +40,7 @@ struct Integer64 {
     static constexpr std::size_t kBytes = 8;
     using Word = std::uint64_t;
     static FloatPair Convert(Lanes<Word> inUpper) {
-        const auto integers = reinterpret_cast<Lanes<std::int64_t>>(inUpper);
-        return __builtin_convertvector(__builtin_convertvector(integers, Lanes<double>) * 0x1p-63, FloatPair);
+        return Converted<FloatPair>(Converted<Lanes<double>>(As<Lanes<std::int64_t>>(inUpper)) * 0x1p-63);
     }
 };
 
@@ -51,7 +49,7 @@ struct FloatBits {
     static constexpr std::size_t kBytes = 4;
     using Word = std::uint32_t;
     static Lanes<Word> Convert(Lanes<Word> inBits) { return inBits; }
-#if defined(__x86_64__)
+#if defined(KELACCELERATE_WIDE)
     KELACCELERATE_WIDE static __m256 ConvertEight(__m256i inBits) { return _mm256_castsi256_ps(inBits); }
 #endif
 };
@@ -60,10 +58,8 @@ template <int kFullScale>
 struct ScaledFloat {
     static constexpr std::size_t kBytes = 4;
     using Word = std::uint32_t;
-    static Lanes<float> Convert(Lanes<Word> inBits) {
-        return reinterpret_cast<Lanes<float>>(inBits) * (1.0f / kFullScale);
-    }
-#if defined(__x86_64__)
+    static Lanes<float> Convert(Lanes<Word> inBits) { return As<Lanes<float>>(inBits) * (1.0f / kFullScale); }
+#if defined(KELACCELERATE_WIDE)
     KELACCELERATE_WIDE static __m256 ConvertEight(__m256i inBits) {
         return Scale(_mm256_castsi256_ps(inBits), 1.0f / kFullScale);
     }
@@ -73,9 +69,7 @@ struct ScaledFloat {
 struct Double {
     static constexpr std::size_t kBytes = 8;
     using Word = std::uint64_t;
-    static auto Convert(Lanes<Word> inBits) {
-        return __builtin_convertvector(reinterpret_cast<Lanes<double>>(inBits), FloatPair);
-    }
+    static auto Convert(Lanes<Word> inBits) { return Converted<FloatPair>(As<Lanes<double>>(inBits)); }
 };
 
 } // namespace kelaudiofile::convert

@@ -7,6 +7,7 @@
 #include <type_traits>
 
 #include "bytes/ByteOrder.h"
+#include "bytes/Lanes.h"
 
 /// Samples are converted 16 bytes at a time, in vectors that both compilers support on every processor. Their
 /// elements are called lanes. A single sample is converted in the same way, in the first lane. Long runs may
@@ -15,15 +16,15 @@ namespace kelaudiofile::convert {
 
 using bytes::Byte;
 
-template <typename T, std::size_t kByteCount = 16>
-struct VectorOf {
-    typedef T Type __attribute__((vector_size(kByteCount)));
-};
+using bytes::As;
+using bytes::Chosen;
+using bytes::Converted;
+using bytes::Shuffled;
 
 template <typename T>
-using Lanes = typename VectorOf<T>::Type;
+using Lanes = typename bytes::VectorOf<T, 16>::Type;
 
-using FloatPair = VectorOf<float, 8>::Type;
+using FloatPair = bytes::VectorOf<float, 8>::Type;
 
 template <typename T>
 inline constexpr std::size_t kLaneCount = 16 / sizeof(T);

@@ -2,7 +2,7 @@
 
 #include "kelaccelerate/WideVectors.h"
 
-#if defined(__x86_64__)
+#if defined(KELACCELERATE_WIDE)
 
 #include <array>
 #include <immintrin.h>

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 
-#if defined(__SSE2__)
-#include <immintrin.h>
-#endif
-
 #include "SampleLanes.h"
 #include "kelaccelerate/WideVectors.h"
+
+#if defined(KELACCELERATE_WIDE) || defined(__SSE2__)
+#include <immintrin.h>
+#endif
 
 /// Each kind of written sample is made from a vector of floats, as words that hold the file's
 /// bits in their lower bytes.
@@ -18,7 +18,7 @@ struct ToFloatBits {
     static constexpr std::size_t kBytes = 4;
     using Source = Lanes<std::uint32_t>;
     static Lanes<std::uint32_t> Convert(Source in) { return in; }
-#if defined(__x86_64__)
+#if defined(KELACCELERATE_WIDE)
     KELACCELERATE_WIDE static __m256i ConvertEight(__m256 in) { return _mm256_castps_si256(in); }
 #endif
 };
@@ -27,8 +27,8 @@ template <int kFullScale>
 struct ToScaledFloat {
     static constexpr std::size_t kBytes = 4;
     using Source = Lanes<float>;
-    static auto Convert(Source in) { return reinterpret_cast<Lanes<std::uint32_t>>(in * float{kFullScale}); }
-#if defined(__x86_64__)
+    static auto Convert(Source in) { return As<Lanes<std::uint32_t>>(in * float{kFullScale}); }
+#if defined(KELACCELERATE_WIDE)
     KELACCELERATE_WIDE static __m256i ConvertEight(__m256 in) {
         return _mm256_castps_si256(_mm256_mul_ps(in, _mm256_set1_ps(kFullScale)));
     }
@@ -37,25 +37,23 @@ struct ToScaledFloat {
 
 struct ToDouble {
     using Source = FloatPair;
-    static auto Convert(Source in) {
-        return reinterpret_cast<Lanes<std::uint64_t>>(__builtin_convertvector(in, Lanes<double>));
-    }
+    static auto Convert(Source in) { return As<Lanes<std::uint64_t>>(Converted<Lanes<double>>(in)); }
 };
 
 /// Returns the larger of each pair of lanes, or the second if one is NaN.
 inline Lanes<float> Max(Lanes<float> a, Lanes<float> b) {
-#if defined(__SSE2__)
+#if defined(__SSE2__) && !defined(KELAUDIOFILE_PLAIN_VECTORS)
     return _mm_max_ps(a, b);
 #else
-    return a > b ? a : b;
+    return Chosen(a > b, a, b);
 #endif
 }
 
 inline Lanes<float> Min(Lanes<float> a, Lanes<float> b) {
-#if defined(__SSE2__)
+#if defined(__SSE2__) && !defined(KELAUDIOFILE_PLAIN_VECTORS)
     return _mm_min_ps(a, b);
 #else
-    return a < b ? a : b;
+    return Chosen(a < b, a, b);
 #endif
 }
 
@@ -70,11 +68,10 @@ struct ToInteger32 {
     static auto Convert(Source in) {
         const Lanes<float> highest = Lanes<float>{} + kHighest;
         const Lanes<float> atLeastLowest = Max(in, Lanes<float>{} - 1.0f); // and no NaN
-        const auto integers =
-            __builtin_convertvector(Min(atLeastLowest, highest) * 0x1p31f, Lanes<std::int32_t>);
-        return reinterpret_cast<Lanes<std::uint32_t>>(integers | ((atLeastLowest > highest) & kMissingBits));
+        const auto integers = Converted<Lanes<std::int32_t>>(Min(atLeastLowest, highest) * 0x1p31f);
+        return As<Lanes<std::uint32_t>>(integers | ((atLeastLowest > highest) & kMissingBits));
     }
-#if defined(__x86_64__)
+#if defined(KELACCELERATE_WIDE)
     KELACCELERATE_WIDE static __m256i ConvertEight(__m256 in) {
         const __m256 highest = _mm256_set1_ps(kHighest);
         const __m256 atLeastLowest = _mm256_max_ps(in, _mm256_set1_ps(-1.0f)); // and no NaN
@@ -95,17 +92,15 @@ struct ToRoundedInteger {
     using Source = Lanes<float>;
     static auto Convert(Source in) {
         using Bits = Lanes<std::uint32_t>;
-        const auto number =
-            reinterpret_cast<Source>(reinterpret_cast<Bits>(in == in) & reinterpret_cast<Bits>(in));
+        const auto number = As<Source>(As<Bits>(in == in) & As<Bits>(in));
         const Source atLeastLowest = Max(number, Source{} - 1.0f);
         const Source product = Min(atLeastLowest, Source{} + kHighest) * kFullScale;
         // Floats from 2^23 on are integers, so adding 2^23 with the sign of the product rounds.
-        const auto rounder = reinterpret_cast<Source>((reinterpret_cast<Bits>(product) & 0x80000000) |
-                                                      std::bit_cast<std::uint32_t>(0x1p23f));
-        return reinterpret_cast<Bits>(
-            __builtin_convertvector(product + rounder - rounder, Lanes<std::int32_t>));
+        const auto rounder =
+            As<Source>((As<Bits>(product) & 0x80000000) | std::bit_cast<std::uint32_t>(0x1p23f));
+        return As<Bits>(Converted<Lanes<std::int32_t>>(product + rounder - rounder));
     }
-#if defined(__x86_64__)
+#if defined(KELACCELERATE_WIDE)
     KELACCELERATE_WIDE static __m256i ConvertEight(__m256 in) {
         const __m256 number = _mm256_and_ps(in, _mm256_cmp_ps(in, in, _CMP_ORD_Q));
         const __m256 atLeastLowest = _mm256_max_ps(number, _mm256_set1_ps(-1.0f));

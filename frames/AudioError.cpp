@@ -22,8 +22,10 @@ AudioError::Code CodeOfSystem(int inError, AudioError::Code inOtherwise) {
     case EROFS:
         return AudioError::kNotPermitted;
     case ENOSPC:
-    case EDQUOT:
     case EFBIG:
+#if defined(EDQUOT)
+    case EDQUOT:
+#endif
         return AudioError::kDiskFull;
     default:
         return inOtherwise;

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "bytes/Lanes.h"
 #include "kelaudiofile/PeakDataSegment.h"
 
 namespace kelaudiofile::detail {
@@ -12,11 +13,11 @@ namespace kelaudiofile::detail {
 // skipped, a NaN in the extremes stays, and of 0.0 and -0.0 the first one counts. They also accept vectors.
 template <typename Value>
 Value Smaller(Value a, Value b) {
-    return b < a ? b : a;
+    return bytes::Chosen(b < a, b, a);
 }
 template <typename Value>
 Value Larger(Value a, Value b) {
-    return b > a ? b : a;
+    return bytes::Chosen(b > a, b, a);
 }
 
 /// Prefetches memory that is needed soon, a page ahead of a datum. The contents don't matter, nor whether
@@ -25,7 +26,7 @@ inline void Prefetch(const PeakDatum* inDatum) {
     constexpr std::uintptr_t kAhead = 4096;
     // May be past the end of the datums, where pointer arithmetic is undefined.
     // NOLINTNEXTLINE(performance-no-int-to-ptr)
-    __builtin_prefetch(reinterpret_cast<const void*>(reinterpret_cast<std::uintptr_t>(inDatum) + kAhead));
+    bytes::Prefetch(reinterpret_cast<const void*>(reinterpret_cast<std::uintptr_t>(inDatum) + kAhead));
 }
 
 /// Returns the extremes after one more datum.
@@ -66,7 +67,7 @@ public:
     }
 
 private:
-    using Lanes = float __attribute__((vector_size(16)));
+    using Lanes = bytes::VectorOf<float, 16>::Type;
     static_assert(kDatumsPerStep * sizeof(PeakDatum) == 2 * sizeof(Lanes));
 
     Lanes low[2], high[2];

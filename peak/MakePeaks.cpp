@@ -12,7 +12,7 @@ namespace {
 
 using detail::Larger;
 using detail::Smaller;
-using Lanes = float __attribute__((vector_size(16)));
+using Lanes = bytes::VectorOf<float, 16>::Type;
 
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 /// Each minimum depends on the previous one, and so do maxima, so several vectors of them are
@@ -41,9 +41,11 @@ PeakDatum ExtremesOfSteps(const float* inFirst, const float* inLast) {
             high[v] = Larger(high[v], samples);
         }
     PeakDatum extremes = kNothing;
-    for (std::int64_t i = 0; i < kSamplesPerStep; ++i)
-        extremes = {Smaller(extremes.min, low[i / kLanes][i % kLanes]),
-                    Larger(extremes.max, high[i / kLanes][i % kLanes])};
+    for (std::int64_t i = 0; i < kSamplesPerStep; ++i) {
+        const auto lane = static_cast<std::size_t>(i % kLanes);
+        extremes = {Smaller(extremes.min, low[i / kLanes][lane]),
+                    Larger(extremes.max, high[i / kLanes][lane])};
+    }
     return extremes;
 }
 

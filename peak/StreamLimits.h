@@ -26,7 +26,7 @@ inline constexpr std::uint64_t kTrustedStorageBytes = std::uint64_t{16} << 20;
 
 inline void RequireStorable(std::uint64_t inCount, std::uint64_t inLimit, const char* inMessage) {
     if (inCount >= inLimit)
-        throw kelcore::config::kel_exception(kelcore::utility::StringValue(kelcore::ToUTF8String(inMessage)));
+        throw kelcore::config::kel_exception(kelcore::utility::StringValue(inMessage, ""));
 }
 
 inline void RequireStorableDatums(std::uint64_t inCount) {

@@ -1,12 +1,26 @@
 #pragma once
 
-/// Marks exported names. Everything else is hidden, including the private parts of exported classes.
-#if defined(_WIN32)
-#define KELAUDIOFILE_EXPORT
-#define KELAUDIOFILE_HIDDEN
-#else
+/// Marks exported names. Everything else is hidden, including the private parts of exported classes. On
+/// Windows, a host of the static library defines KELAUDIOFILE_STATIC, as the CMake package does for it.
+#if !defined(_WIN32)
 #define KELAUDIOFILE_EXPORT __attribute__((visibility("default")))
 #define KELAUDIOFILE_HIDDEN __attribute__((visibility("hidden")))
+#else
+#define KELAUDIOFILE_HIDDEN
+#if defined(KELAUDIOFILE_STATIC)
+#define KELAUDIOFILE_EXPORT
+#elif defined(KELAUDIOFILE_BUILDING)
+#define KELAUDIOFILE_EXPORT __declspec(dllexport)
+#else
+#define KELAUDIOFILE_EXPORT __declspec(dllimport)
+#endif
+#endif
+
+/// Marks templates of which the library exports instances. On Windows it exports none: hosts make their own.
+#if defined(_WIN32)
+#define KELAUDIOFILE_INSTANCES
+#else
+#define KELAUDIOFILE_INSTANCES KELAUDIOFILE_EXPORT
 #endif
 
 /// For types used as template arguments of exported instances: clang would otherwise hide those instances.

@@ -206,7 +206,7 @@ private:
 /// At a segment without datums it refers to a silent datum; writes to that datum are lost. Dereferencing
 /// end(), moving forward from it, and moving before the first datum are undefined.
 template <typename Value, typename SegmentIterator, typename DatumIterator>
-class KELAUDIOFILE_EXPORT PeakData::PeakDataIterator {
+class KELAUDIOFILE_INSTANCES PeakData::PeakDataIterator {
 public:
     using iterator_category = std::bidirectional_iterator_tag;  ///< steps in both directions
     using value_type = typename std::remove_const<Value>::type; ///< PeakDatum
@@ -372,8 +372,9 @@ PeakData::PeakDataIterator<Value, SegmentIterator, DatumIterator>::operator Peak
 }
 /// @endcond
 
-// These instances are in the library, built for one standard library. A host that uses libc++ makes its own.
-#if !defined(_LIBCPP_VERSION)
+// The library holds these instances for the standard library that it was built with. A host that uses libc++
+// makes its own, and so does every host on Windows.
+#if !defined(_LIBCPP_VERSION) && !defined(_WIN32)
 extern template class PeakData::PeakDataIterator<const PeakDatum, PeakDataSegmentVector::const_iterator,
                                                  PeakDatumVector::const_iterator>;
 extern template class PeakData::PeakDataIterator<PeakDatum, PeakDataSegmentVector::iterator,

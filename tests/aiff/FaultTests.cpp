@@ -2,7 +2,6 @@
 #include <optional>
 
 #include "AiffTest.h"
-#include "support/SmallDisk.h"
 
 namespace aiff_tests {
 namespace {
@@ -108,7 +107,7 @@ TEST_F(AiffFaults, AFailedFinishCountsTheSamplesThatArrived) {
 void AiffFaults::FillDisk(int inBits, const Bytes& inBlock, std::int64_t inRoom, bool inStaysFull) {
     if (Create({.bits = inBits}) != 0)
         return;
-    std::optional<FileSizeLimit> limit(Left().size() + 16 + static_cast<std::uint64_t>(inRoom));
+    std::optional<faults::FullDisk> limit(Left().size() + 16 + static_cast<std::uint64_t>(inRoom));
     while (Write(inBlock) == 0) {
     }
     bool finished = Finish();

@@ -243,6 +243,10 @@ TEST_F(Bounds, OfAiffFiles) {
     };
     // clang-format on
     for (const auto& row : kRows) {
+#if defined(_WIN32)
+        if (row.hole != 0) // which files have only if their writer asks for them
+            continue;
+#endif
         Put(head + row.image, row.hole == 0 ? 0 : head.size() + row.hole);
         ExpectAtMost(row.name, row.most, [&] {
             const auto file = OpenAiff();

@@ -179,6 +179,9 @@ TEST(Convert, TouchesNothingInOtherFormats) {
 }
 
 TEST(Convert, StepsBeyond32Bits) {
+#if defined(_WIN32)
+    GTEST_SKIP() << "Windows has no memory that is promised but not set aside";
+#endif
     if (sizeof(void*) < 8)
         GTEST_SKIP() << "needs an address space of 64 bits";
     constexpr std::int32_t kChannels = 0x60000001;

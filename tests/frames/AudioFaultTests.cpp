@@ -1,7 +1,6 @@
 #include <optional>
 
 #include "frames/AudioTest.h"
-#include "support/SmallDisk.h"
 #include "support/Sweep.h"
 
 namespace kelaudiofile::audio_test {
@@ -52,7 +51,7 @@ TEST_F(AudioFaults, AFullDiskKeepsAllThatWasTaken) {
     for (const Container container : {kWave, kAiff})
         for (std::uint64_t size = 3000; size < 60000; size += 997) {
             SCOPED_TRACE(size);
-            std::optional<FileSizeLimit> limit(size);
+            std::optional<faults::FullDisk> limit(size);
             const auto taken = WriteUntilRefused(container, 20);
             limit.reset();
             ASSERT_TRUE(taken);

@@ -8,7 +8,6 @@
 #include "models/FrameModels.h"
 #include "support/Faults.h"
 #include "support/Random.h"
-#include "support/SmallDisk.h"
 
 namespace kelaudiofile::audio_test {
 namespace {
@@ -286,7 +285,7 @@ TEST_F(AudioFiles, AnOldFileSurvivesUntilTheNewOneIsWhole) {
     begin(10); // will be abandoned
     EXPECT_EQ(Reader("file")->Frames(), 50);
     writer = begin(30);
-    std::optional<FileSizeLimit> full(1);
+    std::optional<faults::FullDisk> full(1);
     EXPECT_FALSE(writer->Finish(error));
     full.reset();
     EXPECT_EQ(Reader("file")->Frames(), 50);

@@ -3,8 +3,10 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <system_error>
-#include <unistd.h>
 #include <utility>
+#if !defined(_WIN32)
+#include <unistd.h>
+#endif
 
 #include "support/Faults.h"
 #include "support/Files.h"
@@ -25,18 +27,28 @@ Stream&& Far(Stream&& ioStream) {
     return std::move(ioStream);
 }
 
+#if defined(_WIN32)
+constexpr bool kHasPipesAndLinks = false; // with paths
+#else
+constexpr bool kHasPipesAndLinks = true;
+#endif
+
 /// A folder with one entry of each kind; calls are counted.
 class Files : public testing::Test {
 protected:
     Files() {
         WriteFile(mFolder.Path("file"), ToBytes("12345"));
         std::filesystem::create_directory(mFolder.Path("folder"));
+#if defined(_WIN32)
+        WriteFile(mFolder.Path("link"), ToBytes("12345"));
+#else
         std::filesystem::create_symlink("file", mFolder.Path("link"));
         EXPECT_EQ(::mkfifo(mFolder.Path("pipe").c_str(), 0600), 0);
+#endif
     }
     File At(std::string_view inName) const { return mFolder.File(inName); }
     void Rename(std::string_view inFrom, std::string_view inTo) const {
-        std::filesystem::rename(mFolder.Path(inFrom), mFolder.Path(inTo));
+        At(inFrom).MoveTo(mFolder.PathText(inTo));
     }
 
     const TemporaryFolder mFolder;
@@ -79,12 +91,14 @@ TEST_F(Files, SayWhatFailedAndWhy) {
         {"nothing", move, "rename", ENOENT}, {kCut, move, "rename", EINVAL}, {"nothing", moveToCut, "rename", EINVAL},
         {"nothing/x", sync, "bring to the device the folder of", ENOENT}, {kCut, remove, "delete", EINVAL}, {"file", create, "create", EEXIST}, {"link", keep, "create", EEXIST},
         {kCut, create, "create", EINVAL}, {"folder", empty, "create", EISDIR},
-        {"nothing", read, "open", ENOENT}, {"folder", read, "read", EISDIR}, {"pipe", read, "read", ESPIPE},
+        {"nothing", read, "open", ENOENT}, {"folder", read, kHasPipesAndLinks ? "read" : "open", EISDIR}, {"pipe", read, "read", ESPIPE},
         {"nothing", write, "open", ENOENT}, {"pipe", write, "open", ENXIO}, {"file", writeFar, "write", EFBIG},
         {"file", setLength, "set the length of", EFBIG}, {"file", readFar, "read", 0},
     };
     // clang-format on
     for (const auto& row : kRows) {
+        if (row.name == "pipe" && !kHasPipesAndLinks)
+            continue;
         const std::string path = mFolder.Path(row.name == kCut ? "file\\0x" : row.name).string();
         const std::string why =
             row.error == 0 ? "the file ends too early" : std::generic_category().message(row.error);
@@ -98,7 +112,8 @@ TEST_F(Files, SayWhatFailedAndWhy) {
     }
     EXPECT_EQ(At("link").Size(), 5u) << "nothing that failed changed anything";
     At("file").Create(true);
-    EXPECT_TRUE(At("link").Exists() && At("link").Size() == 0);
+    EXPECT_TRUE(At(kHasPipesAndLinks ? "link" : "file").Exists());
+    EXPECT_EQ(At(kHasPipesAndLinks ? "link" : "file").Size(), 0u);
     At("file").Delete();
     EXPECT_FALSE(At("file").Exists());
     for (const char* const path : {"relative", "/root"})
@@ -117,6 +132,9 @@ TEST_F(Files, AreWrittenAsCreatedWhateverTheirNamesBecome) {
 // The holder of a lease, such as a file server, receives a signal and gives the lease up;
 // until then an open waits.
 TEST_F(Files, OpenUnderALease) {
+#if defined(_WIN32)
+    GTEST_SKIP() << "no leases here";
+#else
     static int holder;
     holder = ::open(mFolder.Path("file").c_str(), O_RDWR | O_CLOEXEC);
     if (::fcntl(holder, F_SETLEASE, F_WRLCK) != 0)
@@ -126,4 +144,5 @@ TEST_F(Files, OpenUnderALease) {
     std::signal(SIGIO, handler);
     ::close(holder);
     EXPECT_EQ(stream.Length(), 5u);
+#endif
 }

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <fcntl.h>
+#if !defined(_WIN32)
 #include <unistd.h>
+#endif
 
 #include "support/Faults.h"
 #include "support/Files.h"
@@ -98,6 +100,9 @@ TEST_F(InputStream, CountsZeroBytes) {
 }
 
 TEST_F(InputStream, DescriptorsCloseOnExecAndOnDestruction) {
+#if defined(_WIN32)
+    GTEST_SKIP() << "no way to ask for the next descriptor here";
+#else
     const int next = ::open("/dev/null", O_RDONLY); // the number that the streams will get
     ::close(next);
     const auto closes = [&](const auto&) { return ::fcntl(next, F_GETFD) == FD_CLOEXEC; };
@@ -105,6 +110,7 @@ TEST_F(InputStream, DescriptorsCloseOnExecAndOnDestruction) {
     EXPECT_TRUE(closes(IPlatformByteStream(mFile, Flags(0))));
     EXPECT_TRUE(closes(OPlatformByteStream(mFile, Flags(0))));
     EXPECT_TRUE(mCalls.opens == 3 && mCalls.closes == 3);
+#endif
 }
 
 // Compares random writes through the buffer with a plain byte vector, while the wrapped stream is moved in

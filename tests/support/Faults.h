@@ -33,6 +33,7 @@ struct System {
     int error = EIO;
     bool outputOnly = false;               ///< count and fail only what changes the disk
     std::size_t largestTransfer = 1 << 30; ///< reads and writes are limited to this
+    std::uint64_t largestFile = kNever;    ///< a write past it writes as much as fits: a full disk
     bool sparse = false;    ///< writes of 1 MiB or more past the end make a hole; their bytes are not read
     bool interrupt = false; ///< every other open, read and write is interrupted
     bool findsHoles = true; ///< whether the system can report holes
@@ -48,6 +49,14 @@ struct System {
 
 /// The record of the process. Assign `{}` to reset it.
 System& SystemCalls();
+
+/// While it lives, no file of the library grows past a size.
+struct FullDisk {
+    explicit FullDisk(std::uint64_t inBytes) { SystemCalls().largestFile = inBytes; }
+    ~FullDisk() { SystemCalls().largestFile = kNever; }
+    FullDisk(const FullDisk&) = delete;
+    FullDisk& operator=(const FullDisk&) = delete;
+};
 
 /// Counters and settings of the heap; counts the allocations by `new` of the whole process.
 struct Memory {

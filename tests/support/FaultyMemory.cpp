@@ -1,8 +1,9 @@
 #include "support/Faults.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdlib>
-#include <malloc.h>
+#include <memory>
 #include <new>
 
 // The heap of the test programs: the system's heap behind fault injection and counters.
@@ -12,24 +13,44 @@ namespace {
 
 Memory gMemory;
 
-template <typename Allocate>
-void* Allocated(Allocate inAllocate) {
-    if (gMemory.allocations++ == gMemory.failAt) {
-        ++gMemory.fired;
+/// Lies in front of all that is given out.
+struct alignas(std::max_align_t) Header {
+    void* block;
+    std::int64_t byteCount;
+};
+
+Header& HeaderOf(void* inMemory) {
+    return static_cast<Header*>(inMemory)[-1];
+}
+
+void* Allocate(std::size_t inCount, std::size_t inAlignment = alignof(Header)) {
+    constexpr std::size_t kMost = std::size_t{1} << (8 * sizeof(std::size_t) - 2);
+    const std::size_t slack = inAlignment - alignof(Header);
+    auto* const block =
+        inCount > kMost ? nullptr : static_cast<char*>(std::malloc(sizeof(Header) + slack + inCount));
+    if (block == nullptr)
         throw std::bad_alloc();
-    }
-    void* const memory = inAllocate();
-    if (memory == nullptr)
-        throw std::bad_alloc();
-    gMemory.liveBytes += static_cast<std::int64_t>(malloc_usable_size(memory));
+    void* memory = block + sizeof(Header);
+    std::size_t room = slack + inCount;
+    std::align(inAlignment, inCount, memory, room);
+    HeaderOf(memory) = {block, static_cast<std::int64_t>(inCount)};
+    gMemory.liveBytes += HeaderOf(memory).byteCount;
     gMemory.peakBytes = std::max(gMemory.peakBytes, gMemory.liveBytes);
     return memory;
 }
 
+void Gate() {
+    if (gMemory.allocations++ == gMemory.failAt) {
+        ++gMemory.fired;
+        throw std::bad_alloc();
+    }
+}
+
 void Release(void* inMemory) noexcept {
-    if (inMemory != nullptr)
-        gMemory.liveBytes -= static_cast<std::int64_t>(malloc_usable_size(inMemory));
-    std::free(inMemory);
+    if (inMemory == nullptr)
+        return;
+    gMemory.liveBytes -= HeaderOf(inMemory).byteCount;
+    std::free(HeaderOf(inMemory).block);
 }
 
 } // namespace
@@ -41,7 +62,8 @@ Memory& Heap() {
 } // namespace faults
 
 void* operator new(std::size_t inCount) {
-    return faults::Allocated([=] { return std::malloc(std::max<std::size_t>(inCount, 1)); });
+    faults::Gate();
+    return faults::Allocate(inCount);
 }
 
 // The system's array and nothrow forms call these, but those of sanitizers do not. Standard algorithms
@@ -58,8 +80,8 @@ void* operator new(std::size_t inCount, const std::nothrow_t&) noexcept {
 }
 
 void* operator new(std::size_t inCount, std::align_val_t inAlignment) {
-    const auto alignment = static_cast<std::size_t>(inAlignment);
-    return faults::Allocated([=] { return std::aligned_alloc(alignment, (inCount | (alignment - 1)) + 1); });
+    faults::Gate();
+    return faults::Allocate(inCount, static_cast<std::size_t>(inAlignment));
 }
 
 // clang-format off

@@ -1,17 +1,25 @@
 #include "support/Faults.h"
 
+#if defined(_WIN32)
+#include <windows.h>
+#include <winioctl.h>
+#else
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#endif
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
-#include <limits.h>
+#include <cwchar>
+#include <iterator>
 #include <limits>
-#include <sys/stat.h>
+#include <memory>
 #include <type_traits>
-#include <unistd.h>
 #include <utility>
 
 #include "System.h"
@@ -19,7 +27,11 @@
 // The system layer as it is shipped, in a namespace of its own: kelcore::system::shipped. Its includes have
 // been included above, so only its own code is renamed.
 #define system system::shipped
+#if defined(_WIN32)
+#include "SystemWindows.cpp"
+#else
 #include "SystemPosix.cpp"
+#endif
 #undef system
 
 namespace faults {
@@ -117,8 +129,12 @@ std::int64_t WriteAt(int inDescriptor, const void* inBytes, std::size_t inCount,
         ++gSystem.writes;
         if (MadeHole(inDescriptor, inCount, inPosition))
             return static_cast<std::int64_t>(inCount);
-        const auto count =
-            shipped::WriteAt(inDescriptor, inBytes, std::min(inCount, gSystem.largestTransfer), inPosition);
+        if (inPosition >= gSystem.largestFile)
+            return -ENOSPC;
+        const std::uint64_t room = gSystem.largestFile - inPosition;
+        const std::size_t most = std::min(inCount, gSystem.largestTransfer);
+        const auto count = shipped::WriteAt(
+            inDescriptor, inBytes, static_cast<std::size_t>(std::min<std::uint64_t>(most, room)), inPosition);
         gSystem.bytesWritten += static_cast<std::uint64_t>(std::max<std::int64_t>(count, 0));
         faults::Note('w', inPosition, inBytes, static_cast<std::size_t>(std::max<std::int64_t>(count, 0)));
         return count;

@@ -3,11 +3,10 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include <stdlib.h>
 
 #include "kelcore/filesupport.h"
 #include "kelcore/string.h"
@@ -24,8 +23,10 @@ inline Bytes ToBytes(std::string_view inText) {
 class TemporaryFolder {
 public:
     TemporaryFolder() {
-        std::string name = (std::filesystem::temp_directory_path() / "kelaudiofile-XXXXXX").string();
-        mPath = ::mkdtemp(name.data());
+        const auto start = std::filesystem::temp_directory_path() / "kelaudiofile-";
+        do
+            mPath = start.string() + std::to_string(std::random_device()());
+        while (!std::filesystem::create_directory(mPath));
     }
     ~TemporaryFolder() {
         std::error_code ignored;

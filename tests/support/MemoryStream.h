@@ -8,9 +8,12 @@
 
 namespace testing_support {
 
-inline kelcore::filesupport::File NullDevice() {
-    return {kelcore::ToUTF8String("/dev/null"), kelcore::filesupport::kPathStorage};
-}
+/// What the streams below open, and then never touch.
+struct EmptyFile {
+    EmptyFile() { WriteFile(folder.Path("empty"), {}); }
+    TemporaryFolder folder;
+};
+inline const EmptyFile gNowhere;
 
 /// A file stream that reads from memory. It counts its calls and throws a number from one kind of them.
 class MemoryFileInput : public kelcore::filesupport::IPlatformByteStream {
@@ -18,7 +21,7 @@ public:
     enum class Call { kNone, kLength, kSeek, kRead };
 
     explicit MemoryFileInput(Bytes inBytes)
-        : IPlatformByteStream(NullDevice(), kelcore::utility::Flags<unsigned>(0)),
+        : IPlatformByteStream(gNowhere.folder.File("empty"), kelcore::utility::Flags<unsigned>(0)),
           mBytes(std::move(inBytes)) {}
 
     void ReadBlock(void* outBytes, unsigned inCount) override {
@@ -57,7 +60,8 @@ private:
 /// A file stream that writes to memory.
 class MemoryFileOutput : public kelcore::filesupport::OPlatformByteStream {
 public:
-    MemoryFileOutput() : OPlatformByteStream(NullDevice(), kelcore::utility::Flags<unsigned>(0)) {}
+    MemoryFileOutput()
+        : OPlatformByteStream(gNowhere.folder.File("empty"), kelcore::utility::Flags<unsigned>(0)) {}
 
     void WriteBlock(const void* inBytes, unsigned inCount) override {
         const auto* first = static_cast<const unsigned char*>(inBytes);

@@ -66,6 +66,9 @@ TEST_F(Scan, SizeFieldsAtTheirLimits) {
 
 // Eight zero bytes are a chunk that is not listed. A hole counts as if it were read, although it is not.
 TEST_F(Scan, Holes) {
+#if defined(_WIN32)
+    GTEST_SKIP() << "files have no holes here unless their writer asks for them";
+#endif
     const Image start = Riff().Chunk("LIST", {1, 2}), end = Image().Chunk("othr", Filling(4));
     for (const bool findsHoles : {true, false}) {
         faults::SystemCalls() = {.findsHoles = findsHoles};

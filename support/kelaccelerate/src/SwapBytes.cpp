@@ -4,32 +4,40 @@
 #include <cstddef>
 #include <cstring>
 
-#if defined(__x86_64__)
+#include "kelaccelerate/WideVectors.h"
+
+#if defined(KELACCELERATE_WIDE)
 #include <immintrin.h>
 #endif
-
-#include "kelaccelerate/WideVectors.h"
 
 namespace kelaccelerate::utility {
 
 namespace {
 
-// Vectors of 16 bytes, in the form that both compilers support on every processor.
+[[maybe_unused]] constexpr std::size_t kVectorBytes = 16;
+
+#if (defined(__GNUC__) || defined(__clang__)) && !defined(KELAUDIOFILE_PLAIN_VECTORS)
+#define KELACCELERATE_VECTORS // as g++ and clang++ know them, without naming a processor
 typedef std::uint8_t Bytes __attribute__((vector_size(16)));
 typedef std::uint16_t HalfWords __attribute__((vector_size(16)));
 
+#endif
+
 struct Swap16 {
     static constexpr std::size_t kWidth = 2, kBytesAtOnce = 16;
+#if defined(KELACCELERATE_VECTORS)
     static Bytes Swap(Bytes in) {
         const auto samples = reinterpret_cast<HalfWords>(in);
         return reinterpret_cast<Bytes>(samples << 8 | samples >> 8);
     }
+#endif
 };
 
 /// Swaps five samples; the vector also holds one byte of the next, which stays. The middle byte of each
 /// sample stays too; the outer ones move by two bytes.
 struct Swap24 {
     static constexpr std::size_t kWidth = 3, kBytesAtOnce = 15;
+#if defined(KELACCELERATE_VECTORS)
     static Bytes Swap(Bytes in) {
         const Bytes zero = {};
         const Bytes first = {255, 0, 0, 255, 0, 0, 255, 0, 0, 255, 0, 0, 255, 0, 0, 0};
@@ -41,18 +49,21 @@ struct Swap24 {
             __builtin_shufflevector(zero, in, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29);
         return (fromAbove & first) | (in & same) | (fromBelow & last);
     }
+#endif
 };
 
 /// Swaps the bytes of each half, and then the halves.
 struct Swap32 {
     static constexpr std::size_t kWidth = 4, kBytesAtOnce = 16;
+#if defined(KELACCELERATE_VECTORS)
     static Bytes Swap(Bytes in) {
         const auto halves = reinterpret_cast<HalfWords>(Swap16::Swap(in));
         return reinterpret_cast<Bytes>(__builtin_shufflevector(halves, halves, 1, 0, 3, 2, 5, 4, 7, 6));
     }
+#endif
 };
 
-#if defined(__x86_64__)
+#if defined(KELACCELERATE_WIDE)
 
 /// Returns the source of each byte of a vector. A byte after the last whole sample stays.
 template <typename Element>
@@ -77,7 +88,7 @@ KELACCELERATE_WIDE std::size_t SwapByShuffling(const unsigned char* in, unsigned
     static constexpr auto kPlaces = Places<Element>();
     const __m128i places = _mm_loadu_si128(reinterpret_cast<const __m128i*>(kPlaces.data()));
     std::size_t at = 0;
-    for (; at + kAtOnce + sizeof(Bytes) <= inByteCount; at += 2 * kAtOnce) {
+    for (; at + kAtOnce + kVectorBytes <= inByteCount; at += 2 * kAtOnce) {
         ShuffleVector(in + at, out + at, places);
         ShuffleVector(in + at + kAtOnce, out + at + kAtOnce, places);
     }
@@ -85,6 +96,8 @@ KELACCELERATE_WIDE std::size_t SwapByShuffling(const unsigned char* in, unsigned
 }
 
 #endif
+
+#if defined(KELACCELERATE_VECTORS)
 
 template <typename Element>
 void SwapVector(const unsigned char* in, unsigned char* out) {
@@ -94,23 +107,28 @@ void SwapVector(const unsigned char* in, unsigned char* out) {
     std::memcpy(out, &bytes, sizeof bytes);
 }
 
+#endif
+
 /// Each store may spill unchanged bytes past its samples; the next store overwrites the spill, and the last
 /// samples are swapped singly.
 template <typename Element>
 void SwapElements(std::uint64_t inCount, const void* inElements, void* outElements) {
-    constexpr std::size_t kAtOnce = Element::kBytesAtOnce, kWidth = Element::kWidth;
+    [[maybe_unused]] constexpr std::size_t kAtOnce = Element::kBytesAtOnce;
+    constexpr std::size_t kWidth = Element::kWidth;
     const auto* in = static_cast<const unsigned char*>(inElements);
     auto* out = static_cast<unsigned char*>(outElements);
     const std::size_t byteCount = static_cast<std::size_t>(inCount) * kWidth;
     std::size_t at = 0;
-#if defined(__x86_64__)
+#if defined(KELACCELERATE_WIDE)
     if (HasWideVectors())
         at = SwapByShuffling<Element>(in, out, byteCount);
 #endif
-    for (; at + kAtOnce + sizeof(Bytes) <= byteCount; at += 2 * kAtOnce) {
+#if defined(KELACCELERATE_VECTORS)
+    for (; at + kAtOnce + kVectorBytes <= byteCount; at += 2 * kAtOnce) {
         SwapVector<Element>(in + at, out + at);
         SwapVector<Element>(in + at + kAtOnce, out + at + kAtOnce);
     }
+#endif
     for (; at < byteCount; at += kWidth) {
         unsigned char sample[kWidth];
         std::memcpy(sample, in + at, kWidth);

@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-#if defined(__x86_64__)
+#if defined(KELACCELERATE_WIDE)
 #include <cpuid.h>
 #endif
 
@@ -14,7 +14,7 @@ enum : int { kUnknown, kNo, kYes };
 constinit std::atomic<int> answer = kUnknown;
 
 bool AskProcessor() {
-#if defined(__x86_64__)
+#if defined(KELACCELERATE_WIDE)
     unsigned eax = 0, ebx = 0, ecx = 0, edx = 0;
     if (!__get_cpuid(1, &eax, &ebx, &ecx, &edx) || !(ecx & bit_OSXSAVE))
         return false;

@@ -121,7 +121,7 @@ int SyncFolderOf(const char* inPath) noexcept {
 std::int64_t NextData([[maybe_unused]] int inDescriptor, std::uint64_t inPosition) noexcept {
     if (!FitsOffset(inPosition))
         return -ENXIO;
-#if defined(SEEK_DATA)
+#if defined(SEEK_DATA) && !defined(__APPLE__) // where it may skip data at the position
     const off_t data = ::lseek(inDescriptor, static_cast<off_t>(inPosition), SEEK_DATA);
     return data < 0 ? -errno : std::int64_t{data};
 #else

@@ -3,7 +3,10 @@
 /// Detection of 32-byte vectors with byte shuffles.
 namespace kelaccelerate {
 
-#if defined(__x86_64__)
+// Not with g++ for Windows, unless its assembler takes moves of vectors that lie unaligned on the stack.
+#if defined(__x86_64__) && (defined(__GNUC__) || defined(__clang__)) &&                                      \
+    !defined(KELAUDIOFILE_PLAIN_VECTORS) &&                                                                  \
+    (!defined(_WIN32) || defined(__clang__) || defined(KELACCELERATE_UNALIGNED_MOVES))
 /// Marks functions that may be called only if HasWideVectors is true. A processor with AVX2 but without
 /// PREFETCHW executes that instruction as a no-op.
 #define KELACCELERATE_WIDE __attribute__((target("avx2,prfchw")))
