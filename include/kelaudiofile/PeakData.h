@@ -335,6 +335,7 @@ private:
     DatumIterator datum;
 };
 
+/// @cond
 template <typename Value, typename SegmentIterator, typename DatumIterator>
 void PeakData::PeakDataIterator<Value, SegmentIterator, DatumIterator>::MoveForward(std::uint64_t inCount) {
     if (inCount == 0)
@@ -365,7 +366,6 @@ void PeakData::PeakDataIterator<Value, SegmentIterator, DatumIterator>::MoveBack
     datum -= static_cast<std::ptrdiff_t>(inCount);
 }
 
-/// @cond
 template <typename Value, typename SegmentIterator, typename DatumIterator>
 PeakData::PeakDataIterator<Value, SegmentIterator, DatumIterator>::operator PeakData::const_iterator() const {
     return const_iterator(segmentsEnd, segment, datum);
