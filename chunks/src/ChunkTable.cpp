@@ -2,16 +2,8 @@
 
 #include <algorithm>
 #include <iterator>
-#include <limits>
 
 namespace kelaudiofile::chunks {
-
-// Checked by subtraction, since a sum of the caller's numbers may overflow.
-bool IsReadable(std::int64_t inOffset, std::int64_t inByteCount, std::int64_t inSize) {
-    constexpr std::int64_t kLargestRead = std::numeric_limits<std::int32_t>::max();
-    return inOffset >= 0 && inByteCount >= 0 && inByteCount <= kLargestRead && inOffset <= inSize &&
-           inByteCount <= inSize - inOffset;
-}
 
 void ChunkTable::Append(const ChunkInfo& inChunk, std::int64_t inCount) {
     if (!IsMetadata(inChunk.id)) {
@@ -48,13 +40,19 @@ const ChunkInfo* ChunkTable::FindFirst(std::uint32_t inFormatId) const {
     return found == mFormatChunks.end() ? nullptr : &*found;
 }
 
-std::optional<ChunkInfo> ChunkTable::FindMetadatum(std::int64_t inIndex) const {
-    if (inIndex < 0 || inIndex >= mMetadataCount)
-        return std::nullopt;
+const ChunkTable::Run& ChunkTable::RunOf(std::int64_t inIndex) const {
+    if (mMetadata.size() == static_cast<std::uint64_t>(mMetadataCount)) // a run for each chunk
+        return mMetadata[static_cast<std::size_t>(inIndex)];
     const auto next =
         std::upper_bound(mMetadata.begin(), mMetadata.end(), inIndex,
                          [](std::int64_t index, const Run& run) { return index < run.firstIndex; });
-    const Run& run = *std::prev(next);
+    return *std::prev(next);
+}
+
+std::optional<ChunkInfo> ChunkTable::FindMetadatum(std::int64_t inIndex) const {
+    if (inIndex < 0 || inIndex >= mMetadataCount)
+        return std::nullopt;
+    const Run& run = RunOf(inIndex);
     ChunkInfo info = run.first;
     info.offset += kHeaderBytes * (inIndex - run.firstIndex);
     return info;
@@ -71,8 +69,8 @@ bool ChunkTable::GetMetadataInfo(std::int64_t inIndex, std::uint32_t& outId, std
     return true;
 }
 
-// Positions before the audio are fractions of the whole file, so they stay well below 0.5; those after it are
-// fractions of the rest of the file.
+// Positions before the audio are fractions of the whole file, so they stay well below 0.5; those after it
+// are fractions of what follows it.
 double ChunkTable::PositionOf(const ChunkInfo& inChunk) const {
     const auto place = static_cast<double>(inChunk.DataOffset());
     const auto size = static_cast<double>(mFileSize);

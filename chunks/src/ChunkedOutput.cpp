@@ -5,22 +5,11 @@
 namespace kelaudiofile::chunks {
 
 using kelcore::filesupport::OBufferedByteStream;
-using kelcore::filesupport::OByteStream;
 using kelcore::filesupport::OPlatformByteStream;
 
 std::unique_ptr<OBufferedByteStream> MakeBuffer(OPlatformByteStream& ioPlatform) {
     constexpr unsigned kBytes = 32768, kAlignment = 4096;
     return std::make_unique<OBufferedByteStream>(ioPlatform, kBytes, kAlignment);
-}
-
-void MoveTo(OByteStream& ioStream, std::uint64_t inPosition) {
-    if (ioStream.CurPos() != inPosition)
-        ioStream.CurPos(inPosition);
-}
-
-void WriteAt(OByteStream& ioStream, std::uint64_t inPosition, const void* inBytes, std::size_t inCount) {
-    MoveTo(ioStream, inPosition);
-    ioStream.WriteBlock(inBytes, static_cast<unsigned>(inCount));
 }
 
 void Patch(OPlatformByteStream& ioPlatform, std::uint64_t inPosition, const void* inBytes,

@@ -25,7 +25,11 @@ struct ChunkInfo {
 };
 
 /// @return whether a range lies inside this many bytes and can be read at once. Any numbers are accepted.
-bool IsReadable(std::int64_t inOffset, std::int64_t inByteCount, std::int64_t inSize);
+constexpr bool IsReadable(std::int64_t inOffset, std::int64_t inByteCount, std::int64_t inSize) {
+    constexpr std::int64_t kLargestRead = 0x7FFFFFFF;
+    return inOffset >= 0 && inByteCount >= 0 && inByteCount <= kLargestRead && inOffset <= inSize &&
+           inByteCount <= inSize - inOffset; // by subtraction: a sum of the caller's numbers may not fit
+}
 
 /// The chunks of a file, in file order: the first one of each id that the format itself uses, and all others,
 /// which are metadata. Consecutive empty chunks of one id take the memory of one: a hole in a sparse file
@@ -60,6 +64,7 @@ private:
         ChunkInfo first;
         std::int64_t firstIndex;
     };
+    const Run& RunOf(std::int64_t inIndex) const;
     bool IsMetadata(std::uint32_t inId) const;
     bool ContinuesLastRun(const ChunkInfo& inChunk) const;
     double PositionOf(const ChunkInfo& inChunk) const;
