@@ -79,7 +79,8 @@ constexpr Moves MovesFor(const Plan& inPlan, std::size_t inBytes, std::size_t in
             const std::size_t from = sample * inStep + byteOfLane - (4 - inBytes);
             const bool isHere =
                 byteOfLane >= 4 - inBytes && from >= start && from < start + kHalf && !isFound[to];
-            moves.vectors[v].bytes[to] = isHere ? static_cast<signed char>(from - start) : -1;
+            moves.vectors[v].bytes[to] =
+                isHere ? static_cast<signed char>(from - start) : static_cast<signed char>(-1);
             isFound[to] |= isHere;
             found += isHere;
         }

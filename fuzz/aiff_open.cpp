@@ -1,9 +1,9 @@
 // Opens an AIFF file of arbitrary bytes: reads stay inside the file, and a copy holds the same contents once
 // the disk has room for it.
 
+#include "FileSizeLimit.h"
 #include "Fuzz.h"
 #include "kelaudiofile/AiffFile.h"
-#include "support/SmallDisk.h"
 
 using kelaudiofile::AiffFile;
 
@@ -23,7 +23,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     bool isWritten = false;
     for (const std::uint64_t room : {std::uint64_t{size} / 2, std::uint64_t{1} << 30})
         try {
-            const testing_support::FileSizeLimit limit(room);
+            const fuzz::FileSizeLimit limit(room);
             const std::unique_ptr<AiffFile> copy(
                 AiffFile::OpenForWrite(path, 48000, file->GetNumChannels(), 8 * file->GetBytesPerSample(),
                                        file->GetSampleType(), file->GetAudioChannelLayout(), error));

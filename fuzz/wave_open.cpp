@@ -1,10 +1,10 @@
 // Opens a wave file of arbitrary bytes: reads stay inside the file, the hash covers all of it, and a copy
 // holds the same contents once the disk has room for it.
 
+#include "FileSizeLimit.h"
 #include "Fuzz.h"
 #include "kelaudiofile/HashWaveFile.h"
 #include "kelaudiofile/WaveFile.h"
-#include "support/SmallDisk.h"
 
 using namespace kelaudiofile;
 
@@ -43,7 +43,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto path = fuzz::Folder().PathText("copy");
     bool isWritten = false;
     for (const std::uint64_t room : {std::uint64_t{size} / 2, std::uint64_t{1} << 30}) {
-        const testing_support::FileSizeLimit limit(room);
+        const fuzz::FileSizeLimit limit(room);
         const std::unique_ptr<WaveFile> copy(
             WaveFile::OpenForWrite(path, file->GetSampleRate(), file->GetNumChannels(),
                                    file->GetBytesPerSample(), file->GetSampleBitDepth(),

@@ -29,10 +29,16 @@ struct WriteModel {
         std::copy_backward(inBytes.begin(), inBytes.end(), End());
         return Error::kNoError;
     }
+    /// A chunk of odd size gets a pad byte, over what was written there.
+    void FinishBlock() {
+        if (isData && (next - lowest) % 2 != 0 && samples.size() > SampleByteCount())
+            *End() = 0;
+    }
     void FinishSamples() {
         if (!isData)
             return;
         earlier = SampleByteCount();
+        isDirty = isDirty || samples.size() > earlier;
         samples.resize(earlier);
         lowest = next;
         isData = false;
@@ -61,6 +67,7 @@ struct WriteModel {
     std::int64_t lowest = 0;       ///< where the last `data` chunk begins
     std::size_t earlier = 0;       ///< sample bytes of earlier chunks
     bool isData = false, isMetadatum = false, samplesEnded = false;
+    bool isDirty = false; ///< a gap in a later chunk may show what was written past the end of this one
 };
 
 /// Applies a sequence of calls to a file and to the model.
@@ -119,14 +126,15 @@ private:
 
     Bytes SomeBytes() {
         constexpr std::uint32_t kLimits[] = {4, 40, 4000, 70'000};
-        return SampleBytes(mChoose(100), 1 + mChoose(kLimits[mChoose(4)]));
+        const std::uint32_t limit = kLimits[mChoose(4)], count = 1 + mChoose(limit); // in this order
+        return SampleBytes(mChoose(100), count);
     }
     std::int64_t SomeOffset() {
         const std::int64_t beyond32Bits = mModel.format.rf64 ? 0 : kLimit; // begins a new chunk
         const std::int64_t offsets[] = {mModel.lowest + mChoose(3000), mModel.lowest - 1 - mChoose(5),
                                         mModel.next + mChoose(9) - 4,
                                         mModel.lowest + beyond32Bits + mChoose(9)};
-        return offsets[mChoose(4)];
+        return mModel.isDirty ? mModel.next : offsets[mChoose(4)];
     }
     void WriteAt(std::int64_t inOffset) {
         const Bytes bytes = SomeBytes();
@@ -164,6 +172,7 @@ private:
                                                },
                                                [&] {
                                                    Expect("FinishBlock", mFile->FinishBlock());
+                                                   mModel.FinishBlock();
                                                    ExpectFile();
                                                }};
         if (mChoose(2) == 0)
