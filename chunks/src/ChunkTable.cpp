@@ -69,8 +69,8 @@ bool ChunkTable::GetMetadataInfo(std::int64_t inIndex, std::uint32_t& outId, std
     return true;
 }
 
-// Positions before the audio are fractions of the whole file, so they stay well below 0.5; those after it
-// are fractions of what follows it.
+// Positions before the audio are fractions of the whole file, so they stay well below 0.5; those after it are
+// fractions of the rest of the file.
 double ChunkTable::PositionOf(const ChunkInfo& inChunk) const {
     const auto place = static_cast<double>(inChunk.DataOffset());
     const auto size = static_cast<double>(mFileSize);
