@@ -29,7 +29,9 @@ bool AudioWriter::Finish(Durability inDurability, AudioError& outError) {
     Impl& impl = *mImpl;
     if (impl.stage == Impl::Stage::kFinished)
         return Fail(outError, AudioError::kWrongOrder, impl.path, "it is finished");
-    const bool completed = impl.Complete(inDurability, outError);
+    // A chunk whose writing failed may still be open.
+    const bool ended = impl.stage != Impl::Stage::kBeforeAudio || impl.EndOpenChunk(outError);
+    const bool completed = ended && impl.Complete(inDurability, outError);
     impl.stage = Impl::Stage::kFinished;
     impl.file = WaveOrAiff(); // closes it
     return completed && impl.Rename(inDurability, outError);
